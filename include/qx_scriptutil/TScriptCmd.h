@@ -1,0 +1,128 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "qx_scriptutil/Types.h"
+
+namespace NSQX_script {
+
+// One parsed parameter: a tree node. A value type; copies are deep, nothing is shared.
+// A parameter holds plain values or object groups, never both (a backward range may leave
+// both empty).
+struct QX_API MMLParaStruct {
+    QXValue name;
+    std::vector<QXValue> values;
+    std::vector<std::vector<MMLParaStruct>> objects;
+};
+
+// One parsed command: its name as written and its top-level parameters. A value type.
+struct QX_API MMLCmdStruct {
+    std::string cmdName;
+    std::vector<MMLParaStruct> paraList;
+};
+
+// A command viewed over a parameter vector that someone else owns; valid while that vector
+// lives. Confined to the thread that uses it.
+class QX_API TScriptCmdRef {
+public:
+    TScriptCmdRef() = default;
+    TScriptCmdRef(unsigned long cmdCode, std::vector<MMLParaStruct>* paraList,
+                  unsigned long lineNo)
+        : m_cmdCode(cmdCode), m_pParaList(paraList), m_lineNo(lineNo) {}
+
+    unsigned int GetSize() const {
+        return m_pParaList ? static_cast<unsigned int>(m_pParaList->size()) : 0u;
+    }
+    unsigned long GetCmdCode() const { return m_cmdCode; }
+    void SetCmdCode(unsigned long cmdCode) { m_cmdCode = cmdCode; }
+    unsigned long GetLineNo() const { return m_lineNo; }
+    void SetLineNo(unsigned long lineNo) { m_lineNo = lineNo; }
+
+    // Ordered by command code alone: records of one code are equivalent.
+    bool operator<(const TScriptCmdRef& other) const { return m_cmdCode < other.m_cmdCode; }
+
+    // Destroys every parameter of the referenced vector, keeping its storage.
+    void DeleteAllPara();
+
+    // Reading by position; false when there is no list or the index is not below its size.
+    bool GetPara(unsigned int index, MMLParaStruct& para);
+    bool GetPara(unsigned int index, CStdString& name, CStdString& value);
+    bool GetPara(unsigned int index, CStdString& name, std::vector<CStdString>& values,
+                 unsigned int count);
+    bool GetPara(unsigned int index, CStdString& name, int& value);
+    bool GetPara(unsigned int index, CStdString& name, unsigned long& value);
+    bool GetPara(unsigned int index, CStdString& name, float& value);
+    bool GetPara(unsigned int index, CStdString& name, std::vector<int>& values,
+                 unsigned int count);
+    bool GetPara(unsigned int index, CStdString& name, std::vector<unsigned long>& values,
+                 unsigned int count);
+    bool UpdatePara(unsigned int index, MMLParaStruct& para);
+
+    // Reading by name (exact, case-sensitive; the first match wins); with remove set the
+    // parameter is erased from the list once it has been read.
+    bool GetPara(char const* name, MMLParaStruct& para, bool remove);
+    bool GetPara(char const* name, CStdString& value, bool remove);
+    bool GetPara(char const* name, std::vector<CStdString>& values, unsigned int count,
+                 bool remove);
+    bool GetPara(char const* name, int& value, bool remove);
+    bool GetPara(char const* name, unsigned long& value, bool remove);
+    bool GetPara(char const* name, float& value, bool remove);
+    bool GetPara(char const* name, std::vector<int>& values, unsigned int count, bool remove);
+    bool GetPara(char const* name, std::vector<unsigned long>& values, unsigned int count,
+                 bool remove);
+
+    // Adding: the new parameter is appended at the end of the list.
+    bool AddPara(char const* name, char const* value, bool asOneString, bool split);
+    bool AddPara(char const* name, int value, bool asOneString, bool split, bool unused);
+    bool AddPara(char const* name, unsigned long value, bool asOneString, bool split);
+    bool AddPara(char const* name, std::vector<int> const& values, bool asOneString, bool split,
+                 bool unused);
+    bool AddPara(char const* name, float value, bool asOneString);
+    bool UpdatePara(char const* name, char const* value);
+    bool UpdatePara(char const* name, std::vector<CStdString>& values);
+    bool AddObjectPara(char const* text);
+
+protected:
+    unsigned long m_cmdCode = 0;
+    std::vector<MMLParaStruct>* m_pParaList = nullptr;
+    unsigned long m_lineNo = 0;
+};
+
+// A command that owns its parameter tree. m_pParaList always points at the object's own
+// m_paraList, also after copying. A value type confined to the thread that uses it.
+class QX_API TScriptCmd : public TScriptCmdRef {
+public:
+    TScriptCmd() : TScriptCmdRef(0, nullptr, 0) { m_pParaList = &m_paraList; }
+    explicit TScriptCmd(unsigned long cmdCode) : TScriptCmdRef(cmdCode, nullptr, 0) {
+        m_pParaList = &m_paraList;
+    }
+    TScriptCmd(unsigned long cmdCode, std::vector<MMLParaStruct>& paraList, unsigned long lineNo)
+        : TScriptCmdRef(cmdCode, nullptr, lineNo), m_paraList(paraList) {
+        m_pParaList = &m_paraList;
+    }
+    TScriptCmd(const TScriptCmd& other)
+        : TScriptCmdRef(other.m_cmdCode, nullptr, other.m_lineNo), m_paraList(other.m_paraList) {
+        m_pParaList = &m_paraList;
+    }
+    TScriptCmd(TScriptCmd&& other) noexcept
+        : TScriptCmdRef(other.m_cmdCode, nullptr, other.m_lineNo),
+          m_paraList(std::move(other.m_paraList)) {
+        m_pParaList = &m_paraList;
+    }
+    TScriptCmd& operator=(const TScriptCmd& other);
+    TScriptCmd& operator=(TScriptCmd&& other) noexcept;
+    ~TScriptCmd() = default;
+
+    std::vector<MMLParaStruct>& GetParaList() { return m_paraList; }
+    const std::vector<MMLParaStruct>& GetParaList() const { return m_paraList; }
+
+    // The groups of the named object parameter as a command of their own.
+    bool GetObjectPara(char const* name, TScriptCmd& object, bool remove);
+
+private:
+    std::vector<MMLParaStruct> m_paraList;
+};
+
+}  // namespace NSQX_script

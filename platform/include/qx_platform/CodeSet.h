@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include "qx_platform/Export.h"
+
+namespace qxp {
+
+// Converts text between "UTF-8", "GBK" and "ISO8859-1" (glibc iconv). Fails, leaving out
+// unchanged, on an unknown encoding name, invalid input or a character the target cannot
+// hold; never guesses. Text in one encoding converted to the same one is checked and copied.
+// Thread-safe; iconv descriptors are cached per thread.
+QXP_API bool OrinCodeSetConvert(const char* from, const char* to, const std::string& in,
+                                std::string& out);
+
+}  // namespace qxp

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "qx_platform/CStdString.h"
+#include "qx_platform/Export.h"
+
+namespace qxp {
+
+// The host's variant value: empty, text, 32-bit integer, 64-bit integer or double. Every name
+// and value of a parsed parameter is one of these. A value type; copies are deep and cheap for
+// short texts (the text uses the standard small-string storage).
+class QXP_API QXValue {
+public:
+    enum Type : std::uint8_t { kEmpty, kString, kInt32, kInt64, kDouble };
+
+    QXValue() noexcept : type_(kEmpty), i_(0) {}
+    // The flag is the host's "binary text" marker; the script library always passes false.
+    QXValue(const std::string& s, bool flag) : type_(kString), i_(0), s_(s) { (void)flag; }
+    QXValue(std::string&& s, bool flag) noexcept : type_(kString), i_(0), s_(std::move(s)) {
+        (void)flag;
+    }
+    QXValue(const CStdString& s, bool flag) : type_(kString), i_(0), s_(s) { (void)flag; }
+    QXValue(const char* s, bool flag) : type_(kString), i_(0), s_(s ? s : "") { (void)flag; }
+    QXValue(int v) noexcept : type_(kInt32), i_(v) {}
+    QXValue(long v) noexcept : type_(kInt64), i_(v) {}
+    QXValue(double v) noexcept : type_(kDouble), d_(v) {}
+
+    QXValue(const QXValue&) = default;
+    QXValue(QXValue&&) noexcept = default;
+    QXValue& operator=(const QXValue&) = default;
+    QXValue& operator=(QXValue&&) noexcept = default;
+
+    // The host's name for assignment from another value.
+    void ReadFrom(const QXValue& other) { *this = other; }
+
+    // Setters that keep the text's storage, for callers that refill values in a loop.
+    void SetString(const char* s, std::size_t n) {
+        type_ = kString;
+        s_.assign(s, n);
+    }
+    void SetInt32(int v) noexcept {
+        type_ = kInt32;
+        i_ = v;
+    }
+    void SetInt64(long v) noexcept {
+        type_ = kInt64;
+        i_ = v;
+    }
+    void SetDouble(double v) noexcept {
+        type_ = kDouble;
+        d_ = v;
+    }
+    void Clear() noexcept {
+        type_ = kEmpty;
+        i_ = 0;
+        s_.clear();
+    }
+
+    Type GetType() const noexcept { return type_; }
+    bool IsEmpty() const noexcept { return type_ == kEmpty; }
+    bool IsNumericTypeEx() const noexcept {
+        return type_ == kInt32 || type_ == kInt64 || type_ == kDouble;
+    }
+    bool IsStringTypeEx() const noexcept { return type_ == kString; }
+
+    // Text of the value: the text itself; integers in decimal; a double in its shortest
+    // fixed-point form that reads back to the same value, always with a decimal point so that
+    // it stays a fraction when written into a script ("1.5", "12.", "-0.25"); empty for empty.
+    std::string As_std_string() const;
+    CStdString As_QXString() const { return CStdString(As_std_string()); }
+    operator CStdString() const { return As_QXString(); }
+
+    // Readings as numbers: numbers convert; a text is read as a leading decimal number
+    // (strtol/strtod rules), 0 when it has none; empty gives 0.
+    int AsInt() const noexcept;
+    long AsLong() const noexcept;
+    float AsFloat() const noexcept;
+    double AsDouble() const noexcept;
+    // The text of a string value; "" for every other type (no conversion, no allocation).
+    const char* AsCString() const noexcept { return type_ == kString ? s_.c_str() : ""; }
+    const std::string& StringRef() const noexcept { return s_; }
+
+    // Same type and same content.
+    bool operator==(const QXValue& o) const noexcept;
+    bool operator!=(const QXValue& o) const noexcept { return !(*this == o); }
+
+private:
+    Type type_;
+    union {
+        long i_;
+        double d_;
+    };
+    std::string s_;
+};
+
+}  // namespace qxp

@@ -11,7 +11,7 @@ namespace NSQX_script {
 // owns its name copies. It has no lock: callers that register or remove names while other
 // threads look up serialise these calls themselves.
 class QX_API CmdNameConvert {
-public:
+  public:
     // Registers a name for a code; the first name registered for a code stays.
     static void AddCmdNameIDMap(const char* name, unsigned long cmdId);
     // Name to code: the lowest code carrying exactly that name (case-sensitive).

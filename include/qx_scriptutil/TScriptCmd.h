@@ -26,10 +26,9 @@ struct QX_API MMLCmdStruct {
 // A command viewed over a parameter vector that someone else owns; valid while that vector
 // lives. Confined to the thread that uses it.
 class QX_API TScriptCmdRef {
-public:
+  public:
     TScriptCmdRef() = default;
-    TScriptCmdRef(unsigned long cmdCode, std::vector<MMLParaStruct>* paraList,
-                  unsigned long lineNo)
+    TScriptCmdRef(unsigned long cmdCode, std::vector<MMLParaStruct>* paraList, unsigned long lineNo)
         : m_cmdCode(cmdCode), m_pParaList(paraList), m_lineNo(lineNo) {}
 
     unsigned int GetSize() const {
@@ -84,7 +83,7 @@ public:
     bool UpdatePara(char const* name, std::vector<CStdString>& values);
     bool AddObjectPara(char const* text);
 
-protected:
+  protected:
     unsigned long m_cmdCode = 0;
     std::vector<MMLParaStruct>* m_pParaList = nullptr;
     unsigned long m_lineNo = 0;
@@ -93,7 +92,7 @@ protected:
 // A command that owns its parameter tree. m_pParaList always points at the object's own
 // m_paraList, also after copying. A value type confined to the thread that uses it.
 class QX_API TScriptCmd : public TScriptCmdRef {
-public:
+  public:
     TScriptCmd() : TScriptCmdRef(0, nullptr, 0) { m_pParaList = &m_paraList; }
     explicit TScriptCmd(unsigned long cmdCode) : TScriptCmdRef(cmdCode, nullptr, 0) {
         m_pParaList = &m_paraList;
@@ -121,7 +120,7 @@ public:
     // The groups of the named object parameter as a command of their own.
     bool GetObjectPara(char const* name, TScriptCmd& object, bool remove);
 
-private:
+  private:
     std::vector<MMLParaStruct> m_paraList;
 };
 

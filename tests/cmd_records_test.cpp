@@ -1,0 +1,110 @@
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "qx_scriptutil/TScriptCmd.h"
+
+using namespace NSQX_script;
+
+namespace {
+
+MMLParaStruct Leaf(const char* name, long value) {
+    MMLParaStruct p;
+    p.name = QXValue(name, false);
+    p.values.push_back(QXValue(value));
+    return p;
+}
+
+// A parameter with three levels of nested groups: A={B={C={D=1}}}.
+MMLParaStruct Nested() {
+    MMLParaStruct c;
+    c.name = QXValue("C", false);
+    c.objects.push_back({Leaf("D", 1)});
+    MMLParaStruct b;
+    b.name = QXValue("B", false);
+    b.objects.push_back({c});
+    MMLParaStruct a;
+    a.name = QXValue("A", false);
+    a.objects.push_back({b, Leaf("E", 2)});
+    return a;
+}
+
+const MMLParaStruct& Innermost(const MMLParaStruct& a) {
+    return a.objects[0][0].objects[0][0].objects[0][0];
+}
+
+}  // namespace
+
+TEST(CmdRecords, DefaultViewIsEmptyAndDeleteIsHarmless) {
+    TScriptCmdRef ref;
+    EXPECT_EQ(0u, ref.GetSize());
+    EXPECT_EQ(0ul, ref.GetCmdCode());
+    ref.DeleteAllPara();
+    EXPECT_EQ(0u, ref.GetSize());
+}
+
+TEST(CmdRecords, ViewDeletesInTheVectorItDoesNotOwn) {
+    std::vector<MMLParaStruct> list{Leaf("A", 1), Nested()};
+    list.reserve(10);
+    TScriptCmdRef ref(7, &list, 3);
+    EXPECT_EQ(2u, ref.GetSize());
+    ref.DeleteAllPara();
+    EXPECT_TRUE(list.empty());
+    EXPECT_EQ(10u, list.capacity());
+}
+
+TEST(CmdRecords, CopiesAreDeepAndPointAtTheirOwnList) {
+    std::vector<MMLParaStruct> source{Leaf("A", 1), Nested()};
+    TScriptCmd cmd(42, source, 9);
+    EXPECT_EQ(2u, source.size());  // the constructor copies, it does not take
+
+    TScriptCmd copy(cmd);
+    EXPECT_EQ(42ul, copy.GetCmdCode());
+    EXPECT_EQ(9ul, copy.GetLineNo());
+    copy.GetParaList().clear();
+    EXPECT_EQ(2u, cmd.GetSize());
+    EXPECT_EQ(0u, copy.GetSize());  // GetSize reads through the copy's own pointer
+
+    TScriptCmd assigned;
+    assigned = cmd;
+    cmd.GetParaList()[1].objects[0][0].objects[0][0].objects[0][0].values[0] = QXValue(5L);
+    EXPECT_EQ(1, Innermost(assigned.GetParaList()[1]).values[0].AsInt());
+    EXPECT_EQ(2u, assigned.GetParaList()[1].objects[0].size());
+    assigned.DeleteAllPara();
+    EXPECT_EQ(2u, cmd.GetSize());
+
+    TScriptCmd moved(std::move(copy));
+    moved.GetParaList().push_back(Leaf("Z", 0));
+    EXPECT_EQ(1u, moved.GetSize());
+}
+
+TEST(CmdRecords, SelfAssignmentAndReuseOfLargerTarget) {
+    std::vector<MMLParaStruct> big{Leaf("A", 1), Leaf("B", 2), Leaf("C", 3)};
+    std::vector<MMLParaStruct> small{Nested()};
+    TScriptCmd target(1, big, 1);
+    TScriptCmd source(2, small, 2);
+    const TScriptCmd& alias = target;
+    target = alias;
+    EXPECT_EQ(3u, target.GetSize());
+
+    target = source;
+    ASSERT_EQ(1u, target.GetSize());
+    EXPECT_EQ(2ul, target.GetCmdCode());
+    EXPECT_EQ(2ul, target.GetLineNo());
+    EXPECT_EQ("A", target.GetParaList()[0].name.As_std_string());
+    EXPECT_EQ(1, Innermost(target.GetParaList()[0]).values[0].AsInt());
+}
+
+TEST(CmdRecords, OrderedByCommandCodeAlone) {
+    std::vector<MMLParaStruct> one{Leaf("A", 1)};
+    TScriptCmd a(5, one, 1);
+    TScriptCmd b(5);
+    TScriptCmd c(6);
+    EXPECT_FALSE(a < b);
+    EXPECT_FALSE(b < a);
+    EXPECT_TRUE(a < c);
+
+    std::set<TScriptCmd> set{a, b, c};
+    EXPECT_EQ(2u, set.size());
+    EXPECT_EQ(1u, set.begin()->GetSize());  // the first inserted of code 5 stays
+}

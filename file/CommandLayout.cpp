@@ -1,0 +1,136 @@
+#include "file/CommandLayout.h"
+
+#include <charconv>
+
+#include "qx_platform/Trace.h"
+#include "qx_scriptutil/CmdNameConvert.h"
+
+namespace NSQX_script {
+
+const LayoutStyle kScriptFileLayout = {"TScriptFileImpl::WriteParaList, ParaName is empty.\n",
+                                       false, nullptr};
+const LayoutStyle kConvertLogLayout = {"ParaName is empty when write command.\n", true,
+                                       "ParaValue List is empty.\n"};
+
+namespace {
+
+constexpr std::size_t kWrapColumn = 80;
+constexpr char kWrap[] = "\n  ";
+constexpr std::size_t kWrapIndent = 2;
+
+// A derived type may name the protected member; its pointer-to-member then reads any view.
+struct ParaListPeek : TScriptCmdRef {
+    static std::vector<MMLParaStruct>* Of(const TScriptCmdRef& cmd) {
+        return cmd.*(&ParaListPeek::m_pParaList);
+    }
+};
+
+}  // namespace
+
+std::vector<MMLParaStruct>* ParaListOf(const TScriptCmdRef& cmd) {
+    return ParaListPeek::Of(cmd);
+}
+
+CommandLayout::Kind CommandLayout::Render(const TScriptCmdRef& cmd) {
+    const std::vector<MMLParaStruct>* paras = ParaListOf(cmd);
+    if (paras == nullptr) {
+        text_.clear();
+        return Kind::kNothing;
+    }
+    return Render(cmd.GetCmdCode(), *paras);
+}
+
+CommandLayout::Kind CommandLayout::Render(unsigned long cmdCode,
+                                          const std::vector<MMLParaStruct>& paras) {
+    text_.clear();
+    if (paras.empty()) return Kind::kNothing;
+    if (!CmdNameConvert::GetCorrespondCmdName(name_, cmdCode)) {
+        AppendRaw(paras);
+        return Kind::kRaw;
+    }
+    AppendNamed(name_, paras);
+    return Kind::kNamed;
+}
+
+void CommandLayout::AppendNamed(const std::string& name, const std::vector<MMLParaStruct>& paras) {
+    text_.reserve(text_.size() + name.size() + 8 + paras.size() * 16);
+    text_ += ':';
+    text_ += name;
+    text_ += ":{";
+    std::size_t column = name.size() + 3;
+    AppendParaList(paras, column);
+    text_ += "};\n\n";
+}
+
+void CommandLayout::AppendRaw(const std::vector<MMLParaStruct>& paras) {
+    for (const MMLParaStruct& para : paras) {
+        if (!para.values.empty()) text_ += ValueText(para.values.front());
+    }
+    text_ += '\n';
+}
+
+void CommandLayout::AppendParaList(const std::vector<MMLParaStruct>& paras, std::size_t& column) {
+    bool first = true;
+    for (const MMLParaStruct& para : paras) {
+        std::string_view name = ValueText(para.name);
+        if (name.empty()) {
+            qxp::QXTrace(qxp::kTraceError, "%s", style_->emptyNameTrace);
+            if (style_->skipEmptyName) continue;
+        }
+        if (!first) text_ += ", ";
+        first = false;
+        column += 2;
+        if (column > kWrapColumn) {
+            text_ += kWrap;
+            column = kWrapIndent;
+        }
+        text_ += name;
+        text_ += '=';
+        column += name.size() + 1;
+
+        if (!para.objects.empty()) {
+            bool firstGroup = true;
+            for (const std::vector<MMLParaStruct>& group : para.objects) {
+                if (!firstGroup) text_ += '&';
+                firstGroup = false;
+                text_ += '{';
+                AppendParaList(group, column);
+                text_ += '}';
+            }
+            continue;
+        }
+        if (para.values.empty() && style_->emptyValuesTrace != nullptr) {
+            qxp::QXTrace(qxp::kTraceError, "%s", style_->emptyValuesTrace);
+        }
+        const std::size_t count = para.values.size();
+        for (std::size_t i = 0; i < count; ++i) {
+            std::string_view value = ValueText(para.values[i]);
+            column += value.size() + 1;
+            if (i != 0) text_ += '&';
+            text_ += value;
+            if (column > kWrapColumn && i + 1 < count) {
+                text_ += kWrap;
+                column = kWrapIndent;
+            }
+        }
+    }
+}
+
+std::string_view CommandLayout::ValueText(const QXValue& value) {
+    switch (value.GetType()) {
+        case QXValue::kString:
+            return value.StringRef();
+        case QXValue::kInt32:
+        case QXValue::kInt64: {
+            auto res = std::to_chars(digits_, digits_ + sizeof digits_, value.AsLong());
+            return std::string_view(digits_, static_cast<std::size_t>(res.ptr - digits_));
+        }
+        case QXValue::kEmpty:
+            return std::string_view();
+        default:
+            other_ = value.As_std_string();
+            return other_;
+    }
+}
+
+}  // namespace NSQX_script

@@ -44,7 +44,9 @@ long QXValue::AsLong() const noexcept {
     return 0;
 }
 
-int QXValue::AsInt() const noexcept { return static_cast<int>(AsLong()); }
+int QXValue::AsInt() const noexcept {
+    return static_cast<int>(AsLong());
+}
 
 double QXValue::AsDouble() const noexcept {
     switch (type_) {
@@ -61,7 +63,9 @@ double QXValue::AsDouble() const noexcept {
     return 0.0;
 }
 
-float QXValue::AsFloat() const noexcept { return static_cast<float>(AsDouble()); }
+float QXValue::AsFloat() const noexcept {
+    return static_cast<float>(AsDouble());
+}
 
 bool QXValue::operator==(const QXValue& o) const noexcept {
     if (type_ != o.type_) return false;

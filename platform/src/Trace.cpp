@@ -18,6 +18,8 @@ namespace {
 
 std::mutex g_sinkMutex;
 TraceCapture::State* g_capture = nullptr;  // innermost live capture, guarded by g_sinkMutex
+// Mirrors g_capture != nullptr so that a trace nobody listens to takes no lock.
+std::atomic<bool> g_capturing{false};
 
 int StderrLevel() {
     static const int level = [] {
@@ -31,11 +33,8 @@ int StderrLevel() {
 
 void QXTrace(int level, const char* fmt, ...) {
     const int stderrLevel = StderrLevel();
-    // Most traces go nowhere: skip the formatting unless someone listens.
-    {
-        std::lock_guard<std::mutex> lock(g_sinkMutex);
-        if (g_capture == nullptr && level > stderrLevel) return;
-    }
+    // Most traces go nowhere: skip the lock and the formatting unless someone listens.
+    if (level > stderrLevel && !g_capturing.load(std::memory_order_acquire)) return;
     char small[512];
     va_list args;
     va_start(args, fmt);
@@ -67,6 +66,7 @@ TraceCapture::TraceCapture() : state_(new State) {
     std::lock_guard<std::mutex> lock(g_sinkMutex);
     state_->outer = g_capture;
     g_capture = state_.get();
+    g_capturing.store(true, std::memory_order_release);
 }
 
 TraceCapture::~TraceCapture() {
@@ -75,6 +75,7 @@ TraceCapture::~TraceCapture() {
     TraceCapture::State** link = &g_capture;
     while (*link != nullptr && *link != state_.get()) link = &(*link)->outer;
     if (*link == state_.get()) *link = state_->outer;
+    g_capturing.store(g_capture != nullptr, std::memory_order_release);
 }
 
 std::vector<TraceLine> TraceCapture::Lines() const {

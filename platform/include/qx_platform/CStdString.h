@@ -10,7 +10,7 @@ namespace qxp {
 // The host's string class: a std::string that also formats printf-style. Holds bytes; the
 // script library keeps UTF-8 in it. A value type with no shared state.
 class QXP_API CStdString : public std::string {
-public:
+  public:
     using std::string::string;
     CStdString() = default;
     CStdString(const std::string& s) : std::string(s) {}

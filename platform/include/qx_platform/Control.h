@@ -28,7 +28,7 @@ QXP_API void ResetOverrides();
 // The file service behind Files.h. The default one uses the POSIX calls; a test installs its
 // own (for example one whose streams fail on write, like a full disk).
 class QXP_API FileService {
-public:
+  public:
     virtual ~FileService() = default;
     virtual FILE* Open(const std::string& path, const char* mode) = 0;
     virtual int Close(FILE* stream) = 0;

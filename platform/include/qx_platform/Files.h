@@ -42,7 +42,7 @@ enum OrinFileMode : int {
 // The host's file object: opens one path and owns the stream until Close or destruction.
 // Confined to one thread.
 class QXP_API OrinFile {
-public:
+  public:
     OrinFile() = default;
     ~OrinFile();
     OrinFile(const OrinFile&) = delete;
@@ -51,12 +51,13 @@ public:
     // Opens path in one of the OrinFileMode modes (a stream already open is closed first).
     // The user-permission argument is the host's; the standalone service ignores it.
     // Returns 0 on success, the system error number otherwise.
-    int Open(const char* path, int mode, int userPermission = 0, const char* pathEncoding = "UTF-8");
+    int Open(const char* path, int mode, int userPermission = 0,
+             const char* pathEncoding = "UTF-8");
     FILE* GetStream() const { return stream_; }
     // Closes the stream; 0 on success (also when none was open).
     int Close();
 
-private:
+  private:
     FILE* stream_ = nullptr;
 };
 

@@ -10,7 +10,7 @@ namespace qxp {
 // the guards below record the failure in errno, run unlocked and skip the release.
 
 class QXP_API Mutex {
-public:
+  public:
     Mutex();
     ~Mutex();
     Mutex(const Mutex&) = delete;
@@ -18,14 +18,17 @@ public:
     int acquire();  // 0 on success, -1 with errno set
     int release();
 
-private:
+  private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };
 
+class RecursiveMutex;
+QXP_API RecursiveMutex& StaticObjectLock();
+
 // Recursive mutex: the same thread may take it again.
 class QXP_API RecursiveMutex {
-public:
+  public:
     RecursiveMutex();
     ~RecursiveMutex();
     RecursiveMutex(const RecursiveMutex&) = delete;
@@ -33,13 +36,14 @@ public:
     int acquire();
     int release();
 
-private:
+  private:
+    friend RecursiveMutex& StaticObjectLock();
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };
 
 class QXP_API RWMutex {
-public:
+  public:
     RWMutex();
     ~RWMutex();
     RWMutex(const RWMutex&) = delete;
@@ -48,14 +52,14 @@ public:
     int acquire_write();
     int release();
 
-private:
+  private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };
 
 template <class M>
 class LockGuard {
-public:
+  public:
     explicit LockGuard(M& m) : m_(m), locked_(m.acquire() == 0) {}
     ~LockGuard() {
         if (locked_) m_.release();
@@ -64,13 +68,13 @@ public:
     LockGuard& operator=(const LockGuard&) = delete;
     bool locked() const { return locked_; }
 
-private:
+  private:
     M& m_;
     bool locked_;
 };
 
 class ReadGuard {
-public:
+  public:
     explicit ReadGuard(RWMutex& m) : m_(m), locked_(m.acquire_read() == 0) {}
     ~ReadGuard() {
         if (locked_) m_.release();
@@ -79,13 +83,13 @@ public:
     ReadGuard& operator=(const ReadGuard&) = delete;
     bool locked() const { return locked_; }
 
-private:
+  private:
     RWMutex& m_;
     bool locked_;
 };
 
 class WriteGuard {
-public:
+  public:
     explicit WriteGuard(RWMutex& m) : m_(m), locked_(m.acquire_write() == 0) {}
     ~WriteGuard() {
         if (locked_) m_.release();
@@ -94,13 +98,13 @@ public:
     WriteGuard& operator=(const WriteGuard&) = delete;
     bool locked() const { return locked_; }
 
-private:
+  private:
     RWMutex& m_;
     bool locked_;
 };
 
-// The process-wide lock under which singletons are created and destroyed (ACE's static-object
-// lock). Recursive, so that one singleton's constructor may ask for another.
-QXP_API RecursiveMutex& StaticObjectLock();
+// StaticObjectLock(): the process-wide lock under which singletons are created and destroyed
+// (ACE's static-object lock). Recursive, so that one singleton's constructor may ask for
+// another. The wrapper lives for the whole process.
 
 }  // namespace qxp

@@ -17,9 +17,10 @@ struct OrinProgressInfo {
 using ProgressReporter =
     std::function<void(OrinGnlTask* task, int percent, const OrinProgressInfo& info)>;
 
-// The host's progress manager. Thread-safe singleton that lives for the process.
+// The host's progress manager. Thread-safe singleton that lives for the process; one mutex
+// guards the cancelled tasks and the reporter, which is called outside it.
 class QXP_API OrinProgressMgr {
-public:
+  public:
     static OrinProgressMgr* Instance();
 
     bool IsTaskCanceled(OrinGnlTask* task);
@@ -34,9 +35,10 @@ public:
     void SetReporter(ProgressReporter reporter);
     void Reset();
 
-private:
-    OrinProgressMgr() = default;
     struct State;
+
+  private:
+    OrinProgressMgr() = default;
 };
 
 }  // namespace qxp

@@ -12,7 +12,7 @@ namespace qxp {
 // and value of a parsed parameter is one of these. A value type; copies are deep and cheap for
 // short texts (the text uses the standard small-string storage).
 class QXP_API QXValue {
-public:
+  public:
     enum Type : std::uint8_t { kEmpty, kString, kInt32, kInt64, kDouble };
 
     QXValue() noexcept : type_(kEmpty), i_(0) {}
@@ -86,7 +86,7 @@ public:
     bool operator==(const QXValue& o) const noexcept;
     bool operator!=(const QXValue& o) const noexcept { return !(*this == o); }
 
-private:
+  private:
     Type type_;
     union {
         long i_;

@@ -10,7 +10,7 @@ namespace qxp {
 
 // A manager of static data that the host loads in the background and then installs.
 class QXP_API StaticDataMgrIF {
-public:
+  public:
     virtual ~StaticDataMgrIF() = default;
     // Installs what the last load built; 0 when something was installed.
     virtual unsigned int SwapInst() = 0;
@@ -18,7 +18,7 @@ public:
 
 // The host's static-data framework. Thread-safe singleton; managers are not owned.
 class QXP_API StaticDataFramework {
-public:
+  public:
     static StaticDataFramework* Instance();
 
     void Register(const std::string& module, StaticDataMgrIF* mgr);
@@ -39,7 +39,7 @@ public:
     void SetGuardedByStartMutex(bool on);
     RWMutex& ProcessStartMutex();
 
-private:
+  private:
     StaticDataFramework() = default;
 };
 

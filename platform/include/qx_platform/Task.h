@@ -18,12 +18,12 @@ struct OrinTaskDesc {
 // Named flags of a running task (such as "Script_Version"). Thread-safe: the task's own thread
 // writes, other threads may read.
 class QXP_API OrinTaskContext {
-public:
+  public:
     void SetFlag(const std::string& name, const std::string& value);
     // False when the flag is not set.
     bool GetFlag(const std::string& name, std::string& value) const;
 
-private:
+  private:
     mutable std::mutex mutex_;
     std::map<std::string, std::string> flags_;
 };
@@ -31,7 +31,7 @@ private:
 // A platform task (an import or export run). Owned by whoever made it; the current-task slot
 // of a thread only refers to it.
 class QXP_API OrinGnlTask {
-public:
+  public:
     explicit OrinGnlTask(std::uint8_t kind = 0, std::string requestMessage = std::string());
     OrinGnlTask(const OrinGnlTask&) = delete;
     OrinGnlTask& operator=(const OrinGnlTask&) = delete;
@@ -42,7 +42,7 @@ public:
     OrinTaskContext* GetContext() { return &context_; }
     const std::string& GetRequestMessage() const { return request_; }
 
-private:
+  private:
     std::uint64_t id_;
     OrinTaskDesc desc_;
     OrinTaskContext context_;
@@ -54,13 +54,13 @@ QXP_API OrinGnlTask* OrinGetCurrentTask();
 
 // Makes a task the calling thread's current task while it lives; restores the previous one.
 class QXP_API ScopedCurrentTask {
-public:
+  public:
     explicit ScopedCurrentTask(OrinGnlTask* task);
     ~ScopedCurrentTask();
     ScopedCurrentTask(const ScopedCurrentTask&) = delete;
     ScopedCurrentTask& operator=(const ScopedCurrentTask&) = delete;
 
-private:
+  private:
     OrinGnlTask* previous_;
 };
 

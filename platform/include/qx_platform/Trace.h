@@ -24,7 +24,7 @@ struct TraceLine {
 // Collects every trace line of every level while it lives (for tests and tools). Captures
 // nest: the innermost one receives the lines. Thread-safe.
 class QXP_API TraceCapture {
-public:
+  public:
     TraceCapture();
     ~TraceCapture();
     TraceCapture(const TraceCapture&) = delete;
@@ -37,7 +37,7 @@ public:
 
     struct State;
 
-private:
+  private:
     std::unique_ptr<State> state_;  // the sink refers to it while the capture lives
 };
 

@@ -22,7 +22,7 @@ struct XmlNode {
 
 // Something that reads a parsed document. Returns 0 on success.
 class QXP_API XmlInterpreter {
-public:
+  public:
     virtual ~XmlInterpreter() = default;
     virtual int Interpret(const XmlNode& root) = 0;
 };
@@ -32,7 +32,7 @@ public:
 // malformed file is traced (file name, line, expat's message) and calls no interpreter.
 // Thread-safe; interpreters are not owned.
 class QXP_API XmlInterpreterRegistry {
-public:
+  public:
     static XmlInterpreterRegistry* Instance();
 
     void Register(const std::string& name, XmlInterpreter* interpreter);
@@ -42,7 +42,7 @@ public:
     // be read or parsed or no interpreter has that name.
     int ParseFile(const std::string& path, const std::string& interpreterName);
 
-private:
+  private:
     XmlInterpreterRegistry() = default;
 };
 

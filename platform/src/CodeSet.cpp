@@ -1,0 +1,171 @@
+#include "qx_platform/CodeSet.h"
+
+#include <iconv.h>
+#include <strings.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace qxp {
+
+namespace {
+
+enum Encoding : int { kUtf8, kGbk, kLatin1, kEncodingCount, kUnknown = -1 };
+
+const char* const kIconvNames[kEncodingCount] = {"UTF-8", "GBK", "ISO-8859-1"};
+
+Encoding Lookup(const char* name) {
+    if (name == nullptr) return kUnknown;
+    // The host's spellings first, then the common aliases.
+    if (strcasecmp(name, "UTF-8") == 0 || strcasecmp(name, "UTF8") == 0) return kUtf8;
+    if (strcasecmp(name, "GBK") == 0 || strcasecmp(name, "CP936") == 0) return kGbk;
+    if (strcasecmp(name, "ISO8859-1") == 0 || strcasecmp(name, "ISO-8859-1") == 0 ||
+        strcasecmp(name, "LATIN1") == 0) {
+        return kLatin1;
+    }
+    return kUnknown;
+}
+
+bool IsAscii(const std::string& s) {
+    unsigned char acc = 0;
+    for (const char c : s) acc |= static_cast<unsigned char>(c);  // no early exit: vectorises
+    return acc < 0x80;
+}
+
+// Strict UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
+bool IsValidUtf8(const std::string& s) {
+    const auto* p = reinterpret_cast<const unsigned char*>(s.data());
+    const auto* end = p + s.size();
+    while (p < end) {
+        const unsigned char c = *p;
+        if (c < 0x80) {
+            ++p;
+            continue;
+        }
+        int len = 0;
+        unsigned char lo = 0x80, hi = 0xBF;
+        if (c >= 0xC2 && c <= 0xDF) {
+            len = 2;
+        } else if (c >= 0xE0 && c <= 0xEF) {
+            len = 3;
+            if (c == 0xE0) lo = 0xA0;
+            if (c == 0xED) hi = 0x9F;
+        } else if (c >= 0xF0 && c <= 0xF4) {
+            len = 4;
+            if (c == 0xF0) lo = 0x90;
+            if (c == 0xF4) hi = 0x8F;
+        } else {
+            return false;
+        }
+        if (end - p < len || p[1] < lo || p[1] > hi) return false;
+        for (int i = 2; i < len; ++i) {
+            if (p[i] < 0x80 || p[i] > 0xBF) return false;
+        }
+        p += len;
+    }
+    return true;
+}
+
+// The calling thread's descriptors, opened on first use of a pair and closed at thread exit.
+class IconvCache {
+  public:
+    IconvCache() {
+        for (auto& row : cd_) {
+            for (auto& cd : row) cd = Invalid();
+        }
+    }
+    ~IconvCache() {
+        for (auto& row : cd_) {
+            for (auto& cd : row) {
+                if (cd != Invalid()) iconv_close(cd);
+            }
+        }
+    }
+    IconvCache(const IconvCache&) = delete;
+    IconvCache& operator=(const IconvCache&) = delete;
+
+    iconv_t Get(Encoding from, Encoding to) {
+        iconv_t& cd = cd_[from][to];
+        if (cd == Invalid()) cd = iconv_open(kIconvNames[to], kIconvNames[from]);
+        return cd;
+    }
+    std::string& Scratch() { return scratch_; }
+
+  private:
+    static iconv_t Invalid() { return reinterpret_cast<iconv_t>(-1); }
+    iconv_t cd_[kEncodingCount][kEncodingCount];
+    std::string scratch_;  // reused between calls
+};
+
+IconvCache& Cache() {
+    thread_local IconvCache cache;
+    return cache;
+}
+
+// Converts the whole input into the thread's scratch buffer; false on any bad byte.
+bool IconvAll(Encoding from, Encoding to, const std::string& in, std::size_t& length) {
+    IconvCache& cache = Cache();
+    const iconv_t cd = cache.Get(from, to);
+    if (cd == reinterpret_cast<iconv_t>(-1)) return false;
+    iconv(cd, nullptr, nullptr, nullptr, nullptr);  // back to the initial state
+
+    std::string& out = cache.Scratch();
+    if (out.size() < in.size() * 2 + 16) out.resize(in.size() * 2 + 16);
+    char* inPtr = const_cast<char*>(in.data());
+    std::size_t inLeft = in.size();
+    std::size_t done = 0;
+    for (;;) {
+        char* outPtr = &out[done];
+        std::size_t outLeft = out.size() - done;
+        const std::size_t rc = iconv(cd, &inPtr, &inLeft, &outPtr, &outLeft);
+        done = out.size() - outLeft;
+        if (rc != static_cast<std::size_t>(-1)) {
+            if (inLeft != 0) return false;
+            break;
+        }
+        if (errno != E2BIG) return false;  // EILSEQ or a truncated sequence (EINVAL)
+        out.resize(out.size() * 2);
+    }
+    // Flushes any pending shift state (none for these encodings, but cheap).
+    for (;;) {
+        char* outPtr = &out[done];
+        std::size_t outLeft = out.size() - done;
+        if (iconv(cd, nullptr, nullptr, &outPtr, &outLeft) != static_cast<std::size_t>(-1)) {
+            done = out.size() - outLeft;
+            break;
+        }
+        if (errno != E2BIG) return false;
+        out.resize(out.size() * 2);
+    }
+    // The scratch keeps its size for the next call; the result is its first `done` bytes.
+    length = done;
+    return true;
+}
+
+}  // namespace
+
+bool OrinCodeSetConvert(const char* from, const char* to, const std::string& in, std::string& out) {
+    const Encoding source = Lookup(from);
+    const Encoding target = Lookup(to);
+    if (source == kUnknown || target == kUnknown) return false;
+    // All three encodings agree on ASCII: the common case of a plain command is a copy.
+    if (IsAscii(in)) {
+        out = in;
+        return true;
+    }
+    if (source == target) {
+        if (source == kUtf8 && !IsValidUtf8(in)) return false;
+        if (source == kGbk) {
+            std::size_t ignored = 0;
+            if (!IconvAll(kGbk, kUtf8, in, ignored)) return false;
+        }
+        out = in;
+        return true;
+    }
+    std::size_t length = 0;
+    if (!IconvAll(source, target, in, length)) return false;
+    out.assign(Cache().Scratch().data(), length);
+    return true;
+}
+
+}  // namespace qxp

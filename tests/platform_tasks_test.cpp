@@ -1,0 +1,116 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "qx_platform/Progress.h"
+#include "qx_platform/Task.h"
+
+namespace {
+
+class PlatformProgress : public ::testing::Test {
+  protected:
+    void TearDown() override {
+        qxp::OrinProgressMgr::Instance()->SetReporter(nullptr);
+        qxp::OrinProgressMgr::Instance()->Reset();
+    }
+};
+
+TEST(PlatformTasks, CurrentTaskIsScopedAndNested) {
+    EXPECT_EQ(qxp::OrinGetCurrentTask(), nullptr);
+    qxp::OrinGnlTask outer(3, "export all");
+    qxp::OrinGnlTask inner;
+    EXPECT_NE(outer.GetId(), inner.GetId());
+    EXPECT_EQ(outer.GetTaskDesc()->kind, 3);
+    EXPECT_EQ(outer.GetRequestMessage(), "export all");
+    {
+        qxp::ScopedCurrentTask a(&outer);
+        {
+            qxp::ScopedCurrentTask b(&inner);
+            EXPECT_EQ(qxp::OrinGetCurrentTask(), &inner);
+        }
+        EXPECT_EQ(qxp::OrinGetCurrentTask(), &outer);
+    }
+    EXPECT_EQ(qxp::OrinGetCurrentTask(), nullptr);
+
+    std::string value = "unchanged";
+    EXPECT_FALSE(outer.GetContext()->GetFlag("Script_Version", value));
+    EXPECT_EQ(value, "unchanged");
+    outer.GetContext()->SetFlag("Script_Version", "33685250");
+    outer.GetContext()->SetFlag("Script_Version", "50855936");
+    ASSERT_TRUE(outer.GetContext()->GetFlag("Script_Version", value));
+    EXPECT_EQ(value, "50855936");
+}
+
+TEST_F(PlatformProgress, ReportsReachTheReporterAndCancelIsPerTask) {
+    qxp::OrinProgressMgr* mgr = qxp::OrinProgressMgr::Instance();
+    qxp::OrinGnlTask task, other;
+    std::vector<std::pair<int, std::string>> seen;
+    mgr->SetReporter([&](qxp::OrinGnlTask* t, int percent, const qxp::OrinProgressInfo& info) {
+        EXPECT_EQ(t, &task);
+        seen.emplace_back(percent, info.detail);
+    });
+    mgr->ReportProgress(&task, &task, 42, qxp::OrinProgressInfo{"ne 1"});
+    mgr->ReportProgress(&task, nullptr, 50, qxp::OrinProgressInfo{"ignored"});
+    ASSERT_EQ(seen.size(), 1u);
+    EXPECT_EQ(seen[0], std::make_pair(42, std::string("ne 1")));
+    mgr->SetReporter(nullptr);
+    mgr->ReportProgress(&task, &task, 43, qxp::OrinProgressInfo{});
+    EXPECT_EQ(seen.size(), 1u);
+
+    EXPECT_FALSE(mgr->IsTaskCanceled(&task));
+    mgr->CancelTask(&task);
+    EXPECT_TRUE(mgr->IsTaskCanceled(&task));
+    EXPECT_FALSE(mgr->IsTaskCanceled(&other));
+    EXPECT_FALSE(mgr->IsTaskCanceled(nullptr));
+    mgr->Reset();
+    EXPECT_FALSE(mgr->IsTaskCanceled(&task));
+}
+
+TEST(PlatformConcurrency, EachThreadSeesItsOwnCurrentTask) {
+    constexpr int kThreads = 4;
+    std::vector<std::unique_ptr<qxp::OrinGnlTask>> tasks;
+    for (int i = 0; i < kThreads; ++i) tasks.push_back(std::make_unique<qxp::OrinGnlTask>(i));
+    std::atomic<int> mismatches{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&, i] {
+            if (qxp::OrinGetCurrentTask() != nullptr) ++mismatches;
+            qxp::ScopedCurrentTask scope(tasks[i].get());
+            for (int n = 0; n < 1000; ++n) {
+                qxp::OrinGnlTask* t = qxp::OrinGetCurrentTask();
+                if (t != tasks[i].get() || t->GetTaskDesc()->kind != i) ++mismatches;
+                t->GetContext()->SetFlag("Script_Version", std::to_string(n));
+            }
+        });
+    }
+    for (auto& t : threads) t.join();
+    EXPECT_EQ(mismatches.load(), 0);
+    EXPECT_EQ(qxp::OrinGetCurrentTask(), nullptr);
+}
+
+TEST(PlatformConcurrency, CancelFromAnotherThreadIsSeenByTheTask) {
+    qxp::OrinProgressMgr* mgr = qxp::OrinProgressMgr::Instance();
+    qxp::OrinGnlTask task;
+    std::atomic<bool> started{false};
+    std::atomic<int> reports{0};
+    mgr->SetReporter([&](qxp::OrinGnlTask*, int, const qxp::OrinProgressInfo&) { ++reports; });
+    std::thread worker([&] {
+        qxp::ScopedCurrentTask scope(&task);
+        started = true;
+        // Works until the controlling thread cancels it.
+        while (!mgr->IsTaskCanceled(qxp::OrinGetCurrentTask())) {
+            mgr->ReportProgress(&task, &task, 1, qxp::OrinProgressInfo{"step"});
+            std::this_thread::yield();
+        }
+    });
+    while (!started) std::this_thread::yield();
+    mgr->CancelTask(&task);
+    worker.join();
+    EXPECT_TRUE(mgr->IsTaskCanceled(&task));
+    mgr->SetReporter(nullptr);
+    mgr->Reset();
+}
+
+}  // namespace

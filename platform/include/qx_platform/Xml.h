@@ -11,7 +11,7 @@ namespace qxp {
 
 // One element of a parsed XML document: name, attributes in document order, child elements.
 // Text content is not kept. A value type.
-struct XmlNode {
+struct QXP_API XmlNode {
     std::string name;
     std::vector<std::pair<std::string, std::string>> attributes;
     std::vector<XmlNode> children;

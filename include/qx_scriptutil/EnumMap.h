@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "qx_scriptutil/Types.h"
@@ -36,12 +37,28 @@ struct QX_API QXEnumPair {
     std::string m_name;
 };
 
+// A key to look up without copying the name; ordered like QXEnumMapKey.
+struct QXEnumKeyView {
+    std::uint64_t cmdId;
+    std::string_view paraName;
+    std::int64_t extendId;
+};
+
+// QXEnumMapKey::operator<, also between keys and views (so lookups need no allocation).
+struct QX_API QXEnumMapKeyLess {
+    using is_transparent = void;
+    bool operator()(QXEnumMapKey const& a, QXEnumMapKey const& b) const { return a < b; }
+    bool operator()(QXEnumMapKey const& a, QXEnumKeyView const& b) const;
+    bool operator()(QXEnumKeyView const& a, QXEnumMapKey const& b) const;
+};
+
 // The enumeration map. Equal keys may occur; they keep their insertion order and lookups use
 // the first of them. Pairs keep file order and the first match wins.
-using EnumMap = std::multimap<QXEnumMapKey, std::vector<QXEnumPair>>;
+using EnumMap = std::multimap<QXEnumMapKey, std::vector<QXEnumPair>, QXEnumMapKeyLess>;
 
 // The first entry whose key equals key, or map.end().
-QX_API EnumMap::const_iterator FindFirstEnum(EnumMap const& map, QXEnumMapKey const& key);
+QX_API EnumMap::const_iterator FindFirstEnum(EnumMap const& map, QXEnumKeyView const& key);
+QX_API EnumMap::iterator FindFirstEnum(EnumMap& map, QXEnumKeyView const& key);
 
 // Merges src into dst: entries of src whose command ID equals cmdFilter (every entry when
 // cmdFilter is 0) append their pairs to the first equal entry of dst, or become new entries.
@@ -55,8 +72,8 @@ QX_API void MergeEnumMap(EnumMap const* src, EnumMap& dst, unsigned long cmdFilt
 // the CStdString ValueC2S empties it.
 QX_API int ValueS2C(long& code, std::string const& name, unsigned long cmdId,
                     std::string const& paraName, long extendId);
-QX_API int ValueC2S(std::string& name, long code, unsigned long cmdId,
-                    std::string const& paraName, long extendId);
+QX_API int ValueC2S(std::string& name, long code, unsigned long cmdId, std::string const& paraName,
+                    long extendId);
 QX_API int ValueS2C(long& code, CStdString const& name, unsigned long cmdId,
                     CStdString const& paraName, long extendId);
 QX_API int ValueC2S(CStdString& name, long code, unsigned long cmdId, CStdString const& paraName,

@@ -1,0 +1,224 @@
+#include "qx_scriptutil/QXScriptEnumMgr.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <sstream>
+
+#include "enum/EnumSettings.h"
+#include "enum/ScriptXMLParser.h"
+#include "qx_platform/Files.h"
+#include "qx_platform/Settings.h"
+#include "qx_platform/Singleton.h"
+#include "qx_platform/Trace.h"
+#include "qx_scriptutil/ScriptEnumCfg.h"
+
+namespace NSQX_script {
+
+std::atomic<QXScriptEnumMgr*> QXScriptEnumMgr::m_pInstance{nullptr};
+std::unique_ptr<EnumMap> QXScriptEnumMgr::m_pEnumMap;
+bool QXScriptEnumMgr::m_bLoaded = false;
+std::uint8_t QXScriptEnumMgr::m_refCnt = 0;
+// m_RWMutex is defined in enum/EnumLoad.cpp, in its place in the load-time order.
+
+namespace {
+
+constexpr unsigned long kInitFailed = 0xFFFFFFFFul;
+// The platform-loaded configuration contributes only this command's entries.
+constexpr unsigned long kMergedCmd = 0x10001;
+
+struct StreamCloser {
+    void operator()(std::FILE* stream) const { qxp::OrinFileClose(stream); }
+};
+
+std::string FullName(char const* path) {
+    if (path != nullptr) return qxp::OrinGetPackagePath("", "") + path;
+    return qxp::OrinGetPackagePath("cbb/trans/core/conf/xml/script",
+                                   "rtsp/InvUnitedmgr/cbb/trans/core/conf/xml/script") +
+           "script_enum.xml";
+}
+
+// Stores the user settings under command ID 0, replacing earlier ones; 1 when unset.
+void StoreUserSettings(EnumMap& map) {
+    // Ordered by setting name, the order in which they are read.
+    const std::pair<std::string, std::string> settings[] = {
+        {kExportRestoreSetting, kExportRestoreValueName},
+        {"encoding", "curscriptencoding"},
+        {"slotversion", "curslotversion"},
+    };
+    for (auto const& [setting, valueName] : settings) {
+        int value = 1;
+        std::string text;
+        if (qxp::OrinGetUserCfgItem("TRANS", setting.c_str(), text) == 0 && !text.empty()) {
+            std::istringstream in(text);
+            in >> value;
+            qxp::QXTrace(qxp::kTraceInfo,
+                         "QXScriptEnumMgr::Init Get cfg value from MCDB.tbl_usercfg_param succed "
+                         "%s = %d",
+                         setting.c_str(), value);
+        }
+        auto old = FindFirstEnum(map, QXEnumKeyView{0, setting, 0});
+        if (old != map.end()) map.erase(old);
+        map.emplace(QXEnumMapKey(0, setting, 0),
+                    std::vector<QXEnumPair>{QXEnumPair(value, valueName)});
+    }
+}
+
+// Runs under the read lock of the caller.
+std::vector<QXEnumPair> const* FindPairs(EnumMap const* map, bool loaded, unsigned long cmdId,
+                                         std::string const& paraName, long extendId) {
+    if (!loaded || map == nullptr) return nullptr;
+    auto it = FindFirstEnum(*map, QXEnumKeyView{cmdId, paraName, extendId});
+    return it == map->end() ? nullptr : &it->second;
+}
+
+}  // namespace
+
+QXScriptEnumMgr* QXScriptEnumMgr::Instance() {
+    return qxp::DoubleCheckedInstance(m_pInstance, [] { return new QXScriptEnumMgr(); });
+}
+
+void QXScriptEnumMgr::Destroy() {
+    qxp::DoubleCheckedDestroy(m_pInstance);
+}
+
+QXScriptEnumMgr::~QXScriptEnumMgr() {
+    // Release has freed a loaded map; what a failed Init left behind is unreachable now. The
+    // lock keeps lookups of other threads off the state while it is reset.
+    qxp::WriteGuard guard(m_RWMutex);
+    m_bLoaded = false;
+    m_refCnt = 0;
+    m_pEnumMap.reset();
+}
+
+unsigned long QXScriptEnumMgr::Init(char const* path) {
+    qxp::WriteGuard guard(m_RWMutex);
+    try {
+        if (m_bLoaded) ++m_refCnt;
+        const std::string fullName = FullName(path);
+        if (std::find(m_loadedFiles.begin(), m_loadedFiles.end(), fullName) !=
+            m_loadedFiles.end()) {
+            return 0;
+        }
+        if (!m_pEnumMap) m_pEnumMap = std::make_unique<EnumMap>();
+
+        ScriptXMLParser parser(m_pEnumMap.get());
+        if (!parser.Create()) {
+            m_bLoaded = false;
+            return kInitFailed;
+        }
+        std::unique_ptr<std::FILE, StreamCloser> stream(qxp::OrinFileOpen(fullName.c_str(), "r"));
+        if (!stream) {
+            m_bLoaded = false;
+            return kInitFailed;
+        }
+        const bool parsed = parser.ParseStream(stream.get(), fullName.c_str());
+        stream.reset();
+        if (!parsed) {
+            m_bLoaded = false;
+            return kInitFailed;
+        }
+
+        m_loadedFiles.push_back(fullName);
+        StoreUserSettings(*m_pEnumMap);
+        MergeEnumMap(ScriptEnumCfg::Instance()->GetEnumMap(), *m_pEnumMap, kMergedCmd);
+        ++m_refCnt;
+        m_bLoaded = true;
+        return 0;
+    } catch (...) {
+        m_bLoaded = false;
+        m_pEnumMap.reset();
+        return kInitFailed;
+    }
+}
+
+void QXScriptEnumMgr::Release() {
+    std::uint8_t remaining = 0;
+    {
+        qxp::WriteGuard guard(m_RWMutex);
+        bool free = false;
+        if (m_refCnt == 0) {
+            free = m_bLoaded;
+        } else {
+            --m_refCnt;
+            free = m_bLoaded && m_refCnt == 0;
+        }
+        if (free) {
+            m_pEnumMap.reset();
+            m_bLoaded = false;
+            m_loadedFiles.clear();
+        }
+        remaining = m_refCnt;
+    }
+    if (remaining == 0) Destroy();  // deletes this object: nothing may follow
+}
+
+int QXScriptEnumMgr::ValueS2C(long& code, std::string const& name, unsigned long cmdId,
+                              std::string const& paraName, long extendId) {
+    qxp::ReadGuard guard(m_RWMutex);
+    auto const* pairs = FindPairs(m_pEnumMap.get(), m_bLoaded, cmdId, paraName, extendId);
+    if (pairs == nullptr) return 0;
+    for (auto const& pair : *pairs) {
+        if (pair.m_name.size() == name.size() && pair.m_name == name) {
+            code = pair.m_value;
+            return 1;
+        }
+    }
+    return 0;
+}
+
+int QXScriptEnumMgr::ValueC2S(std::string& name, long code, unsigned long cmdId,
+                              std::string const& paraName, long extendId) {
+    qxp::ReadGuard guard(m_RWMutex);
+    auto const* pairs = FindPairs(m_pEnumMap.get(), m_bLoaded, cmdId, paraName, extendId);
+    if (pairs == nullptr) return 0;
+    for (auto const& pair : *pairs) {
+        if (static_cast<long>(pair.m_value) == code) {
+            name = pair.m_name;
+            return 1;
+        }
+    }
+    return 0;
+}
+
+int QXScriptEnumMgr::ValueS2C(long& code, CStdString const& name, unsigned long cmdId,
+                              CStdString const& paraName, long extendId) {
+    return ValueS2C(code, static_cast<std::string const&>(name), cmdId,
+                    static_cast<std::string const&>(paraName), extendId);
+}
+
+int QXScriptEnumMgr::ValueC2S(CStdString& name, long code, unsigned long cmdId,
+                              CStdString const& paraName, long extendId) {
+    std::string found;
+    const int result =
+        ValueC2S(found, code, cmdId, static_cast<std::string const&>(paraName), extendId);
+    name.assign(found.c_str());  // up to the first NUL
+    return result;
+}
+
+bool QXScriptEnumMgr::IsLoaded() {
+    qxp::ReadGuard guard(m_RWMutex);
+    return m_bLoaded;
+}
+
+std::uint8_t QXScriptEnumMgr::GetRefCount() {
+    qxp::ReadGuard guard(m_RWMutex);
+    return m_refCnt;
+}
+
+bool QXScriptEnumMgr::CopyEnumMap(EnumMap& out) {
+    qxp::ReadGuard guard(m_RWMutex);
+    if (!m_pEnumMap) return false;
+    out = *m_pEnumMap;
+    return true;
+}
+
+QXScriptEnumDataMgr::QXScriptEnumDataMgr(char const* path)
+    : m_result(static_cast<std::uint32_t>(QXScriptEnumMgr::Instance()->Init(path))) {}
+
+QXScriptEnumDataMgr::~QXScriptEnumDataMgr() {
+    QXScriptEnumMgr::Instance()->Release();
+}
+
+}  // namespace NSQX_script

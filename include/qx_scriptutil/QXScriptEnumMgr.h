@@ -1,0 +1,85 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "qx_platform/Lock.h"
+#include "qx_platform/Singleton.h"
+#include "qx_scriptutil/EnumMap.h"
+
+namespace NSQX_script {
+
+// The process-wide enumeration table, loaded from "script_enum.xml" files by Init, and the
+// conversions between enumeration names and codes on it. It also holds three user settings of
+// the host under command ID 0 ("encoding"/"curscriptencoding", "slotversion"/"curslotversion",
+// "bExportScriptToRestoreNEdata"/"curbExportScriptToRestoreNEdata"; 1 by default).
+// Ownership: the class owns the map and the singleton instance, which owns the list of loaded
+// files. Locking: m_RWMutex (built at library load) guards the map, m_bLoaded, m_refCnt and the
+// file list; Init and Release hold it for writing, the lookups for reading. Instance() and
+// Destroy() run under the host's static-object lock.
+class QX_API QXScriptEnumMgr {
+  public:
+    static QXScriptEnumMgr* Instance();
+    static void Destroy();
+
+    // Loads a file (a path below the package directory; nullptr for the default
+    // "script_enum.xml"). 0 on success and for a file loaded before, 0xFFFFFFFF on failure.
+    // Every successful Init is matched by one Release.
+    unsigned long Init(char const* path);
+    // Drops one user; the last one frees the table and destroys the instance.
+    void Release();
+
+    // 1 on success, 0 on failure (not loaded, no entry for the key, no such name or code).
+    int ValueS2C(long& code, std::string const& name, unsigned long cmdId,
+                 std::string const& paraName, long extendId);
+    int ValueC2S(std::string& name, long code, unsigned long cmdId, std::string const& paraName,
+                 long extendId);
+    int ValueS2C(long& code, CStdString const& name, unsigned long cmdId,
+                 CStdString const& paraName, long extendId);
+    // Empties name on failure (unlike the std::string form).
+    int ValueC2S(CStdString& name, long code, unsigned long cmdId, CStdString const& paraName,
+                 long extendId);
+
+    // Observers for diagnostics and tests, each taken under the read lock.
+    static bool IsLoaded();
+    static std::uint8_t GetRefCount();
+    // Copies the table (loaded or not); false when there is none.
+    static bool CopyEnumMap(EnumMap& out);
+
+    QXScriptEnumMgr(QXScriptEnumMgr const&) = delete;
+    QXScriptEnumMgr& operator=(QXScriptEnumMgr const&) = delete;
+
+  private:
+    QXScriptEnumMgr() = default;
+    ~QXScriptEnumMgr();
+    friend void qxp::DoubleCheckedDestroy<QXScriptEnumMgr>(std::atomic<QXScriptEnumMgr*>&);
+
+    static std::atomic<QXScriptEnumMgr*> m_pInstance;
+    static std::unique_ptr<EnumMap> m_pEnumMap;
+    static bool m_bLoaded;
+    // One byte on purpose: it wraps after 255 increments.
+    static std::uint8_t m_refCnt;
+    static qxp::RWMutex m_RWMutex;
+
+    std::vector<std::string> m_loadedFiles;  // full names, in load order
+};
+
+// A scoped user of the enumeration table: Init in the constructor, Release in the destructor.
+// Confined to the thread that made it.
+class QX_API QXScriptEnumDataMgr {
+  public:
+    explicit QXScriptEnumDataMgr(char const* path);
+    ~QXScriptEnumDataMgr();
+    QXScriptEnumDataMgr(QXScriptEnumDataMgr const&) = delete;
+    QXScriptEnumDataMgr& operator=(QXScriptEnumDataMgr const&) = delete;
+
+    std::uint32_t GetResult() const { return m_result; }
+
+  private:
+    std::uint32_t m_result;
+};
+
+}  // namespace NSQX_script

@@ -46,6 +46,10 @@ class QX_API TScriptCmdRef {
     void DeleteAllPara();
 
     // Reading by position; false when there is no list or the index is not below its size.
+    // Text reads take a single value (a trailing backslash-dollar loses its dollar, escaping is
+    // undone); text lists do the same per value. Integer and float reads try the enumeration name (command
+    // code, parameter name, extend ID 0) first, then a whole decimal text, then the number.
+    // The unsigned long forms zero-extend the 32-bit integer, so "-1" reads as 0xFFFFFFFF.
     bool GetPara(unsigned int index, MMLParaStruct& para);
     bool GetPara(unsigned int index, CStdString& name, CStdString& value);
     bool GetPara(unsigned int index, CStdString& name, std::vector<CStdString>& values,
@@ -72,7 +76,16 @@ class QX_API TScriptCmdRef {
     bool GetPara(char const* name, std::vector<unsigned long>& values, unsigned int count,
                  bool remove);
 
-    // Adding: the new parameter is appended at the end of the list.
+    // Adding: the new parameter is appended at the end of the list. asOneString: take the
+    // whole text as one string value and escape it (otherwise only a quoted text is escaped,
+    // inside its quotes). split: divide the prepared text at each "&" outside quotes, brackets
+    // and braces (a range's "&&" stays whole) into one value each, as the parser would;
+    // otherwise store it as one value, which the writer puts out unchanged.
+    // The int list form always divides (one value per element); int values are stored as text.
+    // UpdatePara by name replaces values (and groups) of the first match with the texts
+    // prepared as AddPara(name, text, false, false) does; empty texts are refused.
+    // AddObjectPara parses "NAME={...}&{...}" (any parameter text) as the body of a command
+    // and appends every parameter it yields; a syntax error adds nothing.
     bool AddPara(char const* name, char const* value, bool asOneString, bool split);
     bool AddPara(char const* name, int value, bool asOneString, bool split, bool unused);
     bool AddPara(char const* name, unsigned long value, bool asOneString, bool split);
@@ -117,7 +130,10 @@ class QX_API TScriptCmd : public TScriptCmdRef {
     std::vector<MMLParaStruct>& GetParaList() { return m_paraList; }
     const std::vector<MMLParaStruct>& GetParaList() const { return m_paraList; }
 
-    // The groups of the named object parameter as a command of their own.
+    // The groups of the named object parameter as a command of their own: the parameters of
+    // all groups in group order, with this command's code and line. Reading a name with
+    // removal from the result thus walks the groups in turn. False for a parameter without
+    // groups (which is still removed when asked).
     bool GetObjectPara(char const* name, TScriptCmd& object, bool remove);
 
   private:

@@ -21,6 +21,9 @@ class ScriptManagerIFImpl final : public ScriptManagerIF {
     // The entry for a key, or null.
     const ScriptIEInterface* Find(const CmdIndex& key) const;
     const std::map<CmdIndex, ScriptIEInterface>& Entries() const { return m_IFMap; }
+    // Drops every entry without touching the command name map (a fresh start for a host that
+    // reloads its plug-ins, and for tests).
+    void Clear() { m_IFMap.clear(); }
 
   private:
     std::map<CmdIndex, ScriptIEInterface> m_IFMap;

@@ -1,0 +1,170 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "ie/ResultBatchId.h"
+#include "qx_scriptutil/QXScriptErrMgr.h"
+
+using namespace NSQX_script;
+
+namespace {
+
+class IeResults : public ::testing::Test {
+  protected:
+    void SetUp() override { QXScriptErrMgr::Destroy(); }
+    void TearDown() override { QXScriptErrMgr::Destroy(); }
+};
+
+}  // namespace
+
+TEST_F(IeResults, OrderingsCompareOnlyTheirKeyFields) {
+    using Op = TScriptOperationResult;
+    EXPECT_TRUE(Op(1, 9, 0) < Op(2, 0, 0));
+    EXPECT_TRUE(Op(1, 1, 5) < Op(1, 2, 0));
+    EXPECT_FALSE(Op(1, 1, 0) < Op(1, 1, 5));  // the result does not count
+    EXPECT_FALSE(Op(1, 1, 5) < Op(1, 1, 0));
+    EXPECT_TRUE(Op(1, 0, 0) < Op(~0UL, 0, 0));  // unsigned
+
+    using Port = TScriptPortOperationResult;
+    EXPECT_TRUE(Port(1, 1, 1, 1, 1, 1, 9) < Port(1, 1, 1, 1, 1, 2, 0));
+    EXPECT_TRUE(Port(1, 1, 1, 1, 1, 9, 0) < Port(1, 1, 1, 2, 0, 0, 0));
+    EXPECT_TRUE(Port(1, 1, 0xFFFFFFFFu, 0, 0, 0, 0) < Port(1, 2, 0, 0, 0, 0, 0));
+    EXPECT_TRUE(Port(0, 0, 0, 1, 0, 0, 0) < Port(0, 0, 0, 0xFFFF, 0, 0, 0));
+    EXPECT_FALSE(Port(1, 2, 3, 4, 5, 6, 7) < Port(1, 2, 3, 4, 5, 6, 0));
+    EXPECT_FALSE(Port(1, 2, 3, 4, 5, 6, 0) < Port(1, 2, 3, 4, 5, 6, 7));
+
+    const TScriptResult minusOne("abc", -1, "z", 9);
+    const TScriptResult zero("abc", 0, "a", 0);
+    EXPECT_TRUE(minusOne < zero);
+    EXPECT_FALSE(zero < minusOne);
+    EXPECT_TRUE(TScriptResult("ab", 5, "", 0) < TScriptResult("abc", 0, "", 0));
+    // Bytes after an embedded NUL do not count: the texts are equal, the kind decides.
+    const TScriptResult nulA(CStdString(std::string("ab\0x", 4)), 0, "", 0);
+    const TScriptResult nulB(CStdString(std::string("ab\0y", 4)), 0, "", 0);
+    EXPECT_FALSE(nulA < nulB);
+    EXPECT_FALSE(nulB < nulA);
+    // Bytes compare unsigned, as strcmp does.
+    EXPECT_TRUE(TScriptResult("a", 0, "", 0) < TScriptResult("\xC3", 0, "", 0));
+}
+
+TEST_F(IeResults, AppendsKeepArrivalOrderAndFieldOrder) {
+    TScriptManagementResult r;
+    EXPECT_EQ(0ul, r.m_errorCode);
+
+    r.AppendOperationResult(3, 1, 7);
+    r.AppendOperationResult({{1, 1, 1}, {2, 2, 2}});
+    r.AppendOperationResult(std::list<TScriptOperationResult>{});
+    ASSERT_EQ(3ul, r.GetOperationResultVectorSize());
+    std::vector<unsigned long> firsts;
+    for (const auto& op : r.m_operationResults) firsts.push_back(op.m_key1);
+    EXPECT_EQ((std::vector<unsigned long>{3, 1, 2}), firsts);
+    EXPECT_EQ(7ul, r.m_operationResults.front().m_value);
+
+    r.AppendPortOperRslt(1, 2, 3, 4, 5, 6, 7);
+    r.AppendPortOperRslt({TScriptPortOperationResult(0, 0, 0, 0, 0, 0, 99)});
+    r.AppendPortOperRslt(std::list<TScriptPortOperationResult>{});
+    ASSERT_EQ(2u, r.m_portOperationResults.size());
+    const auto& port = r.m_portOperationResults.front();
+    EXPECT_EQ(3u, port.m_key3);
+    EXPECT_EQ(4u, port.m_key4);
+    EXPECT_EQ(7ul, port.m_value);
+    EXPECT_EQ(99ul, r.m_portOperationResults.back().m_value);
+
+    // Arguments (text, kind, value, detail) land in the fields (text, kind, detail, value).
+    r.AppendScriptResult("line 3", 2, 1090614023, "syntax");
+    const TScriptResult& first = r.m_scriptResults.front();
+    EXPECT_EQ("line 3", first.m_text);
+    EXPECT_EQ(2, first.m_kind);
+    EXPECT_EQ("syntax", first.m_detail);
+    EXPECT_EQ(1090614023ul, first.m_value);
+
+    std::vector<TScriptResult> vec{{"v1", 0, "", 0}, {"v2", 0, "", 0}};
+    std::list<TScriptResult> lst{{"l1", 0, "", 0}};
+    r.AppendScriptResult(vec);
+    r.AppendScriptResult(lst);
+    r.AppendScriptResult(std::vector<TScriptResult>{});
+    r.AppendScriptResult(std::list<TScriptResult>{});
+    std::vector<std::string> texts;
+    for (const auto& s : r.m_scriptResults) texts.push_back(s.m_text);
+    EXPECT_EQ((std::vector<std::string>{"line 3", "v1", "v2", "l1"}), texts);
+    // The sources are copied, not moved from.
+    EXPECT_EQ(2u, vec.size());
+    EXPECT_EQ("v1", vec[0].m_text);
+    ASSERT_EQ(1u, lst.size());
+}
+
+TEST_F(IeResults, ManagerIsPerThreadAndDestroyStartsOver) {
+    QXScriptErrMgr* mine = QXScriptErrMgr::Instance();
+    ASSERT_NE(nullptr, mine);
+    EXPECT_EQ(mine, QXScriptErrMgr::Instance());
+    mine->m_errorCode = kScriptErrWriteFailed;
+    mine->AppendOperationResult(1, 2, 3);
+    EXPECT_EQ(0x42008134ul, QXScriptErrMgr::Instance()->m_errorCode);
+
+    QXScriptErrMgr::Destroy();
+    QXScriptErrMgr::Destroy();  // a thread without a manager: nothing happens
+    QXScriptErrMgr* fresh = QXScriptErrMgr::Instance();
+    EXPECT_EQ(0ul, fresh->m_errorCode);
+    EXPECT_EQ(0ul, fresh->GetOperationResultVectorSize());
+}
+
+TEST(IeConcurrency, ThreadsGetTheirOwnManagers) {
+    constexpr int kThreads = 8;
+    constexpr int kRounds = 200;
+    std::vector<QXScriptErrMgr*> seen(kThreads, nullptr);
+    std::vector<bool> consistent(kThreads, false);
+    std::atomic<int> arrived{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([t, &seen, &consistent, &arrived] {
+            QXScriptErrMgr* mgr = QXScriptErrMgr::Instance();
+            // Every thread lives until all have taken a manager, so that no thread id is
+            // reused (a reused id would rightly find the old thread's manager).
+            arrived.fetch_add(1);
+            while (arrived.load() < kThreads) std::this_thread::yield();
+            bool same = true;
+            for (int i = 0; i < kRounds; ++i) {
+                QXScriptErrMgr* again = QXScriptErrMgr::Instance();
+                same = same && again == mgr;
+                again->AppendOperationResult(static_cast<unsigned long>(t), i, 0);
+            }
+            same = same && mgr->GetOperationResultVectorSize() == kRounds &&
+                   std::all_of(mgr->m_operationResults.begin(), mgr->m_operationResults.end(),
+                               [t](const TScriptOperationResult& r) {
+                                   return r.m_key1 == static_cast<unsigned long>(t);
+                               });
+            seen[t] = mgr;
+            consistent[t] = same;
+        });
+    }
+    for (auto& th : threads) th.join();
+    std::set<QXScriptErrMgr*> distinct(seen.begin(), seen.end());
+    EXPECT_EQ(static_cast<std::size_t>(kThreads), distinct.size());
+    for (int t = 0; t < kThreads; ++t) EXPECT_TRUE(consistent[t]) << "thread " << t;
+
+    // The threads ended without Destroy(): their managers stay in the map until cleaned up.
+    qxp::LockGuard<qxp::Mutex> guard(QXScriptErrMgr::m_mutex);
+    for (QXScriptErrMgr* mgr : seen) {
+        for (auto it = QXScriptErrMgr::m_instanceMap.begin();
+             it != QXScriptErrMgr::m_instanceMap.end(); ++it) {
+            if (it->second == mgr) {
+                delete it->second;
+                QXScriptErrMgr::m_instanceMap.erase(it);
+                break;
+            }
+        }
+    }
+}
+
+TEST(IeBatchId, DrawsVaryAndReportTheirSource) {
+    std::set<std::uint16_t> ids;
+    for (int i = 0; i < 64; ++i) ids.insert(NewResultBatchId());
+    // 64 draws of 16 bits: all equal only if the generator is broken.
+    EXPECT_GT(ids.size(), 32u);
+    NewResultBatchId();
+    EXPECT_TRUE(LastResultBatchIdWasStrong());  // the crypto generator seeds itself here
+}

@@ -4,6 +4,7 @@
 #include <strings.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 namespace qxp {
@@ -16,7 +17,10 @@ const char* const kIconvNames[kEncodingCount] = {"UTF-8", "GBK", "ISO-8859-1"};
 
 Encoding Lookup(const char* name) {
     if (name == nullptr) return kUnknown;
-    // The host's spellings first, then the common aliases.
+    // The host's exact spellings first (the hot path), then the aliases in any case.
+    if (std::strcmp(name, "UTF-8") == 0) return kUtf8;
+    if (std::strcmp(name, "GBK") == 0) return kGbk;
+    if (std::strcmp(name, "ISO8859-1") == 0) return kLatin1;
     if (strcasecmp(name, "UTF-8") == 0 || strcasecmp(name, "UTF8") == 0) return kUtf8;
     if (strcasecmp(name, "GBK") == 0 || strcasecmp(name, "CP936") == 0) return kGbk;
     if (strcasecmp(name, "ISO8859-1") == 0 || strcasecmp(name, "ISO-8859-1") == 0 ||
@@ -27,9 +31,16 @@ Encoding Lookup(const char* name) {
 }
 
 bool IsAscii(const std::string& s) {
-    unsigned char acc = 0;
-    for (const char c : s) acc |= static_cast<unsigned char>(c);  // no early exit: vectorises
-    return acc < 0x80;
+    const char* p = s.data();
+    const char* end = p + s.size();
+    std::uint64_t acc = 0;
+    for (; end - p >= 8; p += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, p, 8);
+        acc |= word;
+    }
+    for (; p < end; ++p) acc |= static_cast<unsigned char>(*p);
+    return (acc & 0x8080808080808080ULL) == 0;
 }
 
 // Strict UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
@@ -37,6 +48,12 @@ bool IsValidUtf8(const std::string& s) {
     const auto* p = reinterpret_cast<const unsigned char*>(s.data());
     const auto* end = p + s.size();
     while (p < end) {
+        // Skips ASCII eight bytes at a time.
+        std::uint64_t word;
+        while (end - p >= 8 && (std::memcpy(&word, p, 8), (word & 0x8080808080808080ULL) == 0)) {
+            p += 8;
+        }
+        if (p == end) break;
         const unsigned char c = *p;
         if (c < 0x80) {
             ++p;

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "qx_scriptutil/QXConvertDataStorage.h"
+#include "qx_scriptutil/TScriptCmd.h"
+
+namespace NSQX_script {
+
+// The slot conversion that the per-command pass applies to each slot piece. It follows the
+// same numbers as QXScriptSlotConvert with wider ranges and without its trace: types 0 and 1
+// encode every value above 99, and type 2 always rewrites (shelf * 100 + slot, or 10000 +
+// slot for an unshelved slot above 99). False for a text that is not a decimal number.
+bool ConvertSlotValue(unsigned long neId, const CStdString& in, CStdString& out);
+
+// Cuts a parameter value with a SeparatorNode and reaches its target pieces. Pieces keep
+// their leading and trailing double quote and their separator, so that joining them gives the
+// value back with only the targets changed.
+class SeparatorWalk {
+  public:
+    // Rewrites each target piece of value by ConvertSlotValue; pieces that are not numbers
+    // stay as they were.
+    static void Convert(const SeparatorNode& node, std::string& value, unsigned long neId);
+    // Appends each target piece to collected; two pieces found at one level are joined into
+    // one NE ID text "a-b", the form qxp::QXStr2NEID reads as a physical NE ID.
+    static void Collect(const SeparatorNode& node, const std::string& value,
+                        std::vector<std::string>& collected);
+};
+
+// The per-command pass: when the "slotcvtswitch"/"cvtswitch" switch is on and the store has a
+// record for the command's name, logs the command, rewrites the slot values of each
+// NE-ID/slot pair of the record in place, and logs it again.
+//
+// A "cfg-onepara" command describes one parameter of one NE, whose NE ID need not stand
+// beside every slot-carrying parameter: its pairs are run in order as for other commands, but
+// a pair whose NE ID parameter yields no NE ID uses the last NE ID found by an earlier pair.
+//
+// Slot values are read and written back through the typed access by name, so the first
+// parameter of that name is the one converted; it is only written back when a value changed.
+void ConvertCommandSlots(TScriptCmdRef& cmd);
+
+// Appends the command to "script/ConvertSlotResult.txt" under the application root when the
+// "logconvertresult"/"logresult" switch is on, laid out as in a script file. A log that cannot
+// be opened or written is traced and otherwise ignored.
+void LogConvertedCmd(const TScriptCmdRef& cmd);
+
+}  // namespace NSQX_script

@@ -1,0 +1,149 @@
+#include "qx_scriptutil/QXConvertDataStorage.h"
+
+#include <new>
+
+#include "qx_platform/Settings.h"
+#include "qx_platform/Singleton.h"
+#include "qx_platform/Task.h"
+#include "qx_platform/Trace.h"
+#include "qx_platform/Xml.h"
+#include "slot/SlotCovertCfgInterpreter.h"
+#include "slot/SlotStoreAccess.h"
+
+namespace NSQX_script {
+
+namespace {
+
+constexpr char kCfgRelativePath[] =
+    "cbb/trans/core/conf/xml/script/xml_script/slotcovert_cmd_cfg.xml";
+constexpr char kInterpreterName[] = "slotcovert_cmd_cfg_xml_interpreter";
+
+}  // namespace
+
+std::atomic<QXConvertDataStorage*> QXConvertDataStorage::m_pInstance{nullptr};
+std::unique_ptr<slotcovertcfgfileinterpreter> QXConvertDataStorage::m_pSlotcovertInter;
+qxp::RWMutex QXConvertDataStorage::m_RWMutex;
+bool QXConvertDataStorage::m_bLoaded = false;
+std::atomic<bool> QXConvertDataStorage::m_bCfgLoaded{false};
+
+SeparatorNode::SeparatorNode(const SeparatorNode& other) : m_sign(other.m_sign) {
+    m_positions.reserve(other.m_positions.size());
+    for (const Position& pos : other.m_positions) {
+        m_positions.emplace_back(
+            pos.first, pos.second ? std::make_unique<SeparatorNode>(*pos.second) : nullptr);
+    }
+}
+
+SeparatorNode& SeparatorNode::operator=(const SeparatorNode& other) {
+    if (this != &other) *this = SeparatorNode(other);
+    return *this;
+}
+
+QXConvertDataStorage::QXConvertDataStorage() {
+    m_bLoaded = false;
+}
+
+QXConvertDataStorage::~QXConvertDataStorage() = default;
+
+QXConvertDataStorage* QXConvertDataStorage::Instance() {
+    return qxp::DoubleCheckedInstance(m_pInstance, [] { return new QXConvertDataStorage(); });
+}
+
+void QXConvertDataStorage::Destroy() {
+    qxp::DoubleCheckedDestroy(m_pInstance);
+}
+
+void QXConvertDataStorage::Init() {
+    m_cfgPath = qxp::OrinGetAppRootPath() + kCfgRelativePath;
+    if (m_bCfgLoaded.load(std::memory_order_acquire)) return;
+    SlotStoreAccess::LoadFile(m_cfgPath, true);
+}
+
+void QXConvertDataStorage::Release() {
+    m_slotCmdList.clear();
+}
+
+void QXConvertDataStorage::PrepareScriptOper(bool slotFlagIs11, bool slotFlagPresent) {
+    m_cvtType = 0;
+    if (slotFlagIs11 && slotFlagPresent && static_cast<unsigned int>(m_operType) <= 1) {
+        m_cvtType = 3;
+    } else if (!slotFlagIs11 && slotFlagPresent) {
+        if (m_operType == 0) m_cvtType = 1;
+        if (m_operType == 1) m_cvtType = 2;
+    }
+    qxp::QXTrace(qxp::kTraceInfo, "Convert Ttype has been set to: %d", m_cvtType);
+}
+
+void QXConvertDataStorage::SetSupportNEType(std::vector<unsigned long>& types) {
+    m_supportNETypes = types;
+}
+
+void QXConvertDataStorage::GetSupportNEType(std::vector<unsigned long>& types) const {
+    types = m_supportNETypes;
+}
+
+void QXConvertDataStorage::AddSlotCmdInfo(QXScriptCfgCmdInfo& info) {
+    m_slotCmdList.push_back(info);
+}
+
+void QXConvertDataStorage::GetSlotCmdInfo(std::list<QXScriptCfgCmdInfo>& infos) const {
+    infos = m_slotCmdList;
+}
+
+void QXConvertDataStorage::SetDevMap(std::map<unsigned long, unsigned long>& devMap) {
+    qxp::OrinGnlTask* task = qxp::OrinGetCurrentTask();
+    if (task == nullptr || task->GetTaskDesc() == nullptr) return;
+    const std::uint8_t kind = task->GetTaskDesc()->kind;
+    qxp::WriteGuard guard(m_devMapMutex);
+    m_devMaps[kind] = devMap;
+}
+
+bool QXConvertDataStorage::IsNEINDEVMap(unsigned long neId) {
+    qxp::OrinGnlTask* task = qxp::OrinGetCurrentTask();
+    if (task == nullptr || task->GetTaskDesc() == nullptr) return false;
+    const std::uint8_t kind = task->GetTaskDesc()->kind;
+    qxp::ReadGuard guard(m_devMapMutex);
+    auto map = m_devMaps.find(kind);
+    return map != m_devMaps.end() && map->second.count(neId) != 0;
+}
+
+void SlotStoreAccess::LoadFile(const std::string& path, bool once) {
+    using Store = QXConvertDataStorage;
+    qxp::WriteGuard guard(Store::m_RWMutex);
+    if (once && Store::m_bCfgLoaded.load(std::memory_order_acquire)) return;
+    Store::m_bCfgLoaded.store(true, std::memory_order_release);
+    if (!Store::m_pSlotcovertInter) {
+        Store::m_pSlotcovertInter.reset(new (std::nothrow) slotcovertcfgfileinterpreter());
+        if (!Store::m_pSlotcovertInter) {
+            qxp::QXTrace(qxp::kTraceError, "m_pSlotcovertInter is nullptr!");
+            return;
+        }
+        qxp::XmlInterpreterRegistry::Instance()->Register(kInterpreterName,
+                                                          Store::m_pSlotcovertInter.get());
+    }
+    Store::Instance();  // the interpreter fills the singleton
+    Store::m_bLoaded =
+        qxp::XmlInterpreterRegistry::Instance()->ParseFile(path, kInterpreterName) == 0;
+}
+
+void SlotStoreAccess::ForgetLoaded() {
+    qxp::WriteGuard guard(QXConvertDataStorage::m_RWMutex);
+    QXConvertDataStorage::m_bCfgLoaded.store(false, std::memory_order_release);
+    QXConvertDataStorage::m_bLoaded = false;
+}
+
+bool SlotStoreAccess::FindCmdInfo(const std::string& cmdName, QXScriptCfgCmdInfo& info) {
+    for (const QXScriptCfgCmdInfo& entry : QXConvertDataStorage::Instance()->m_slotCmdList) {
+        if (entry.m_cmdName == cmdName) {
+            info = entry;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool SlotStoreAccess::HasCmdInfo() {
+    return !QXConvertDataStorage::Instance()->m_slotCmdList.empty();
+}
+
+}  // namespace NSQX_script

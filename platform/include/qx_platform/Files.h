@@ -29,7 +29,8 @@ QXP_API int OrinGetLastError();
 // The path with every backslash turned into a forward slash.
 QXP_API std::string OrinToUnixPath(const std::string& path);
 
-// Write modes of the file object.
+// Modes of the file object. Standalone, both write modes create or truncate the file ("wb"):
+// they differ only in intent. The read mode opens with "rb".
 enum OrinFileMode : int {
     // Create or truncate, for a file that starts with a header.
     kOrinWriteWithHeader = 56,

@@ -1,0 +1,218 @@
+// The command gatherer: turns the characters of a script file into command texts.
+
+#include <array>
+
+#include "file/ScriptReader.h"
+#include "qx_platform/CodeSet.h"
+#include "qx_platform/Trace.h"
+#include "qx_scriptutil/TScriptFileImpl.h"
+
+namespace NSQX_script {
+namespace {
+
+// Only the first twelve characters have to match.
+constexpr char kBoardInfoMarker[] = "/*NeBoardInfo";
+constexpr int kBoardInfoMatch = 12;
+
+// The text is kept up to one byte past the parser's limit, which is enough to know that it is
+// refused; the rest of an over-long command is scanned but not stored.
+constexpr std::size_t kKeep = kMaxCommandText + 1;
+
+// Byte classes of the fast path: bytes that are only appended (kPlain, kUpper after lower-casing)
+// and bytes that need the full state machine.
+enum : unsigned char { kPlain = 0, kUpper = 1, kSpecial = 2 };
+
+struct ByteClasses {
+    std::array<unsigned char, 256> text{};    // outside quotes
+    std::array<unsigned char, 256> quoted{};  // inside quotes
+};
+
+constexpr ByteClasses MakeByteClasses() {
+    ByteClasses t{};
+    for (int c = 'A'; c <= 'Z'; ++c) t.text[c] = kUpper;
+    for (unsigned char c : {'/', '"', ';', '\n', '\r'}) t.text[c] = kSpecial;
+    for (unsigned char c : {'/', '"', '\\', '\n', '\r'}) t.quoted[c] = kSpecial;
+    return t;
+}
+
+constexpr ByteClasses kClasses = MakeByteClasses();
+
+inline void Append(ScriptReadBuffer& r, char c) {
+    if (r.raw.empty() && c == ' ') return;  // leading blanks are trimmed anyway
+    if (r.capped) {
+        if (c != ' ') r.overlong = true;
+        return;
+    }
+    r.raw.push_back(c);
+    if (r.raw.size() == kKeep) r.capped = true;
+}
+
+}  // namespace
+
+bool TScriptFileImpl::GetNextChar(char& c) {
+    if (m_stream == nullptr) return false;
+    ScriptReadBuffer& r = *m_reader;
+    if (r.pos == r.end && !r.Fill(m_stream)) return false;
+    c = r.data[r.pos++];
+    return true;
+}
+
+bool TScriptFileImpl::FileToBegin() {
+    m_gatherState = 0;
+    m_lineNo = 1;
+    m_reader->Reset();
+    if (m_stream == nullptr) return false;
+    std::fseek(m_stream, 0, SEEK_SET);
+    return true;
+}
+
+// Runs one character through the gatherer's states; true when it ended the command.
+bool TScriptFileImpl::GatherStep(char c) {
+    ScriptReadBuffer& r = *m_reader;
+    if (c == '\r') return false;
+    if (c == '\n') ++m_lineNo;
+
+    // The marker is matched on every character, in comments and quotes too; a mismatch starts
+    // over without testing that character against the marker's first one.
+    if (c == kBoardInfoMarker[r.marker]) {
+        if (++r.marker == kBoardInfoMatch) {
+            r.boardInfo = true;
+            return false;
+        }
+    } else {
+        r.marker = 0;
+    }
+
+    switch (m_gatherState) {
+        case 0:
+            if (c == '/') {
+                m_gatherState = 4;
+                return false;
+            }
+            if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
+            Append(r, c == '\n' ? ' ' : c);
+            if (c == '"') m_gatherState = 1;
+            return c == ';';
+        case 1:
+            Append(r, c);
+            if (c == '\\') {
+                m_gatherState = 6;
+            } else if (c == '"') {
+                m_gatherState = 0;
+            }
+            return false;
+        case 6:
+            Append(r, c);
+            m_gatherState = 1;
+            return false;
+        case 4:
+            if (c == '/') {
+                m_gatherState = 2;
+                return false;
+            }
+            if (c == '*') {
+                m_gatherState = 3;
+                return false;
+            }
+            m_gatherState = 0;
+            Append(r, '/');
+            Append(r, c == '\n' ? ' ' : c);
+            return c == ';';
+        case 2:
+            if (c == '\n') {
+                Append(r, ' ');
+                m_gatherState = 0;
+            }
+            return false;
+        case 3:
+            if (c == '*') m_gatherState = 5;
+            return false;
+        case 5:
+            if (c == '/') {
+                Append(r, ' ');
+                m_gatherState = 0;
+            } else if (c != '*') {
+                m_gatherState = 3;
+            }
+            return false;
+        default:
+            m_gatherState = 0;
+            return false;
+    }
+}
+
+unsigned long TScriptFileImpl::GatherCommandText() {
+    ScriptReadBuffer& r = *m_reader;
+    r.raw.clear();
+    r.text.clear();
+    r.capped = false;
+    r.overlong = false;
+    if (m_stream == nullptr || r.boardInfo) return 0;
+
+    bool ended = false;
+    for (;;) {
+        if (r.pos == r.end && !r.Fill(m_stream)) break;
+        const char* const base = r.data.get();
+        const char* p = base + r.pos;
+        const char* const e = base + r.end;
+
+        // Fast path: runs of bytes that are only appended, outside or inside quotes.
+        if (r.marker == 0 && !r.raw.empty() && !r.capped &&
+            (m_gatherState == 0 || m_gatherState == 1)) {
+            const unsigned char* cls =
+                m_gatherState == 0 ? kClasses.text.data() : kClasses.quoted.data();
+            const std::size_t room = kKeep - r.raw.size();
+            const char* const lim = static_cast<std::size_t>(e - p) > room ? p + room : e;
+            const char* q = p;
+            unsigned char upper = 0;
+            while (q < lim) {
+                const unsigned char k = cls[static_cast<unsigned char>(*q)];
+                if (k == kSpecial) break;
+                upper |= k;
+                ++q;
+            }
+            if (q != p) {
+                const std::size_t old = r.raw.size();
+                r.raw.append(p, static_cast<std::size_t>(q - p));
+                if (upper != 0) {
+                    for (std::size_t i = old; i < r.raw.size(); ++i) {
+                        char& ch = r.raw[i];
+                        if (ch >= 'A' && ch <= 'Z') ch = static_cast<char>(ch + ('a' - 'A'));
+                    }
+                }
+                if (r.raw.size() == kKeep) r.capped = true;
+                r.pos = static_cast<std::size_t>(q - base);
+                continue;
+            }
+        }
+
+        ++r.pos;
+        if (GatherStep(*p)) {
+            ended = true;
+            break;
+        }
+        if (r.boardInfo) {
+            r.raw.clear();
+            return 0;
+        }
+    }
+
+    if (!ended && r.raw.empty()) return 0;
+    if (r.overlong) {
+        // Refused by the parser for its length; converting a cut text could only fail.
+        r.text.swap(r.raw);
+        return static_cast<unsigned long>(m_lineNo);
+    }
+    if (!qxp::OrinCodeSetConvert(m_encoding.c_str(), "UTF-8", r.raw, r.text)) {
+        qxp::QXTrace(qxp::kTraceError, "Script Import string convert falied! %s, %s.",
+                     r.raw.c_str(), m_encoding.c_str());
+        r.text = r.raw;
+    }
+    const std::size_t last = r.text.find_last_not_of(' ');
+    r.text.resize(last == std::string::npos ? 0 : last + 1);
+    const std::size_t first = r.text.find_first_not_of(' ');
+    if (first != 0 && first != std::string::npos) r.text.erase(0, first);
+    return static_cast<unsigned long>(m_lineNo);
+}
+
+}  // namespace NSQX_script

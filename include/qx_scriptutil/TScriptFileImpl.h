@@ -1,0 +1,169 @@
+#pragma once
+
+#include <cstdio>
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "qx_scriptutil/ScriptFile.h"
+#include "qx_scriptutil/ScriptResult.h"
+#include "qx_scriptutil/TScriptCmd.h"
+
+namespace qxp {
+class OrinFile;
+}
+
+namespace NSQX_script {
+
+struct ScriptReadBuffer;
+
+// Script types known to the header writer.
+enum ScriptType : unsigned int {
+    kNeConfigScript = 1,
+    kNePortNameScript = 2,
+    kNetworkConfigScript = 3,
+    kNeListScript = 4,
+    kLocalNmInfo = 5,
+    kTransmitServiceScript = 6,
+    kErrorListFile = 7,
+    kStandaloneScript = 8,  // written by OpenFileForWrite, titled by its caller
+    kMdsConfigScript = 10,
+    kTemplateFile = 15,
+    kUserCfgParamInfo = 40,
+};
+
+constexpr unsigned long kDefaultScriptVersion = 0x02010302;  // 2.1.3.2
+
+// A script file opened for reading or for writing. Reading streams: the object holds at most
+// the next command, so memory stays flat whatever the file's size. Owns its platform file
+// object and stream. Has no lock: an object is confined to one thread.
+class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
+  public:
+    // The command filter, when given, is copied.
+    explicit TScriptFileImpl(unsigned int scriptType,
+                             const std::vector<unsigned long>* cmdFilter = nullptr);
+    TScriptFileImpl(const TScriptFileImpl& other);
+    TScriptFileImpl& operator=(const TScriptFileImpl& other);
+    ~TScriptFileImpl() override;
+
+    // ScriptFile
+    bool GoToFirstCommand() override;
+    bool GetOneCommand(TScriptCmd& cmd) override;
+    bool WriteCommand(TScriptCmd& cmd) override;
+    void WriteAnnotationCommand(const char* text) override;
+    // Accepted for script types 6 and 8 only.
+    bool SetCurrNEID(unsigned long neId) override;
+    unsigned int GetScriptType() override { return m_scriptType; }
+    bool SetPreConfitState(bool state) override;
+    unsigned long GetVersion() override { return m_scriptVersion; }
+    // The current command's code, after checking that there is a current command and that its
+    // code is registered in the command name map; false otherwise (the code is then unchanged).
+    bool GetCmdCodeOfCurrCmdAndCheck(unsigned long& cmdCode) override;
+    bool GetCmdCodeOfCurrCmd(unsigned long& cmdCode) override;
+    void SendDescription(const char* text) override;
+    const std::string& GetScriptFileName() override { return m_fileName; }
+    unsigned long GetCurrentLineNO() override { return m_currentLine; }
+    const std::string& GetScriptDirectory() override { return m_directory; }
+    // One byte of the stream; false without a stream or at its end.
+    bool GetNextChar(char& c) override;
+
+    bool GetPerConfigState() const { return m_preConfigState; }
+    const std::string& GetEncoding() const { return m_encoding; }
+
+    // Reading
+    bool OpenForRead(unsigned int scriptType, const char* directory, const char* fileName);
+    bool FileToBegin();
+    bool LoadNextCommandFromFile();
+    bool RepeatGetOneCommand(TScriptCmd& cmd);
+    bool PushOneCommand(TScriptCmd cmd);
+    unsigned long GetCmdCount();
+    // Reads the encoding and the slot flag from the first 1024 bytes of an open stream.
+    bool GetScriptPara(FILE* stream, bool& isSlotFlag11, bool& hasSlotFlag);
+
+    // Whole-file analysis
+    void PostAndAnalyseOneCommand(CStdString text, int lineNo, std::vector<TScriptResult>& results);
+    unsigned long GetAllCommands(std::vector<TScriptResult>& results);
+    unsigned long GetMatchCommands(const std::list<CStdString>& names,
+                                   std::vector<TScriptResult>& results);
+    std::vector<TScriptResult> GetCmdAnalyzedResult() const { return m_errorResults; }
+
+    // Writing
+    bool OpenForWrite(unsigned int scriptType, const char* directory, const char* fileName,
+                      int userId, bool withHeader);
+    bool OpenForWriteNoHead(const char* directory, const char* fileName, bool mode);
+    bool OpenForWriteNoHead(const char* directory, const char* fileName) {
+        return OpenForWriteNoHead(directory, fileName, true);
+    }
+    bool OpenForAppend(const char* directory, const char* targetName, const char* newName);
+    bool WriteString(const char* text);
+    bool WriteParaList(const std::vector<MMLParaStruct>& paras, unsigned long& column);
+    static void WriteNMVersion(FILE* stream);
+    bool WriteScriptExporterInfo(unsigned int scriptType, const char* userName);
+    // The second header form (stand-alone writer) to any stream; false on a short write.
+    static bool WriteStandaloneHeader(FILE* stream, const char* title, int userId,
+                                      const char* encoding);
+
+    // The NE ID carried by a file name ("PREFIX_NEID_..."), or 0.
+    static unsigned long GetNEIDFromFileName(const char* fileName);
+
+  private:
+    bool BuildPath(const char* directory, const char* fileName, std::string& path);
+    void ReadScriptVersion();
+    // Parses a command text into the read buffer's spare command; false when the command is
+    // not handed out (failed is then set for a text that did not parse or was rejected).
+    bool AnalyseText(const std::string& text, unsigned long lineNo, bool& failed);
+    void RecordFailure(unsigned long lineNo, std::vector<TScriptResult>& results);
+    unsigned long LoadAll(const std::list<CStdString>* names, std::vector<TScriptResult>& results);
+    // Gathers the next command text into the read buffer's text; the line it ended on, or 0 at
+    // the end of the file or of the commands.
+    unsigned long GatherCommandText();
+    bool GatherStep(char c);
+    void CloseStream();
+    // Converts UTF-8 text into the file's encoding and writes it; false on a short write.
+    bool WriteText(const std::string& text);
+
+    friend std::unique_ptr<TScriptFileImpl> OpenFileForWrite(const char*, const char*, const char*,
+                                                             int);
+
+    int m_gatherState = 0;
+    int m_lineNo = 1;
+    std::string m_encoding;
+    unsigned int m_scriptType;
+    std::list<TScriptCmd> m_cmdList;
+    unsigned long m_cmdCount = 0;
+    std::list<TScriptCmd>::iterator m_currCmd;
+    FILE* m_stream = nullptr;  // owned through m_file, or directly when opened for append
+    std::string m_fileName;
+    std::string m_directory;
+    int m_openMode = 0;  // 0 read, 1 write
+    unsigned long m_scriptVersion = kDefaultScriptVersion;
+    unsigned long m_currNEID = 0;
+    bool m_preConfigState = false;
+    unsigned long m_currentLine = 0;
+    bool m_slotFlag11 = false;
+    bool m_hasSlotFlag = false;
+    bool m_slotConvertWanted = false;
+    bool m_checked = false;
+    std::vector<unsigned long> m_cmdFilter;
+    std::unique_ptr<qxp::OrinFile> m_file;
+    bool m_allInList = true;
+    std::vector<TScriptResult> m_errorResults;
+
+    std::unique_ptr<ScriptReadBuffer> m_reader;  // buffered input, reusable parse state
+};
+
+// Opens an existing script for reading: the file object, or nullptr when it cannot be opened.
+QX_API std::unique_ptr<TScriptFileImpl> OpenFileForRead(const char* directory, const char* fileName,
+                                                        unsigned int scriptType = 1);
+// Creates a stand-alone script (type 8) and writes its header in one block; nullptr when the
+// name is null, the open fails or the header cannot be written whole.
+QX_API std::unique_ptr<TScriptFileImpl> OpenFileForWrite(const char* directory,
+                                                         const char* fileName, const char* title,
+                                                         int userId);
+
+// The directory under which scripts are kept (registry "TRANS"/"script_path", by default
+// "./hosted_public/script"), created when missing.
+QX_API std::string GetScriptRootDirectory();
+
+}  // namespace NSQX_script

@@ -2,6 +2,7 @@
 
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "qx_platform/Control.h"
@@ -246,4 +247,36 @@ TEST_F(IeGauge, CancellationIsSeenAndKeptUntilReset) {
     ResetTotalCount(10, 10);
     EXPECT_EQ(1ul, SendMutiIncreaseGauge(&other, 1, "other cancelled"));
     EXPECT_EQ((std::vector<int>{10}), Percents());
+}
+
+TEST(IeConcurrency, CountingFromManyThreadsReportsRisingWholePercents) {
+    constexpr int kThreads = 4;
+    constexpr int kItemsEach = 250;
+    std::mutex mutex;
+    std::vector<int> percents;
+    qxp::OrinProgressMgr::Instance()->Reset();
+    qxp::OrinProgressMgr::Instance()->SetReporter(
+        [&](OrinGnlTask*, int percent, const qxp::OrinProgressInfo&) {
+            std::lock_guard<std::mutex> lock(mutex);
+            percents.push_back(percent);
+        });
+    ResetGaugeData();
+    OrinGnlTask task;
+    ASSERT_EQ(1ul, ResetTotalCount(kThreads * kItemsEach, 100));
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&task] {
+            qxp::ScopedCurrentTask current(&task);
+            for (int i = 0; i < kItemsEach; ++i) SendIncreaseGauge(1, "item");
+        });
+    }
+    for (auto& th : threads) th.join();
+    qxp::OrinProgressMgr::Instance()->SetReporter({});
+    ResetGaugeData();
+
+    ASSERT_FALSE(percents.empty());
+    for (std::size_t i = 1; i < percents.size(); ++i) {
+        EXPECT_LT(percents[i - 1], percents[i]) << "report " << i;
+    }
+    EXPECT_EQ(100, percents.back());
 }

@@ -116,7 +116,7 @@ TEST(IeConcurrency, ThreadsGetTheirOwnManagers) {
     constexpr int kThreads = 8;
     constexpr int kRounds = 200;
     std::vector<QXScriptErrMgr*> seen(kThreads, nullptr);
-    std::vector<bool> consistent(kThreads, false);
+    std::vector<char> consistent(kThreads, 0);
     std::atomic<int> arrived{0};
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {

@@ -1,0 +1,202 @@
+#include "ExampleVlanPlugin.h"
+
+#include <string>
+
+#include "qx_scriptutil/QXScriptErrMgr.h"
+
+namespace example_plugin {
+
+using NSQX_script::CStdString;
+using NSQX_script::QXScriptErrMgr;
+using NSQX_script::ScriptIEFunc;
+using NSQX_script::ScriptManagerIF;
+
+const ScriptIERegItem kRegTable[] = {
+    {kCmdAddVlan, kFuncImport, kScriptTypeNe, "cfg-add-vlan", ImportAddVlan},
+    {kCmdAddVlan, kFuncExport, kScriptTypeNe, "cfg-add-vlan", ExportAddVlan},
+    {kCmdSetPortDesc, kFuncImport, kScriptTypeNe, "cfg-set-portdesc", ImportSetPortDesc},
+    {kCmdSetPortDesc, kFuncExport, kScriptTypeNe, "cfg-set-portdesc", ExportSetPortDesc},
+    {0, 0, 0, nullptr, nullptr},
+};
+
+namespace {
+
+constexpr int kMaxVlan = 4094;
+
+bool ValidVlan(int id) {
+    return id >= 1 && id <= kMaxVlan;
+}
+
+TScriptCmd MakeVlan(int id, const std::string& name) {
+    TScriptCmd cmd(kCmdAddVlan);
+    cmd.AddPara("VLANID", id, false, false, false);
+    // As one string: the name is escaped, so any character survives the script.
+    cmd.AddPara("NAME", name.c_str(), true, false);
+    return cmd;
+}
+
+ScriptIEFunc FindFunc(unsigned long cmdId, unsigned long funcId) {
+    for (const ScriptIERegItem* row = kRegTable; row->cmdId != 0; ++row) {
+        if (row->cmdId == cmdId && row->funcId == funcId) return row->func;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+unsigned long ImportAddVlan(TScriptCmd const& cmd, std::vector<TScriptCmd>& out) {
+    // The typed reads are not const: they work on a copy.
+    TScriptCmd work(cmd);
+    std::vector<int> ids;
+    if (!work.GetPara("VLANID", ids, 0, false) || ids.empty()) return kConvertMissingPara;
+    CStdString name;
+    work.GetPara("NAME", name, false);  // optional
+    for (int id : ids) {
+        if (!ValidVlan(id)) return kConvertBadValue;
+    }
+    for (int id : ids) out.push_back(MakeVlan(id, name));
+    return kConvertOk;
+}
+
+unsigned long ExportAddVlan(TScriptCmd const& cmd, std::vector<TScriptCmd>& out) {
+    TScriptCmd work(cmd);
+    int id = 0;
+    if (!work.GetPara("VLANID", id, false)) return kConvertMissingPara;
+    if (!ValidVlan(id)) return kConvertBadValue;
+    CStdString name;
+    if (!work.GetPara("NAME", name, false) || name.empty()) {
+        name = "VLAN_" + std::to_string(id);
+    }
+    out.push_back(MakeVlan(id, name));
+    return kConvertOk;
+}
+
+namespace {
+
+unsigned long ConvertPortDesc(TScriptCmd const& cmd, std::vector<TScriptCmd>& out) {
+    TScriptCmd work(cmd);
+    int port = 0;
+    CStdString desc;
+    if (!work.GetPara("PORT", port, false) || !work.GetPara("DESC", desc, false)) {
+        return kConvertMissingPara;
+    }
+    if (port < 0) return kConvertBadValue;
+    TScriptCmd normalised(kCmdSetPortDesc);
+    normalised.AddPara("PORT", port, false, false, false);
+    normalised.AddPara("DESC", desc.c_str(), true, false);
+    out.push_back(std::move(normalised));
+    return kConvertOk;
+}
+
+}  // namespace
+
+unsigned long ImportSetPortDesc(TScriptCmd const& cmd, std::vector<TScriptCmd>& out) {
+    return ConvertPortDesc(cmd, out);
+}
+
+unsigned long ExportSetPortDesc(TScriptCmd const& cmd, std::vector<TScriptCmd>& out) {
+    return ConvertPortDesc(cmd, out);
+}
+
+ExampleVlanPlugin::ExampleVlanPlugin() {
+    setScriptType(kScriptTypeNe);
+}
+
+ExampleVlanPlugin::~ExampleVlanPlugin() {
+    Unregister();
+}
+
+void ExampleVlanPlugin::Register() {
+    if (m_registered) return;
+    ScriptManagerIF::Instance()->RegisterInterfaces(kRegTable, this);
+    m_registered = true;
+}
+
+void ExampleVlanPlugin::Unregister() {
+    if (!m_registered) return;
+    ScriptManagerIF::Instance()->UnRegisterInterfaces(kRegTable);
+    m_registered = false;
+}
+
+void ExampleVlanPlugin::PreImport(std::bitset<16> options, std::vector<unsigned long> const&) {
+    if (options.test(0)) {
+        m_vlans.clear();
+        m_portDescs.clear();
+    }
+}
+
+bool ExampleVlanPlugin::Apply(const TScriptCmd& converted) {
+    TScriptCmd cmd(converted);
+    int key = 0;
+    CStdString text;
+    if (cmd.GetCmdCode() == kCmdAddVlan) {
+        if (!cmd.GetPara("VLANID", key, false) || !cmd.GetPara("NAME", text, false)) return false;
+        m_vlans[key] = text;
+        return true;
+    }
+    if (cmd.GetCmdCode() == kCmdSetPortDesc) {
+        if (!cmd.GetPara("PORT", key, false) || !cmd.GetPara("DESC", text, false)) return false;
+        m_portDescs[key] = text;
+        return true;
+    }
+    return false;
+}
+
+QXSingleReturn ExampleVlanPlugin::ImportFunc(unsigned long, unsigned long, ScriptFile& file) {
+    QXSingleReturn result;
+    QXScriptErrMgr* errors = QXScriptErrMgr::Instance();
+    TScriptCmd cmd;
+    std::vector<TScriptCmd> converted;
+    unsigned long failed = 0;
+    file.GoToFirstCommand();
+    while (file.GetOneCommand(cmd)) {
+        ScriptIEFunc func = FindFunc(cmd.GetCmdCode(), kFuncImport);
+        if (func == nullptr) continue;  // another plug-in's command
+        converted.clear();
+        unsigned long code = func(cmd, converted);
+        for (const TScriptCmd& one : converted) {
+            if (code == kConvertOk && !Apply(one)) code = kConvertBadValue;
+        }
+        if (code != kConvertOk) {
+            ++failed;
+            errors->AppendScriptResult(file.GetScriptFileName(), static_cast<int>(code),
+                                       cmd.GetLineNo(), "example-vlan: command not imported");
+        }
+    }
+    result.code = failed;
+    return result;
+}
+
+QXSingleReturn ExampleVlanPlugin::ExportFunc(unsigned long, unsigned long, ScriptFile& file) {
+    QXSingleReturn result;
+    std::vector<TScriptCmd> converted;
+    bool writeFailed = false;
+    bool convertFailed = false;
+    auto write = [&](const TScriptCmd& source, ScriptIEFunc func) {
+        converted.clear();
+        if (func(source, converted) != kConvertOk) {
+            convertFailed = true;
+            return;
+        }
+        for (TScriptCmd& one : converted) {
+            if (!file.WriteCommand(one)) writeFailed = true;
+        }
+    };
+    for (const auto& [id, name] : m_vlans) write(MakeVlan(id, name), ExportAddVlan);
+    for (const auto& [port, desc] : m_portDescs) {
+        TScriptCmd cmd(kCmdSetPortDesc);
+        cmd.AddPara("PORT", port, false, false, false);
+        cmd.AddPara("DESC", desc.c_str(), true, false);
+        write(cmd, ExportSetPortDesc);
+    }
+    if (writeFailed) {
+        // The writer leaves its reason in the thread's error manager.
+        const unsigned long code = QXScriptErrMgr::Instance()->m_errorCode;
+        result.code = code != 0 ? code : NSQX_script::kScriptErrWriteFailed;
+    } else if (convertFailed) {
+        result.code = kConvertBadValue;
+    }
+    return result;
+}
+
+}  // namespace example_plugin

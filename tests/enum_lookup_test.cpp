@@ -1,0 +1,190 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "qx_platform/Control.h"
+#include "qx_scriptutil/EnumMap.h"
+#include "qx_scriptutil/QXScriptEnumMgr.h"
+
+using namespace NSQX_script;
+
+namespace {
+
+std::string EnumDataDir() {
+    const char* dir = std::getenv("QX_TEST_DATA");
+    return std::string(dir != nullptr ? dir : "tests/data") + "/enum/";
+}
+
+// The table is process-wide: every test starts and ends with it released.
+class EnumLookupTest : public ::testing::Test {
+  protected:
+    void SetUp() override { qxp::SetAppRootPath(EnumDataDir()); }
+    void TearDown() override {
+        while (QXScriptEnumMgr::GetRefCount() != 0 || QXScriptEnumMgr::IsLoaded()) {
+            QXScriptEnumMgr::Instance()->Release();
+        }
+        QXScriptEnumMgr::Destroy();
+        qxp::ResetOverrides();
+    }
+};
+
+std::vector<QXEnumPair> Pairs(std::initializer_list<QXEnumPair> pairs) {
+    return pairs;
+}
+
+}  // namespace
+
+TEST(EnumMapKey, OrdersByCommandThenNameThenSignedExtendId) {
+    const std::vector<QXEnumMapKey> ascending = {{5, "A", -1}, {5, "A", 0}, {5, "AB", 0},
+                                                 {5, "B", -1}, {6, "", 0},  {0xFFFFFFFFul, "", 0}};
+    for (std::size_t i = 0; i < ascending.size(); ++i) {
+        for (std::size_t j = 0; j < ascending.size(); ++j) {
+            EXPECT_EQ(ascending[i] < ascending[j], i < j) << i << " vs " << j;
+            EXPECT_EQ(ascending[i] == ascending[j], i == j) << i << " vs " << j;
+        }
+    }
+    // Bytes compare unsigned and case-sensitively: "a" and "\xC3" sort after "B".
+    EXPECT_TRUE(QXEnumMapKey(1, "B", 0) < QXEnumMapKey(1, "a", 0));
+    EXPECT_TRUE(QXEnumMapKey(1, "z", 0) < QXEnumMapKey(1, "\xC3", 0));
+    EXPECT_FALSE(QXEnumMapKey(1, std::string("a\0b", 3), 0) == QXEnumMapKey(1, "a", 0));
+}
+
+TEST(EnumMapKey, EqualKeysKeepInsertionOrderAndFindGivesTheFirst) {
+    EnumMap map;
+    map.emplace(QXEnumMapKey(5, "P", 0), Pairs({{1, "FIRST"}}));
+    map.emplace(QXEnumMapKey(4, "P", 0), Pairs({{9, "OTHER"}}));
+    map.emplace(QXEnumMapKey(5, "P", 0), Pairs({{2, "SECOND"}}));
+    auto range = map.equal_range(QXEnumMapKey(5, "P", 0));
+    ASSERT_EQ(std::distance(range.first, range.second), 2);
+    EXPECT_EQ(range.first->second.front().m_name, "FIRST");
+    auto first = FindFirstEnum(map, QXEnumKeyView{5, "P", 0});
+    ASSERT_NE(first, map.end());
+    EXPECT_EQ(first->second.front().m_name, "FIRST");
+    EXPECT_EQ(FindFirstEnum(map, QXEnumKeyView{5, "p", 0}), map.end());
+}
+
+TEST(MergeEnumMap, FilterTakesOnlyThatCommandAndAppendsBehindExistingPairs) {
+    EnumMap src;
+    src.emplace(QXEnumMapKey(65537, "L", 0), Pairs({{2, "B"}, {1, "A"}}));
+    src.emplace(QXEnumMapKey(65537, "NEW", 0), Pairs({{3, "C"}}));
+    src.emplace(QXEnumMapKey(7, "L", 0), Pairs({{4, "D"}}));
+    EnumMap dst;
+    dst.emplace(QXEnumMapKey(65537, "L", 0), Pairs({{1, "A"}}));
+
+    MergeEnumMap(&src, dst, 0x10001);
+    ASSERT_EQ(dst.size(), 2u);
+    auto const& merged = FindFirstEnum(dst, QXEnumKeyView{65537, "L", 0})->second;
+    ASSERT_EQ(merged.size(), 3u);  // duplicates are not removed
+    EXPECT_EQ(merged[0].m_name, "A");
+    EXPECT_EQ(merged[1].m_name, "B");
+    EXPECT_EQ(merged[2].m_name, "A");
+    EXPECT_EQ(FindFirstEnum(dst, QXEnumKeyView{7, "L", 0}), dst.end());
+
+    EnumMap all;
+    MergeEnumMap(&src, all, 0);
+    EXPECT_EQ(all.size(), 3u);
+    MergeEnumMap(nullptr, all, 0);
+    EXPECT_EQ(all.size(), 3u);
+}
+
+TEST_F(EnumLookupTest, NothingConvertsBeforeInit) {
+    long code = 42;
+    std::string name = "keep";
+    CStdString cname = "gone";
+    EXPECT_EQ(ValueS2C(code, std::string("ON"), 5, std::string("STATE"), 0), 0);
+    EXPECT_EQ(ValueC2S(name, 1, 5, std::string("STATE"), 0), 0);
+    EXPECT_EQ(ValueC2S(cname, 1, 5, CStdString("STATE"), 0), 0);
+    EXPECT_EQ(code, 42);
+    EXPECT_EQ(name, "keep");
+    EXPECT_EQ(cname, "");
+}
+
+TEST_F(EnumLookupTest, NameToCodeMatchesExactlyAndFirstWins) {
+    ASSERT_EQ(QXScriptEnumMgr::Instance()->Init("good.xml"), 0u);
+    long code = 0;
+    EXPECT_EQ(ValueS2C(code, std::string("ON"), 5, std::string("STATE"), 0), 1);
+    EXPECT_EQ(code, 1);  // (1, ON) stands before (2, ON)
+    EXPECT_EQ(ValueS2C(code, std::string("OFF"), 5, std::string("STATE"), 0), 1);
+    EXPECT_EQ(code, 0);
+    EXPECT_EQ(ValueS2C(code, std::string("NEG"), 5, std::string("MODE"), 0), 1);
+    EXPECT_EQ(code, -3);
+    EXPECT_EQ(ValueS2C(code, std::string("AUTO"), 5, std::string("MODE"), 1), 1);
+    EXPECT_EQ(code, 9);
+
+    code = 77;
+    EXPECT_EQ(ValueS2C(code, std::string("on"), 5, std::string("STATE"), 0), 0);
+    EXPECT_EQ(ValueS2C(code, std::string("ON "), 5, std::string("STATE"), 0), 0);
+    EXPECT_EQ(ValueS2C(code, std::string("ON"), 5, std::string("state"), 0), 0);
+    EXPECT_EQ(ValueS2C(code, std::string("ON"), 6, std::string("STATE"), 0), 0);
+    // The second entry with an equal key is never consulted.
+    EXPECT_EQ(ValueS2C(code, std::string("SECOND"), 5, std::string("STATE"), 0), 0);
+    EXPECT_EQ(code, 77);
+
+    EXPECT_EQ(ValueS2C(code, CStdString("AUTOMATIC"), 5, CStdString("MODE"), 0), 1);
+    EXPECT_EQ(code, 7);
+}
+
+TEST_F(EnumLookupTest, CodeToNameUsesTheNarrowCodeAndFirstMatch) {
+    ASSERT_EQ(QXScriptEnumMgr::Instance()->Init("good.xml"), 0u);
+    std::string name;
+    EXPECT_EQ(ValueC2S(name, 7, 5, std::string("MODE"), 0), 1);
+    EXPECT_EQ(name, "AUTO");
+    EXPECT_EQ(ValueC2S(name, -3, 5, std::string("MODE"), 0), 1);
+    EXPECT_EQ(name, "NEG");
+
+    name = "keep";
+    EXPECT_EQ(ValueC2S(name, (1L << 32) + 1, 5, std::string("STATE"), 0), 0);
+    EXPECT_EQ(ValueC2S(name, (1L << 32) - 3, 5, std::string("MODE"), 0), 0);
+    EXPECT_EQ(name, "keep");
+
+    CStdString cname = "old";
+    EXPECT_EQ(ValueC2S(cname, 1, 5, CStdString("STATE"), 0), 1);
+    EXPECT_EQ(cname, "ON");
+    EXPECT_EQ(ValueC2S(cname, 99, 5, CStdString("STATE"), 0), 0);
+    EXPECT_EQ(cname, "");
+}
+
+// Every answer given while the table is loaded and freed again and again is "not loaded" or
+// the right one.
+TEST(EnumConcurrency, LookupsWhileAnotherThreadInitsAndReleases) {
+    qxp::SetAppRootPath(EnumDataDir());
+    std::atomic<bool> done{false};
+    std::atomic<int> wrong{0};
+    std::atomic<long> hits{0};
+    auto reader = [&] {
+        while (!done.load()) {
+            long code = -1;
+            if (ValueS2C(code, std::string("ON"), 5, std::string("STATE"), 0) == 1) {
+                if (code != 1) ++wrong;
+                ++hits;
+            }
+            CStdString name;
+            if (ValueC2S(name, 7, 5, CStdString("MODE"), 0) == 1 && name != "AUTO") ++wrong;
+        }
+    };
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 3; ++i) readers.emplace_back(reader);
+    std::thread loader([&] {
+        for (int i = 0; i < 40; ++i) {
+            if (QXScriptEnumMgr::Instance()->Init("good.xml") != 0) ++wrong;
+            std::this_thread::yield();
+            QXScriptEnumMgr::Instance()->Release();
+        }
+        // End loaded, so that the readers see answers at least once.
+        QXScriptEnumMgr::Instance()->Init("good.xml");
+        while (hits.load() == 0) std::this_thread::yield();
+        done = true;
+    });
+    loader.join();
+    for (auto& t : readers) t.join();
+    EXPECT_EQ(wrong.load(), 0);
+    while (QXScriptEnumMgr::GetRefCount() != 0 || QXScriptEnumMgr::IsLoaded()) {
+        QXScriptEnumMgr::Instance()->Release();
+    }
+    QXScriptEnumMgr::Destroy();
+    qxp::ResetOverrides();
+}

@@ -1,5 +1,7 @@
 #include "qx_scriptutil/ScriptEnumCfg.h"
 
+#include <optional>
+
 #include "qx_platform/Lock.h"
 
 namespace NSQX_script {
@@ -20,10 +22,8 @@ void ScriptEnumCfg::Destroy() {
 
 EnumMap* ScriptEnumCfg::GetEnumMap() {
     auto* framework = qxp::StaticDataFramework::Instance();
-    std::unique_ptr<qxp::ReadGuard> startGuard;
-    if (framework->IsGuardedByStartMutex()) {
-        startGuard = std::make_unique<qxp::ReadGuard>(framework->ProcessStartMutex());
-    }
+    std::optional<qxp::ReadGuard> startGuard;
+    if (framework->IsGuardedByStartMutex()) startGuard.emplace(framework->ProcessStartMutex());
     // The loading thread is asked first: the temporary copy is that thread's alone.
     if (framework->IsDataLoadingThread() && m_pTmpImpl) return m_pTmpImpl->GetEnumMap();
     std::shared_ptr<ScriptEnumCfgImpl> ref = GetDataImplRef();

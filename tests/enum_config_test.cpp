@@ -206,6 +206,11 @@ TEST_F(EnumConfigTest, HostLoadedConfigurationMergesCommand65537Only) {
     EXPECT_EQ(ValueS2C(code, std::string("LOW"), 65537, std::string("LEVEL"), 0), 1);
     EXPECT_EQ(ValueS2C(code, std::string("ZERO"), 0, std::string("NOID"), 0), 0);
 
+    // Readers during start-up hold the host's start mutex while they look.
+    qxp::StaticDataFramework::Instance()->SetGuardedByStartMutex(true);
+    EXPECT_EQ(ScriptEnumCfg::Instance()->GetEnumMap(), loaded);
+    qxp::StaticDataFramework::Instance()->SetGuardedByStartMutex(false);
+
     // A load with nothing to install keeps the working copy.
     EXPECT_EQ(
         qxp::StaticDataFramework::Instance()->Load("qx_scriptutil", {}, "script_enum_interpreter"),

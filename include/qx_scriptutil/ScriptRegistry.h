@@ -10,7 +10,7 @@
 
 namespace NSQX_script {
 
-// The registry key. Ordered by script type, then command ID, then function ID.
+// The registry key; a value type. Ordered by script type, then command ID, then function ID.
 struct QX_API CmdIndex {
     unsigned long m_cmdId = 0;
     unsigned long m_funcId = 0;
@@ -27,7 +27,8 @@ struct QX_API CmdIndex {
 // A per-command conversion: one command in, any number of commands out; 0 on success.
 using ScriptIEFunc = unsigned long (*)(TScriptCmd const& cmd, std::vector<TScriptCmd>& out);
 
-// The registry value: the plug-in (not owned) and its conversion function for one key.
+// The registry value: the plug-in (not owned) and its conversion function for one key. A
+// value type, guarded by whoever holds it (the registry takes no lock).
 struct QX_API ScriptIEInterface {
     ScriptRegeisterIF* m_pPlugin = nullptr;
     ScriptIEFunc m_pFunc = nullptr;
@@ -40,7 +41,8 @@ struct QX_API ScriptIEInterface {
 };
 
 // One row of a plug-in's registration table, written as a static array; a row with command
-// ID 0 ends the table. The name (may be null) feeds the command name map.
+// ID 0 ends the table. The name (may be null) feeds the command name map. The table and the
+// name texts belong to the plug-in; the registry copies what it keeps.
 struct ScriptIERegItem {
     unsigned long cmdId;
     unsigned long funcId;

@@ -9,7 +9,7 @@ namespace NSQX_script {
 
 // The outcome of one operation of an import or export run. The calling tasks define what the
 // three numbers mean; the first two identify the operation and order it, the third is its
-// result. A value type.
+// result. A value type, not locked.
 struct QX_API TScriptOperationResult {
     unsigned long m_key1 = 0;
     unsigned long m_key2 = 0;
@@ -24,7 +24,8 @@ struct QX_API TScriptOperationResult {
 };
 
 // The outcome of one port operation. The first six fields identify the port and the operation
-// and order it; the seventh is the result. The calling tasks define their meaning. A value type.
+// and order it; the seventh is the result. The calling tasks define their meaning. A value type,
+// not locked.
 struct QX_API TScriptPortOperationResult {
     unsigned long m_key1 = 0;
     unsigned long m_key2 = 0;
@@ -51,7 +52,7 @@ struct QX_API TScriptPortOperationResult {
 };
 
 // The outcome of one script command or one matched command: a leading text, a caller-chosen
-// kind, further text and a caller-chosen number. A value type.
+// kind, further text and a caller-chosen number. A value type that owns its texts; not locked.
 struct QX_API TScriptResult {
     CStdString m_text;
     int m_kind = 0;

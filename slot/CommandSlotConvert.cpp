@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "file/CommandLayout.h"
 #include "qx_platform/Strings.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
@@ -132,12 +133,24 @@ void Walk(const SeparatorNode* node, std::string& value, unsigned long neId,
     value = Join(pieces);
 }
 
+// The first parameter of that name, as the typed access by name finds it.
+MMLParaStruct* FindPara(TScriptCmdRef& cmd, const std::string& name) {
+    std::vector<MMLParaStruct>* paras = ParaListOf(cmd);
+    if (paras == nullptr) return nullptr;
+    for (MMLParaStruct& para : *paras) {
+        const bool match = para.name.IsStringTypeEx() ? para.name.StringRef() == name
+                                                      : para.name.As_std_string() == name;
+        if (match) return &para;
+    }
+    return nullptr;
+}
+
 unsigned long CollectNeId(TScriptCmdRef& cmd, const NeSlotLocator& locator) {
-    std::vector<CStdString> values;
-    if (!cmd.GetPara(locator.m_neIdParaName.c_str(), values, 0, false)) return 0;
+    const MMLParaStruct* para = FindPara(cmd, locator.m_neIdParaName);
+    if (para == nullptr) return 0;
     std::vector<std::string> collected;
-    for (const CStdString& value : values) {
-        SeparatorWalk::Collect(locator.m_neIdSeparator, value, collected);
+    for (const QXValue& value : para->values) {
+        SeparatorWalk::Collect(locator.m_neIdSeparator, value.As_std_string(), collected);
     }
     unsigned long neId = 0;
     if (!collected.empty() && !qxp::QXStr2NEID(collected.front().c_str(), neId)) neId = 0;
@@ -145,18 +158,15 @@ unsigned long CollectNeId(TScriptCmdRef& cmd, const NeSlotLocator& locator) {
 }
 
 void ConvertSlots(TScriptCmdRef& cmd, const NeSlotLocator& locator, unsigned long neId) {
-    std::vector<CStdString> values;
-    if (!cmd.GetPara(locator.m_slotParaName.c_str(), values, 0, false)) return;
-    bool changed = false;
-    for (CStdString& value : values) {
-        std::string text = value;
+    MMLParaStruct* para = FindPara(cmd, locator.m_slotParaName);
+    if (para == nullptr) return;
+    std::string text;
+    for (QXValue& value : para->values) {
+        text = value.As_std_string();
         SeparatorWalk::Convert(locator.m_slotSeparator, text, neId);
-        if (text != value) {
-            value = std::move(text);
-            changed = true;
-        }
+        // Values that stay as they were keep their type and their escaping untouched.
+        if (text != value.As_std_string()) value = QXValue(std::move(text), false);
     }
-    if (changed) cmd.UpdatePara(locator.m_slotParaName.c_str(), values);
 }
 
 }  // namespace

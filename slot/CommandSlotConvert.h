@@ -36,8 +36,10 @@ class SeparatorWalk {
 // beside every slot-carrying parameter: its pairs are run in order as for other commands, but
 // a pair whose NE ID parameter yields no NE ID uses the last NE ID found by an earlier pair.
 //
-// Slot values are read and written back through the typed access by name, so the first
-// parameter of that name is the one converted; it is only written back when a value changed.
+// NE IDs and slots are read from the first parameter of each configured name, as the typed
+// access by name finds it, but as the raw value texts: only the values that the conversion
+// changes are replaced (by their new text), so every other value keeps its type and its
+// escaping exactly, and an empty value cannot hold up the rest.
 void ConvertCommandSlots(TScriptCmdRef& cmd);
 
 // Appends the command to "script/ConvertSlotResult.txt" under the application root when the

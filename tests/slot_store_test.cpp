@@ -1,0 +1,306 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <list>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "qx_platform/Control.h"
+#include "qx_platform/Task.h"
+#include "qx_platform/Trace.h"
+#include "qx_scriptutil/CmdNameConvert.h"
+#include "qx_scriptutil/QXConvertDataStorage.h"
+#include "qx_scriptutil/ScriptStaticData.h"
+#include "slot/SlotCovertCfgInterpreter.h"
+#include "slot/SlotStoreAccess.h"
+
+using namespace NSQX_script;
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string SlotData(const std::string& name) {
+    const char* dir = std::getenv("QX_TEST_DATA");
+    return std::string(dir != nullptr ? dir : "tests/data") + "/slot/" + name;
+}
+
+QXConvertDataStorage* Store() {
+    return QXConvertDataStorage::Instance();
+}
+
+std::vector<QXScriptCfgCmdInfo> Records() {
+    std::list<QXScriptCfgCmdInfo> list;
+    Store()->GetSlotCmdInfo(list);
+    return {list.begin(), list.end()};
+}
+
+const NeSlotLocator& LocatorAt(const QXScriptCfgCmdInfo& info, std::size_t index) {
+    return *std::next(info.m_locators.begin(), static_cast<long>(index));
+}
+
+class SlotStoreTest : public ::testing::Test {
+  protected:
+    void SetUp() override { QXConvertDataStorage::Destroy(); }
+    void TearDown() override {
+        QXConvertDataStorage::Destroy();
+        SlotStoreAccess::ForgetLoaded();
+        qxp::ResetOverrides();
+        if (!tmp_.empty()) fs::remove_all(tmp_);
+    }
+    std::string TempRoot() {
+        char pattern[] = "/tmp/slot_store_XXXXXX";
+        tmp_ = mkdtemp(pattern);
+        return tmp_ + "/";
+    }
+    std::string tmp_;
+};
+
+TEST_F(SlotStoreTest, ReaderFollowsEveryRule) {
+    SlotStoreAccess::LoadFile(SlotData("slotcovert_cmd_cfg.xml"));
+    const std::vector<QXScriptCfgCmdInfo> records = Records();
+    ASSERT_EQ(4u, records.size());  // other root children are not commands
+    EXPECT_EQ("cfg-set-board", records[0].m_cmdName);
+    EXPECT_EQ("cfg-add-xc", records[1].m_cmdName);
+    EXPECT_EQ("cfg-onepara", records[2].m_cmdName);
+    EXPECT_EQ("cfg-set-board", records[3].m_cmdName);  // same name again: kept, not merged
+
+    // A pair element without children is no locator; one with any child is, names left empty.
+    const QXScriptCfgCmdInfo& board = records[0];
+    ASSERT_EQ(2u, board.m_locators.size());
+    EXPECT_EQ("neid", LocatorAt(board, 0).m_neIdParaName);
+    EXPECT_EQ("bid", LocatorAt(board, 0).m_slotParaName);
+    EXPECT_TRUE(LocatorAt(board, 0).m_slotSeparator.m_sign.empty());
+    EXPECT_TRUE(LocatorAt(board, 0).m_slotSeparator.m_positions.empty());
+    EXPECT_EQ("", LocatorAt(board, 1).m_neIdParaName);
+    EXPECT_EQ("", LocatorAt(board, 1).m_slotParaName);
+
+    const QXScriptCfgCmdInfo& xc = records[1];
+    ASSERT_EQ(2u, xc.m_locators.size());
+    const NeSlotLocator& src = LocatorAt(xc, 0);
+    EXPECT_EQ("-", src.m_neIdSeparator.m_sign);
+    const SeparatorNode& port = src.m_slotSeparator;
+    EXPECT_EQ("&&", port.m_sign);  // "++"
+    ASSERT_EQ(1u, port.m_positions.size());
+    EXPECT_EQ(2, port.m_positions[0].first);
+    ASSERT_TRUE(port.m_positions[0].second);
+    const SeparatorNode& inner = *port.m_positions[0].second;
+    EXPECT_EQ("-", inner.m_sign);
+    ASSERT_EQ(1u, inner.m_positions.size());
+    EXPECT_EQ(1, inner.m_positions[0].first);  // " +1"
+    ASSERT_TRUE(inner.m_positions[0].second);  // a position always has a deeper node
+    EXPECT_TRUE(inner.m_positions[0].second->m_sign.empty());
+    EXPECT_TRUE(inner.m_positions[0].second->m_positions.empty());
+
+    // Two sign elements (matched by "contains") write into one node; the last sign wins.
+    const SeparatorNode& dst = LocatorAt(xc, 1).m_neIdSeparator;
+    EXPECT_EQ("+++", dst.m_sign);
+    ASSERT_EQ(3u, dst.m_positions.size());
+    EXPECT_EQ(1, dst.m_positions[0].first);
+    EXPECT_TRUE(dst.m_positions[0].second);
+    EXPECT_EQ(0, dst.m_positions[1].first);  // a non-position child
+    EXPECT_FALSE(dst.m_positions[1].second);
+    EXPECT_EQ(0, dst.m_positions[2].first);  // "x9" is no number
+    EXPECT_TRUE(dst.m_positions[2].second);
+    const SeparatorNode& dstSlot = LocatorAt(xc, 1).m_slotSeparator;
+    EXPECT_EQ("&", dstSlot.m_sign);
+    ASSERT_EQ(3u, dstSlot.m_positions.size());
+    EXPECT_EQ(9, dstSlot.m_positions[2].first);
+
+    using Reader = slotcovertcfgfileinterpreter;
+    EXPECT_EQ("&", Reader::SignFromAttr("+"));
+    EXPECT_EQ("&&", Reader::SignFromAttr("++"));
+    EXPECT_EQ("+++", Reader::SignFromAttr("+++"));
+    EXPECT_EQ("&", Reader::SignFromAttr("&"));
+    EXPECT_EQ(-4, Reader::PositionFromAttr("  -4"));
+    EXPECT_EQ(12, Reader::PositionFromAttr("12abc"));
+    EXPECT_EQ(0, Reader::PositionFromAttr("abc"));
+    EXPECT_EQ(0, Reader::PositionFromAttr(nullptr));
+    EXPECT_EQ(2147483647, Reader::PositionFromAttr("99999999999"));
+}
+
+TEST_F(SlotStoreTest, RecordsCopyDeeply) {
+    QXScriptCfgCmdInfo info;
+    info.m_cmdName = "c";
+    NeSlotLocator locator;
+    auto deeper = std::make_unique<SeparatorNode>();
+    deeper->m_sign = "-";
+    locator.m_slotSeparator.m_positions.emplace_back(2, std::move(deeper));
+    info.m_locators.push_back(locator);
+
+    Store()->AddSlotCmdInfo(info);
+    info.m_locators.front().m_slotSeparator.m_positions[0].second->m_sign = "changed";
+    QXScriptCfgCmdInfo copy = info;
+    copy.m_locators.front().m_slotSeparator.m_positions[0].second->m_sign = "copy";
+    EXPECT_EQ("changed", info.m_locators.front().m_slotSeparator.m_positions[0].second->m_sign);
+
+    const std::vector<QXScriptCfgCmdInfo> records = Records();
+    ASSERT_EQ(1u, records.size());
+    EXPECT_EQ("-", records[0].m_locators.front().m_slotSeparator.m_positions[0].second->m_sign);
+
+    SeparatorNode assigned;
+    assigned = copy.m_locators.front().m_slotSeparator;
+    const SeparatorNode& alias = assigned;
+    assigned = alias;  // self-assignment keeps the tree
+    EXPECT_EQ("copy", assigned.m_positions[0].second->m_sign);
+    Store()->Release();
+    EXPECT_TRUE(Records().empty());
+}
+
+TEST_F(SlotStoreTest, MissingOrMalformedFileLeavesTheStoreEmpty) {
+    qxp::TraceCapture trace;
+    SlotStoreAccess::LoadFile(SlotData("no_such_file.xml"));
+    EXPECT_TRUE(Records().empty());
+    SlotStoreAccess::LoadFile(SlotData("malformed_cfg.xml"));
+    EXPECT_TRUE(Records().empty());
+    EXPECT_FALSE(SlotStoreAccess::HasCmdInfo());
+}
+
+TEST_F(SlotStoreTest, InitReadsUnderTheRootOncePerProcess) {
+    const std::string root = TempRoot();
+    const std::string dir = root + "cbb/trans/core/conf/xml/script/xml_script/";
+    fs::create_directories(dir);
+    fs::copy_file(SlotData("slotcovert_cmd_cfg.xml"), dir + "slotcovert_cmd_cfg.xml");
+    qxp::SetAppRootPath(root);
+
+    Store()->Init();
+    EXPECT_EQ(dir + "slotcovert_cmd_cfg.xml", Store()->GetCfgPath());
+    EXPECT_EQ(4u, Records().size());
+
+    // Later calls rebuild the path only.
+    Store()->Release();
+    qxp::SetAppRootPath(tmp_ + "/elsewhere/");
+    Store()->Init();
+    EXPECT_TRUE(Records().empty());
+    EXPECT_EQ(tmp_ + "/elsewhere/cbb/trans/core/conf/xml/script/xml_script/slotcovert_cmd_cfg.xml",
+              Store()->GetCfgPath());
+}
+
+TEST_F(SlotStoreTest, ConversionTypeFromHeaderFlagsAndOperationType) {
+    struct Case {
+        int oper;
+        bool is11;
+        bool present;
+        int type;
+    };
+    const Case cases[] = {{0, false, false, 0}, {1, false, false, 0}, {0, true, true, 3},
+                          {1, true, true, 3},   {2, true, true, 0},   {-1, true, true, 0},
+                          {0, false, true, 1},  {1, false, true, 2},  {2, false, true, 0},
+                          {0, true, false, 0}};
+    for (const Case& c : cases) {
+        qxp::TraceCapture trace;
+        Store()->SetOperType(c.oper);
+        Store()->PrepareScriptOper(c.is11, c.present);
+        EXPECT_EQ(c.type, Store()->GetCvtType()) << c.oper << c.is11 << c.present;
+        EXPECT_TRUE(trace.Contains("Convert Ttype has been set to: " + std::to_string(c.type)));
+    }
+    Store()->SetScriptONELanEn(true);
+    EXPECT_TRUE(Store()->ScriptONELanIsEn());
+}
+
+TEST_F(SlotStoreTest, DeviceMapsFollowTheCurrentTaskKind) {
+    std::map<unsigned long, unsigned long> devMap = {{65541, 3}};
+    Store()->SetDevMap(devMap);  // no task: nowhere to keep it
+    EXPECT_FALSE(Store()->IsNEINDEVMap(65541));
+
+    qxp::OrinGnlTask importTask(3);
+    qxp::OrinGnlTask otherTask(4);
+    {
+        qxp::ScopedCurrentTask current(&importTask);
+        EXPECT_FALSE(Store()->IsNEINDEVMap(65541));
+        Store()->SetDevMap(devMap);
+        EXPECT_TRUE(Store()->IsNEINDEVMap(65541));
+        EXPECT_FALSE(Store()->IsNEINDEVMap(7));
+    }
+    EXPECT_FALSE(Store()->IsNEINDEVMap(65541));
+    qxp::ScopedCurrentTask current(&otherTask);
+    EXPECT_FALSE(Store()->IsNEINDEVMap(65541));
+}
+
+TEST_F(SlotStoreTest, SupportedNeTypesFromTheTextFile) {
+    std::vector<unsigned long> types = {1};
+    {
+        qxp::TraceCapture trace;
+        EXPECT_TRUE(ScriptDataMgr::ReadSupportNEType(SlotData("slotconvert_cmd_desc.txt"), types));
+        EXPECT_TRUE(trace.Contains("Bad NE type \"abc\""));
+        EXPECT_TRUE(trace.Contains("at line 6"));
+    }
+    EXPECT_EQ((std::vector<unsigned long>{12, 40, 7}), types);
+    EXPECT_FALSE(ScriptDataMgr::ReadSupportNEType(SlotData("no_such.txt"), types));
+    EXPECT_TRUE(types.empty());
+    EXPECT_FALSE(ScriptDataMgr::ReadSupportNEType(SlotData("script_enum.xml"), types));
+
+    // The static-data manager takes them from beside the configuration file.
+    const std::string root = TempRoot();
+    const std::string dir = root + "cbb/trans/core/conf/xml/script/xml_script/";
+    fs::create_directories(dir);
+    fs::copy_file(SlotData("slotconvert_cmd_desc.txt"), dir + "slotconvert_cmd_desc.txt");
+    qxp::SetAppRootPath(root);
+    Store()->SetScriptONELanEn(true);
+    qxp::TraceCapture trace;
+    QXScriptStaticDataMgr mgr("scripts", 0);
+    EXPECT_EQ(0, Store()->GetOperType());
+    EXPECT_FALSE(Store()->ScriptONELanIsEn());
+    EXPECT_TRUE(trace.Contains("The Language of ONE has been changed to 0"));
+    Store()->GetSupportNEType(types);
+    EXPECT_EQ((std::vector<unsigned long>{12, 40, 7}), types);
+
+    Store()->SetScriptONELanEn(true);
+    QXScriptStaticDataMgr exporting("scripts", 1);
+    EXPECT_TRUE(Store()->ScriptONELanIsEn());
+    EXPECT_EQ(1, Store()->GetOperType());
+}
+
+MMLCmdStruct NePara(QXValue neid, QXValue device, const char* name = "cfg-nepara") {
+    MMLCmdStruct cmd;
+    cmd.cmdName = name;
+    MMLParaStruct a;
+    a.name = QXValue("neid", false);
+    a.values.push_back(neid);
+    MMLParaStruct b;
+    b.name = QXValue("device", false);
+    b.values.push_back(device);
+    cmd.paraList = {a, b};
+    return cmd;
+}
+
+TEST_F(SlotStoreTest, DeviceMapFromNeParameterCommands) {
+    std::vector<MMLCmdStruct> cmds = {
+        NePara(QXValue("\"1-5\"", false), QXValue(3)),
+        NePara(QXValue(7), QXValue("\"9\"", false)),
+        NePara(QXValue(8), QXValue("x", false)),        // bad device
+        NePara(QXValue("0", false), QXValue(1)),        // NE 0
+        NePara(QXValue("1-70000", false), QXValue(1)),  // part out of range
+        NePara(QXValue(9), QXValue(1), "cfg-other"),
+        NePara(QXValue(7), QXValue(4)),  // replaces the earlier 9
+    };
+    MMLCmdStruct twoValues = NePara(QXValue(10), QXValue(1));
+    twoValues.paraList[0].values.push_back(QXValue(11));
+    cmds.push_back(twoValues);
+
+    std::map<unsigned long, unsigned long> devMap;
+    qxp::TraceCapture trace;
+    ScriptDataMgr::BuildDevMap(cmds, devMap);
+    EXPECT_EQ((std::map<unsigned long, unsigned long>{{65541, 3}, {7, 4}}), devMap);
+
+    // Records name their command through the name map and carry their script line.
+    CmdNameConvert::AddCmdNameIDMap("cfg-nepara", 8301);
+    MMLCmdStruct bad = NePara(QXValue(12), QXValue("bad", false));
+    TScriptCmd record(8301, bad.paraList, 42);
+    EXPECT_FALSE(ScriptDataMgr::AddDevMapEntry(record, devMap));
+    EXPECT_TRUE(trace.Contains("cfg-nepara at line 42"));
+    MMLCmdStruct good = NePara(QXValue(12), QXValue(5));
+    std::vector<TScriptCmd> records = {TScriptCmd(8301, good.paraList, 43)};
+    qxp::OrinGnlTask task(6);
+    qxp::ScopedCurrentTask current(&task);
+    QXScriptStaticDataMgr mgr("scripts", 1);
+    mgr.LoadDevMap(records);
+    EXPECT_TRUE(Store()->IsNEINDEVMap(12));
+    EXPECT_FALSE(Store()->IsNEINDEVMap(7));
+    CmdNameConvert::RemoveCmdNameIDMap(8301);
+}
+
+}  // namespace

@@ -106,10 +106,7 @@ TEST_F(IeGauge, SharesDivideTheHundredByKindOfWork) {
     EXPECT_EQ(&other, SentReports()[0].task);
     EXPECT_EQ(&other, SentReports()[1].task);
 
-    gauge_->SetPercent(0.5, 0.2, 0.5);
-    EXPECT_DOUBLE_EQ(0.5, gauge_->GetNetIncGuage());
     gauge_->Init();
-    EXPECT_DOUBLE_EQ(0.3, gauge_->GetNetIncGuage());
     EXPECT_DOUBLE_EQ(0.0, gauge_->GetTotalGuage());
 }
 

@@ -122,6 +122,17 @@ TEST_F(SlotStoreTest, ReaderFollowsEveryRule) {
     EXPECT_EQ(2147483647, Reader::PositionFromAttr("99999999999"));
 }
 
+TEST_F(SlotStoreTest, ExampleConfigurationLoads) {
+    SlotStoreAccess::LoadFile(SlotData("../../../examples/config/slotcovert_cmd_cfg.xml"));
+    const std::vector<QXScriptCfgCmdInfo> records = Records();
+    ASSERT_EQ(3u, records.size());
+    EXPECT_EQ(1u, records[0].m_locators.size());
+    const SeparatorNode& dstne = LocatorAt(records[1], 1).m_neIdSeparator;
+    EXPECT_EQ("&", dstne.m_sign);
+    EXPECT_EQ(2u, dstne.m_positions.size());
+    EXPECT_EQ(3, LocatorAt(records[1], 1).m_slotSeparator.m_positions[1].first);
+}
+
 TEST_F(SlotStoreTest, RecordsCopyDeeply) {
     QXScriptCfgCmdInfo info;
     info.m_cmdName = "c";

@@ -1,0 +1,215 @@
+#include "parser/ParseBuilder.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <new>
+
+namespace NSQX_script {
+namespace parser {
+
+namespace {
+
+ParseBuilder theBuilder;
+
+// Erasing at the end moves nothing, so it cannot throw.
+template <class T>
+void Trim(std::vector<T>& v, std::size_t n) noexcept {
+    if (v.size() > n) v.erase(v.begin() + static_cast<std::ptrdiff_t>(n), v.end());
+}
+
+}  // namespace
+
+ParseBuilder& TheParseBuilder() {
+    return theBuilder;
+}
+
+void ParseBuilder::Begin(MMLCmdStruct& cmd) {
+    cmd_ = &cmd;
+    cmd.cmdName.clear();
+    cur_ = Frame{&cmd.paraList, 0, 0};
+    stack_.clear();
+    objectOpen_ = false;
+    ClearPending();
+    spent_ = 0;
+    failure_ = "";
+    poisoned_ = false;
+}
+
+void ParseBuilder::Finish() noexcept {
+    if (cmd_ == nullptr) return;
+    EndObjectParameter();
+    Trim(*cur_.vec, cur_.used);
+    while (!stack_.empty()) {
+        const std::size_t groups = cur_.group + 1;
+        cur_ = stack_.back();
+        stack_.pop_back();
+        Trim((*cur_.vec)[cur_.used - 1].objects, groups);
+        Trim(*cur_.vec, cur_.used);
+    }
+    // Which parameter was left half rebuilt is not known; drop them all rather than hand out
+    // stale values.
+    if (poisoned_) cmd_->paraList.clear();
+    cmd_ = nullptr;
+    cur_ = Frame{nullptr, 0, 0};
+    ClearPending();
+}
+
+bool ParseBuilder::CommandName(const TokenValue& v) try {
+    cmd_->cmdName.assign(v.str, v.len);
+    ClearPending();
+    stack_.clear();  // always empty here: the name precedes every brace
+    return true;
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
+}
+
+bool ParseBuilder::PushName(const TokenValue& v, bool isNumber) try {
+    if (isNumber)
+        names_.push_back(Pending{QXValue::kInt64, v.num, 0.0, nullptr, 0});
+    else
+        names_.push_back(Pending{QXValue::kString, 0, 0.0, v.str, v.len});
+    return true;
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
+}
+
+bool ParseBuilder::PushValue(const TokenValue& v, int kind) try {
+    switch (kind) {
+        case kInteger:
+            values_.push_back(Pending{QXValue::kInt64, v.num, 0.0, nullptr, 0});
+            break;
+        case kReal:
+            values_.push_back(Pending{QXValue::kDouble, 0, v.real, nullptr, 0});
+            break;
+        default:
+            values_.push_back(Pending{QXValue::kString, 0, 0.0, v.str, v.len});
+            break;
+    }
+    return true;
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
+}
+
+bool ParseBuilder::Spend(std::size_t n) {
+    if (n > kValueBudget - spent_) return Fail("too many values");
+    spent_ += n;
+    return true;
+}
+
+bool ParseBuilder::Range(std::vector<Pending>& list, std::int64_t from, std::int64_t to) try {
+    // The counter is a 32-bit integer that starts at the first bound narrowed to 32 bits and is
+    // compared with the second bound as a 64-bit number. Where it would wrap past its maximum
+    // the range ends instead of running on forever.
+    const std::int64_t first = static_cast<std::int32_t>(from);
+    const std::int64_t last = std::min<std::int64_t>(to, std::numeric_limits<std::int32_t>::max());
+    if (first > last) return true;
+    if (!Spend(static_cast<std::size_t>(last - first + 1))) return false;
+    for (std::int64_t i = first; i <= last; ++i)
+        list.push_back(Pending{QXValue::kInt32, i, 0.0, nullptr, 0});
+    return true;
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
+}
+
+void ParseBuilder::Build(QXValue& dst, const Pending& src) {
+    switch (src.type) {
+        case QXValue::kString:
+            dst.SetString(src.str, src.len);
+            return;
+        case QXValue::kInt32:
+            dst.Clear();
+            dst.SetInt32(static_cast<int>(src.num));
+            return;
+        case QXValue::kInt64:
+            dst.Clear();
+            dst.SetInt64(static_cast<long>(src.num));
+            return;
+        default:
+            dst.Clear();
+            dst.SetDouble(src.real);
+            return;
+    }
+}
+
+MMLParaStruct& ParseBuilder::AppendParameter() {
+    EndObjectParameter();
+    std::vector<MMLParaStruct>& vec = *cur_.vec;
+    if (cur_.used == vec.size()) vec.emplace_back();
+    return vec[cur_.used++];
+}
+
+bool ParseBuilder::EndParameter() try {
+    const std::size_t count = values_.size();
+    if (!Spend(names_.size() * std::max<std::size_t>(count, 1))) return false;
+    for (const Pending& name : names_) {
+        MMLParaStruct& para = AppendParameter();
+        Build(para.name, name);
+        std::vector<QXValue>& values = para.values;
+        Trim(values, count);
+        std::size_t i = 0;
+        for (; i < values.size(); ++i) Build(values[i], values_[i]);
+        if (i < count) values.reserve(count);
+        for (; i < count; ++i) {
+            values.emplace_back();
+            Build(values.back(), values_[i]);
+        }
+        if (!para.objects.empty()) para.objects.clear();
+    }
+    ClearPending();
+    return true;
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
+}
+
+bool ParseBuilder::EnterGroup(MMLParaStruct& owner, std::size_t index) {
+    stack_.push_back(cur_);
+    try {
+        if (index == owner.objects.size()) owner.objects.emplace_back();
+    } catch (...) {
+        stack_.pop_back();
+        throw;
+    }
+    cur_ = Frame{&owner.objects[index], 0, index};
+    ClearPending();
+    return true;
+}
+
+bool ParseBuilder::OpenGroup() try {
+    if (names_.empty()) return true;
+    // An object parameter takes only its first name.
+    MMLParaStruct& para = AppendParameter();
+    Build(para.name, names_.front());
+    para.values.clear();
+    return EnterGroup(para, 0);
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
+}
+
+void ParseBuilder::CloseGroup() noexcept {
+    if (stack_.empty()) return;
+    Trim(*cur_.vec, cur_.used);
+    objectGroups_ = cur_.group + 1;
+    cur_ = stack_.back();
+    stack_.pop_back();
+    objectOpen_ = true;
+}
+
+bool ParseBuilder::NextGroup() try {
+    if (cur_.used == 0) return true;
+    MMLParaStruct& owner = (*cur_.vec)[cur_.used - 1];
+    const std::size_t index = objectOpen_ ? objectGroups_ : owner.objects.size();
+    objectOpen_ = false;
+    return EnterGroup(owner, index);
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
+}
+
+void ParseBuilder::EndObjectParameter() noexcept {
+    if (!objectOpen_) return;
+    objectOpen_ = false;
+    Trim((*cur_.vec)[cur_.used - 1].objects, objectGroups_);
+}
+
+}  // namespace parser
+}  // namespace NSQX_script

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "parser/TokenValue.h"
+#include "qx_scriptutil/TScriptCmd.h"
+
+namespace NSQX_script {
+namespace parser {
+
+// The semantic actions of the command grammar and the working state they share: the command
+// being filled, the current parameter vector, the stack of enclosing vectors and the pending
+// names and values. One process-wide instance, used only under ScriptParseLock.
+//
+// The parameters already in the command are overwritten in place rather than destroyed first,
+// so that their vectors and strings keep their storage from one command to the next. Each open
+// vector therefore carries a count of the elements built so far; Finish() erases everything
+// beyond those counts, so the result equals destroying the old parameters and building anew,
+// after an error too.
+class ParseBuilder {
+  public:
+    // Values one command may hold in all (pending and built); more fails the parse, so that a
+    // few bytes of ranges or name lists cannot exhaust memory.
+    static constexpr std::size_t kValueBudget = std::size_t{1} << 21;
+
+    void Begin(MMLCmdStruct& cmd);
+    // Erases what lies beyond the built counts of every vector still open; never throws.
+    void Finish() noexcept;
+
+    // Each action returns false when the parse must stop; Failure() then names the reason.
+    bool CommandName(const TokenValue& v);
+    bool PushName(const TokenValue& v, bool isNumber);
+    bool PushValue(const TokenValue& v, int kind);
+    bool NameRange(std::int64_t from, std::int64_t to) { return Range(names_, from, to); }
+    bool ValueRange(std::int64_t from, std::int64_t to) { return Range(values_, from, to); }
+    bool OpenGroup();
+    void CloseGroup() noexcept;
+    bool NextGroup();
+    bool EndParameter();
+    void EndObjectParameter() noexcept;
+    void ClearPending() noexcept {
+        names_.clear();
+        values_.clear();
+    }
+    const char* Failure() const { return failure_; }
+
+    enum Kind { kText, kInteger, kReal };
+
+  private:
+    // A pending name or value: text stays in the scanner's buffer until it is built.
+    struct Pending {
+        std::uint8_t type;  // a QXValue::Type
+        std::int64_t num;
+        double real;
+        const char* str;
+        std::size_t len;
+    };
+    // A parameter vector being filled, with the count of elements built so far.
+    struct Frame {
+        std::vector<MMLParaStruct>* vec;
+        std::size_t used;
+        std::size_t group;  // index of this vector in its parameter's objects
+    };
+
+    bool Range(std::vector<Pending>& list, std::int64_t from, std::int64_t to);
+    bool Spend(std::size_t n);
+    MMLParaStruct& AppendParameter();
+    bool EnterGroup(MMLParaStruct& owner, std::size_t index);
+    static void Build(QXValue& dst, const Pending& src);
+    bool Fail(const char* why) {
+        failure_ = why;
+        return false;
+    }
+    bool OutOfMemory() {
+        poisoned_ = true;
+        return Fail("memory exhausted");
+    }
+
+    MMLCmdStruct* cmd_ = nullptr;
+    Frame cur_{nullptr, 0, 0};
+    std::vector<Frame> stack_;
+    // Groups built so far in the last parameter of the current vector, while that object
+    // parameter may still receive a next group.
+    bool objectOpen_ = false;
+    std::size_t objectGroups_ = 0;
+    std::vector<Pending> names_;
+    std::vector<Pending> values_;
+    std::size_t spent_ = 0;
+    const char* failure_ = "";
+    // An allocation failed halfway through an action, leaving a parameter half rebuilt.
+    bool poisoned_ = false;
+};
+
+// The one instance; guarded by ScriptParseLock.
+ParseBuilder& TheParseBuilder();
+
+}  // namespace parser
+}  // namespace NSQX_script

@@ -29,8 +29,11 @@ constexpr unsigned long kXc = 8402;
 constexpr unsigned long kOnePara = 8403;
 
 std::string SlotDataDir() {
+    // Beside this file when the runner does not pass the data directory on.
     const char* dir = std::getenv("QX_TEST_DATA");
-    return std::string(dir != nullptr ? dir : "tests/data") + "/slot/";
+    return (dir != nullptr ? std::string(dir)
+                           : fs::path(__FILE__).parent_path().string() + "/data") +
+           "/slot/";
 }
 
 QXConvertDataStorage* Store() {

@@ -24,8 +24,11 @@ namespace fs = std::filesystem;
 namespace {
 
 std::string SlotData(const std::string& name) {
+    // Beside this file when the runner does not pass the data directory on.
     const char* dir = std::getenv("QX_TEST_DATA");
-    return std::string(dir != nullptr ? dir : "tests/data") + "/slot/" + name;
+    return (dir != nullptr ? std::string(dir)
+                           : fs::path(__FILE__).parent_path().string() + "/data") +
+           "/slot/" + name;
 }
 
 QXConvertDataStorage* Store() {

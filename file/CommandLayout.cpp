@@ -1,5 +1,6 @@
 #include "file/CommandLayout.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "qx_platform/Trace.h"
@@ -34,7 +35,7 @@ std::vector<MMLParaStruct>* ParaListOf(const TScriptCmdRef& cmd) {
 CommandLayout::Kind CommandLayout::Render(const TScriptCmdRef& cmd) {
     const std::vector<MMLParaStruct>* paras = ParaListOf(cmd);
     if (paras == nullptr) {
-        text_.clear();
+        Clear();
         return Kind::kNothing;
     }
     return Render(cmd.GetCmdCode(), *paras);
@@ -42,7 +43,7 @@ CommandLayout::Kind CommandLayout::Render(const TScriptCmdRef& cmd) {
 
 CommandLayout::Kind CommandLayout::Render(unsigned long cmdCode,
                                           const std::vector<MMLParaStruct>& paras) {
-    text_.clear();
+    Clear();
     if (paras.empty()) return Kind::kNothing;
     if (!CmdNameConvert::GetCorrespondCmdName(name_, cmdCode)) {
         AppendRaw(paras);
@@ -53,23 +54,36 @@ CommandLayout::Kind CommandLayout::Render(unsigned long cmdCode,
 }
 
 void CommandLayout::AppendNamed(const std::string& name, const std::vector<MMLParaStruct>& paras) {
-    text_.reserve(text_.size() + name.size() + 8 + paras.size() * 16);
-    text_ += ':';
-    text_ += name;
-    text_ += ":{";
+    Start();
+    Put(':');
+    Put(name);
+    Put(":{");
     std::size_t column = name.size() + 3;
-    AppendParaList(paras, column);
-    text_ += "};\n\n";
+    ParaList(paras, column);
+    Put("};\n\n");
+    Finish();
 }
 
 void CommandLayout::AppendRaw(const std::vector<MMLParaStruct>& paras) {
+    Start();
     for (const MMLParaStruct& para : paras) {
-        if (!para.values.empty()) text_ += ValueText(para.values.front());
+        if (!para.values.empty()) Put(ValueText(para.values.front()));
     }
-    text_ += '\n';
+    Put('\n');
+    Finish();
 }
 
 void CommandLayout::AppendParaList(const std::vector<MMLParaStruct>& paras, std::size_t& column) {
+    Start();
+    ParaList(paras, column);
+    Finish();
+}
+
+void CommandLayout::Grow(std::size_t more) {
+    text_.resize(std::max(text_.size() * 2, len_ + more + 256));
+}
+
+void CommandLayout::ParaList(const std::vector<MMLParaStruct>& paras, std::size_t& column) {
     bool first = true;
     for (const MMLParaStruct& para : paras) {
         std::string_view name = ValueText(para.name);
@@ -77,25 +91,25 @@ void CommandLayout::AppendParaList(const std::vector<MMLParaStruct>& paras, std:
             qxp::QXTrace(qxp::kTraceError, "%s", style_->emptyNameTrace);
             if (style_->skipEmptyName) continue;
         }
-        if (!first) text_ += ", ";
+        if (!first) Put(", ");
         first = false;
         column += 2;
         if (column > kWrapColumn) {
-            text_ += kWrap;
+            Put(kWrap);
             column = kWrapIndent;
         }
-        text_ += name;
-        text_ += '=';
+        Put(name);
+        Put('=');
         column += name.size() + 1;
 
         if (!para.objects.empty()) {
             bool firstGroup = true;
             for (const std::vector<MMLParaStruct>& group : para.objects) {
-                if (!firstGroup) text_ += '&';
+                if (!firstGroup) Put('&');
                 firstGroup = false;
-                text_ += '{';
-                AppendParaList(group, column);
-                text_ += '}';
+                Put('{');
+                ParaList(group, column);
+                Put('}');
             }
             continue;
         }
@@ -106,10 +120,10 @@ void CommandLayout::AppendParaList(const std::vector<MMLParaStruct>& paras, std:
         for (std::size_t i = 0; i < count; ++i) {
             std::string_view value = ValueText(para.values[i]);
             column += value.size() + 1;
-            if (i != 0) text_ += '&';
-            text_ += value;
+            if (i != 0) Put('&');
+            Put(value);
             if (column > kWrapColumn && i + 1 < count) {
-                text_ += kWrap;
+                Put(kWrap);
                 column = kWrapIndent;
             }
         }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -53,14 +54,34 @@ class CommandLayout {
     void AppendParaList(const std::vector<MMLParaStruct>& paras, std::size_t& column);
 
     const std::string& Text() const { return text_; }
-    void Clear() { text_.clear(); }
+    void Clear() {
+        text_.clear();
+        len_ = 0;
+    }
 
   private:
+    // While a public call runs, text_ is a buffer whose first len_ bytes are the text: writing
+    // through it saves a capacity check and a call per piece. Finish() trims it to the text.
+    void Put(std::string_view piece) {
+        if (len_ + piece.size() > text_.size()) Grow(piece.size());
+        std::memcpy(&text_[len_], piece.data(), piece.size());
+        len_ += piece.size();
+    }
+    void Put(char c) {
+        if (len_ + 1 > text_.size()) Grow(1);
+        text_[len_++] = c;
+    }
+    void Grow(std::size_t more);
+    void Start() { len_ = text_.size(); }
+    void Finish() { text_.resize(len_); }
+    void ParaList(const std::vector<MMLParaStruct>& paras, std::size_t& column);
+
     // The value's text; valid until the next call.
     std::string_view ValueText(const QXValue& value);
 
     const LayoutStyle* style_;
     std::string text_;
+    std::size_t len_ = 0;
     std::string name_;
     std::string other_;  // text of a value that is neither a string nor an integer
     char digits_[24];

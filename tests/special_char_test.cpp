@@ -13,6 +13,12 @@ using namespace NSQX_script;
 
 namespace {
 
+// QX_TEST_DATA names the data folder; without it, the folder beside this source file.
+std::string TestDataBesideSource() {
+    const std::string source = __FILE__;
+    return source.substr(0, source.find_last_of('/') + 1) + "data";
+}
+
 std::string Unconvert(std::string in) {
     std::string out = "stale";
     UnConvertSpecialCharInStr(out, in);
@@ -82,7 +88,7 @@ TEST(SpecialChar, CfgEncodingFollowsTheEncodingSetting) {
         EXPECT_FALSE(trace.Contains("encoding ="));
     }
     const char* dir = std::getenv("QX_TEST_DATA");
-    qxp::SetAppRootPath(std::string(dir != nullptr ? dir : "tests/data") + "/enum/");
+    qxp::SetAppRootPath((dir != nullptr ? std::string(dir) : TestDataBesideSource()) + "/enum/");
     for (auto const& [setting, expected] : {std::pair<char const*, char const*>{"0", "GBK"},
                                             {"1", "UTF-8"},
                                             {"2", "ISO8859-1"},

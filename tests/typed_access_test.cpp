@@ -14,6 +14,12 @@ using namespace NSQX_script;
 
 namespace {
 
+// QX_TEST_DATA names the data folder; without it, the folder beside this source file.
+std::string TestDataBesideSource() {
+    const std::string source = __FILE__;
+    return source.substr(0, source.find_last_of('/') + 1) + "data";
+}
+
 MMLParaStruct Para(char const* name, std::vector<QXValue> values) {
     MMLParaStruct para;
     para.name = QXValue(name, false);
@@ -46,7 +52,8 @@ class TypedAccessTest : public ::testing::Test {
   protected:
     void SetUp() override {
         const char* dir = std::getenv("QX_TEST_DATA");
-        qxp::SetAppRootPath(std::string(dir != nullptr ? dir : "tests/data") + "/enum/");
+        qxp::SetAppRootPath((dir != nullptr ? std::string(dir) : TestDataBesideSource()) +
+                            "/enum/");
         ASSERT_EQ(QXScriptEnumMgr::Instance()->Init("good.xml"), 0u);
     }
     void TearDown() override {

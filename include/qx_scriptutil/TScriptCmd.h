@@ -46,10 +46,11 @@ class QX_API TScriptCmdRef {
     void DeleteAllPara();
 
     // Reading by position; false when there is no list or the index is not below its size.
-    // Text reads take a single value (a trailing backslash-dollar loses its dollar, escaping is
-    // undone); text lists do the same per value. Integer and float reads try the enumeration name (command
-    // code, parameter name, extend ID 0) first, then a whole decimal text, then the number.
-    // The unsigned long forms zero-extend the 32-bit integer, so "-1" reads as 0xFFFFFFFF.
+    // Text reads take a single value (a trailing backslash-dollar loses its dollar, escaping
+    // is undone); text lists do the same per value. Integer and float reads try the
+    // enumeration name (command code, parameter name, extend ID 0) first, then a whole decimal
+    // text, then the number. The unsigned long forms zero-extend the 32-bit integer, so "-1"
+    // reads as 0xFFFFFFFF.
     bool GetPara(unsigned int index, MMLParaStruct& para);
     bool GetPara(unsigned int index, CStdString& name, CStdString& value);
     bool GetPara(unsigned int index, CStdString& name, std::vector<CStdString>& values,

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "qx_scriptutil/TScriptCmd.h"
+
+namespace qxscript {
+
+// How `dump` shows a command: as one JSON object, or as indented text lines.
+//
+// JSON: {"file","line","name","code","parameters":[P...]}, where P is
+// {"name": text, "values": [{"type": "string"|"int32"|"int64"|"double", "value": ...}],
+//  "groups": [[P...], ...]} (values and groups only when present).
+nlohmann::ordered_json CommandToJson(const std::string& file, const std::string& name,
+                                     const NSQX_script::TScriptCmd& cmd);
+std::string CommandToText(const std::string& file, const std::string& name,
+                          const NSQX_script::TScriptCmd& cmd);
+
+// Makes parsed parameters writable so that they read back as the same tree with the same
+// value types. The writer puts value texts out as they are, while the parser took the quotes
+// off quoted texts, so every text value or name that would not read back as the same text
+// (blanks, upper case, punctuation, a number's look, empty) gets its double quotes back;
+// escapes inside were never undone and stay. Ranges, the only source of 32-bit integers and
+// of empty value lists, are written as ranges again, names included.
+void PrepareForWriting(std::vector<NSQX_script::MMLParaStruct>& paras);
+// Whether a text reads back unchanged without quotes.
+bool IsPlainWord(const std::string& text);
+
+}  // namespace qxscript

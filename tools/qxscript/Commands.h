@@ -1,0 +1,77 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace qxscript {
+
+// Exit statuses of the tool.
+enum ExitStatus : int { kExitOk = 0, kExitFindings = 1, kExitUsage = 2 };
+
+// Options shared by the subcommands that read scripts.
+struct CommonOptions {
+    std::vector<std::string> enumFiles;   // --enum: tables whose "Cmd" elements name commands
+    std::vector<std::string> namesFiles;  // --names: "ID NAME" lines
+    bool noAutoNames = false;
+    bool quiet = false;
+    bool verbose = false;
+};
+
+struct CheckOptions {
+    std::vector<std::string> files;
+};
+
+struct DumpOptions {
+    std::string file;
+    std::string format = "text";
+};
+
+struct FmtOptions {
+    std::string file;
+    std::string output;  // empty: standard output
+    bool inPlace = false;
+    std::string encoding;   // empty: as the configuration says (UTF-8 by default)
+    unsigned int type = 0;  // 0: the type named by the input's header, else 1
+};
+
+struct SlotsOptions {
+    std::string file;
+    std::string config;
+    int operType = 0;
+    std::string output;
+    std::vector<std::string> nes;  // NEs that take part besides those of cfg-nepara commands
+    std::string slotFlag = "1.1";
+    std::string log;
+};
+
+struct EnumOptions {
+    std::string config;
+    std::string direction;
+    unsigned long cmdId = 0;
+    std::string para;
+    std::string value;
+    long extendId = 0;
+};
+
+struct NameOptions {
+    std::string prefix;
+    std::string ne;
+    std::string ip;
+    std::string text;
+    std::string encoding;
+    std::vector<std::string> names;
+};
+
+int RunCheck(const CommonOptions& common, const CheckOptions& opts);
+int RunDump(const CommonOptions& common, const DumpOptions& opts);
+int RunFmt(const CommonOptions& common, const FmtOptions& opts);
+int RunSlots(const CommonOptions& common, const SlotsOptions& opts);
+int RunEnum(const CommonOptions& common, const EnumOptions& opts);
+int RunNameGenerate(const NameOptions& opts);
+int RunNameAnalyse(const NameOptions& opts);
+
+// Registers command names as the common options ask; false (with the message printed) when a
+// file cannot be used.
+bool SetUpNames(const CommonOptions& common);
+
+}  // namespace qxscript

@@ -1,0 +1,98 @@
+#include "ConfigRoot.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "qx_platform/Control.h"
+
+namespace qxscript {
+
+namespace fs = std::filesystem;
+
+ConfigRoot::~ConfigRoot() {
+    if (m_path.empty()) return;
+    std::error_code ec;
+    fs::remove_all(m_path, ec);  // removes links, never what they point at
+    qxp::SetAppRootPath("./");
+}
+
+bool ConfigRoot::Create(std::string& error) {
+    const char* tmp = std::getenv("TMPDIR");
+    std::string pattern =
+        std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/qxscript-root.XXXXXX";
+    if (mkdtemp(pattern.data()) == nullptr) {
+        error = "cannot create a temporary directory: " + SystemError(errno);
+        return false;
+    }
+    m_path = pattern + "/";
+    qxp::SetAppRootPath(m_path);
+    return true;
+}
+
+bool ConfigRoot::MakeParents(const std::string& relPath, std::string& error) {
+    std::error_code ec;
+    const fs::path parent = fs::path(m_path + relPath).parent_path();
+    fs::create_directories(parent, ec);
+    if (ec) {
+        error = "cannot create " + parent.string() + ": " + ec.message();
+        return false;
+    }
+    return true;
+}
+
+bool ConfigRoot::Link(const std::string& userPath, const std::string& relPath, std::string& error) {
+    if (!MakeParents(relPath, error)) return false;
+    const std::string link = m_path + relPath;
+    if (symlink(AbsolutePath(userPath).c_str(), link.c_str()) != 0) {
+        error = "cannot link " + userPath + ": " + SystemError(errno);
+        return false;
+    }
+    return true;
+}
+
+bool ConfigRoot::Write(const std::string& relPath, const std::string& content, std::string& error) {
+    if (!MakeParents(relPath, error)) return false;
+    std::ofstream out(m_path + relPath, std::ios::binary | std::ios::trunc);
+    out << content;
+    out.close();
+    if (!out) {
+        error = "cannot write " + m_path + relPath;
+        return false;
+    }
+    return true;
+}
+
+std::string AbsolutePath(const std::string& path) {
+    std::error_code ec;
+    const fs::path abs = fs::absolute(path, ec);
+    return ec ? path : abs.lexically_normal().string();
+}
+
+std::string SystemError(int err) {
+    return std::strerror(err);
+}
+
+bool CheckReadableFile(const std::string& path, std::string& error) {
+    struct stat st {};
+    if (stat(path.c_str(), &st) != 0) {
+        error = path + ": " + SystemError(errno);
+        return false;
+    }
+    if (S_ISDIR(st.st_mode)) {
+        error = path + ": is a directory";
+        return false;
+    }
+    if (access(path.c_str(), R_OK) != 0) {
+        error = path + ": " + SystemError(errno);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace qxscript

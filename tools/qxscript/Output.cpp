@@ -1,0 +1,64 @@
+#include "Output.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace qxscript {
+
+namespace {
+FILE* g_out = nullptr;
+bool g_quiet = false;
+}  // namespace
+
+void Output::Capture(bool verbose) {
+    std::fflush(stdout);
+    const int keep = dup(STDOUT_FILENO);
+    if (keep < 0) return;
+    FILE* out = fdopen(keep, "w");
+    if (out == nullptr) {
+        close(keep);
+        return;
+    }
+    const int sink = verbose ? dup(STDERR_FILENO) : open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (sink >= 0) {
+        dup2(sink, STDOUT_FILENO);
+        close(sink);
+    }
+    g_out = out;
+}
+
+FILE* Output::Stream() {
+    return g_out != nullptr ? g_out : stdout;
+}
+
+void Output::Line(const std::string& text) {
+    FILE* out = Stream();
+    std::fwrite(text.data(), 1, text.size(), out);
+    std::fputc('\n', out);
+}
+
+bool Output::Flush() {
+    FILE* out = Stream();
+    return std::fflush(out) == 0 && !std::ferror(out);
+}
+
+void Error(const std::string& text) {
+    std::fprintf(stderr, "qxscript: %s\n", text.c_str());
+}
+
+void Warning(const std::string& text) {
+    std::fprintf(stderr, "qxscript: warning: %s\n", text.c_str());
+}
+
+void Note(const std::string& text) {
+    if (!g_quiet) std::fprintf(stderr, "%s\n", text.c_str());
+}
+
+void SetQuiet(bool quiet) {
+    g_quiet = quiet;
+}
+bool Quiet() {
+    return g_quiet;
+}
+
+}  // namespace qxscript

@@ -1,0 +1,47 @@
+#include "ScriptSink.h"
+
+#include "CommandView.h"
+#include "ConfigRoot.h"
+#include "ScriptSource.h"
+#include "qx_platform/Files.h"
+
+namespace qxscript {
+
+bool ScriptSink::Open(const std::string& target, unsigned int scriptType, std::string& error) {
+    if (!m_output.Begin(target, error)) return false;
+    m_file = std::make_unique<NSQX_script::TScriptFileImpl>(scriptType);
+    if (!m_file->OpenForWrite(scriptType, nullptr, m_output.TempPath().c_str(), 0, true)) {
+        error = "cannot write " + m_output.TempPath() + ": " + SystemError(qxp::OrinGetLastError());
+        return false;
+    }
+    return true;
+}
+
+bool ScriptSink::Write(NSQX_script::TScriptCmd& cmd, std::string& error) {
+    bool ok = false;
+    if (cmd.GetParaList().empty()) {
+        // The writer leaves commands without parameters out; they are kept as they read.
+        const std::string text = ":" + CommandName(cmd.GetCmdCode()) + ":{};\n\n";
+        ok = m_file->WriteString(text.c_str());
+    } else {
+        PrepareForWriting(cmd.GetParaList());
+        ok = m_file->WriteCommand(cmd);
+    }
+    if (!ok) {
+        error = "cannot write " + m_output.TempPath() + " (line " +
+                std::to_string(cmd.GetLineNo()) + " of the input)";
+        return false;
+    }
+    return true;
+}
+
+bool ScriptSink::Finish(std::string& error) {
+    m_file.reset();  // closes the stream: the last flush happens here
+    if (m_watch.FirstError() != 0) {
+        error = "cannot write " + m_output.TempPath() + ": " + SystemError(m_watch.FirstError());
+        return false;
+    }
+    return m_output.Commit(error);
+}
+
+}  // namespace qxscript

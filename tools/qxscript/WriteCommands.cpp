@@ -1,0 +1,229 @@
+// The subcommands that write scripts: fmt and slots.
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+
+#include "CommandNames.h"
+#include "Commands.h"
+#include "ConfigRoot.h"
+#include "EnumTables.h"
+#include "Output.h"
+#include "ScriptSink.h"
+#include "ScriptSource.h"
+#include "qx_platform/CodeSet.h"
+#include "qx_platform/Strings.h"
+#include "qx_platform/Xml.h"
+#include "qx_scriptutil/QXConvertDataStorage.h"
+#include "qx_scriptutil/ScriptStaticData.h"
+#include "qx_scriptutil/SpecialChar.h"
+
+namespace qxscript {
+
+using NSQX_script::MMLParaStruct;
+using NSQX_script::QXValue;
+using NSQX_script::TScriptCmd;
+
+namespace {
+
+constexpr char kSlotCfgPath[] = "cbb/trans/core/conf/xml/script/xml_script/slotcovert_cmd_cfg.xml";
+constexpr char kSlotTypesPath[] =
+    "cbb/trans/core/conf/xml/script/xml_script/slotconvert_cmd_desc.txt";
+constexpr char kSlotLogPath[] = "script/ConvertSlotResult.txt";
+
+// The first text of the parameters that the encoding cannot hold (the library's writer would
+// fall back to another encoding than the header names); empty when all fit.
+std::string FirstUnfit(const std::vector<MMLParaStruct>& paras, const std::string& encoding) {
+    std::string converted;
+    auto fits = [&](const QXValue& v) {
+        if (v.GetType() != QXValue::kString) return true;
+        const std::string& s = v.StringRef();
+        return std::all_of(s.begin(), s.end(),
+                           [](char c) { return static_cast<unsigned char>(c) < 0x80; }) ||
+               qxp::OrinCodeSetConvert("UTF-8", encoding.c_str(), s, converted);
+    };
+    for (const MMLParaStruct& p : paras) {
+        if (!fits(p.name)) return p.name.StringRef();
+        for (const QXValue& v : p.values) {
+            if (!fits(v)) return v.StringRef();
+        }
+        for (const auto& group : p.objects) {
+            std::string bad = FirstUnfit(group, encoding);
+            if (!bad.empty()) return bad;
+        }
+    }
+    return std::string();
+}
+
+// Reports what keeps a script from being written whole; true when nothing does.
+bool NothingLost(const ScriptSource& source, std::size_t unknownBefore) {
+    bool whole = true;
+    for (unsigned long line : source.FailedLines()) {
+        Error(source.Path() + ":" + std::to_string(line) + ": cannot parse command");
+        whole = false;
+    }
+    const auto& unknown = CommandNames::Unknown();
+    for (std::size_t i = unknownBefore; i < unknown.size(); ++i) {
+        Error(source.Path() + ": commands named \"" + unknown[i] + "\" not registered");
+        whole = false;
+    }
+    if (!whole) Error(source.Path() + ": nothing written, the output would lose commands");
+    return whole;
+}
+
+unsigned int ChooseType(unsigned int given, const ScriptSource& source) {
+    if (given != 0) return given;
+    const unsigned int fromHeader = source.HeaderScriptType();
+    return fromHeader != 0 ? fromHeader : NSQX_script::kNeConfigScript;
+}
+
+}  // namespace
+
+int RunFmt(const CommonOptions& common, const FmtOptions& opts) {
+    if (!opts.encoding.empty() && EncodingSetting(opts.encoding) < 0) {
+        Error("unknown encoding \"" + opts.encoding + "\" (use UTF-8, GBK or ISO8859-1)");
+        return kExitUsage;
+    }
+    if (!SetUpNames(common)) return kExitUsage;
+    ConfigRoot root;
+    EnumTables tables(root);
+    EnumSettings settings;
+    settings.encoding = opts.encoding.empty() ? -1 : EncodingSetting(opts.encoding);
+    std::string error;
+    if (!root.Create(error) || !tables.Load(settings, error)) {
+        Error(error);
+        return kExitUsage;
+    }
+    const std::string encoding = NSQX_script::GetCfgEncoding();
+
+    ScriptSource source;
+    if (!source.Open(opts.file, error)) {
+        Error(error);
+        return kExitUsage;
+    }
+    const std::string target = opts.inPlace ? opts.file : opts.output.empty() ? "-" : opts.output;
+    ScriptSink sink;
+    if (!sink.Open(target, ChooseType(opts.type, source), error)) {
+        Error(error);
+        return kExitUsage;
+    }
+    const std::size_t unknownBefore = CommandNames::Unknown().size();
+    bool written = true;
+    source.ForEach([&](TScriptCmd& cmd) {
+        const std::string bad =
+            encoding == "UTF-8" ? std::string() : FirstUnfit(cmd.GetParaList(), encoding);
+        if (!bad.empty()) {
+            error = opts.file + ":" + std::to_string(cmd.GetLineNo()) + ": \"" + bad +
+                    "\" cannot be written in " + encoding;
+            written = false;
+        } else {
+            written = sink.Write(cmd, error);
+        }
+        return written;
+    });
+    if (!written) {
+        Error(error);
+        return kExitFindings;
+    }
+    if (!NothingLost(source, unknownBefore)) return kExitFindings;
+    if (!sink.Finish(error)) {
+        Error(error);
+        return kExitUsage;
+    }
+    return kExitOk;
+}
+
+int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
+    std::string error;
+    qxp::XmlNode cfg;
+    if (!CheckReadableFile(opts.config, error)) {
+        Error(error);
+        return kExitUsage;
+    }
+    if (!qxp::XmlParseFile(opts.config, cfg)) {
+        Error(opts.config + ": not a well-formed XML file");
+        return kExitUsage;
+    }
+    std::map<unsigned long, unsigned long> devMap;
+    for (const std::string& text : opts.nes) {
+        unsigned long neId = 0;
+        if (!qxp::QXStr2NEID(text.c_str(), neId)) {
+            Error("\"" + text + "\" is not an NE ID (use A-B, a decimal or a 0x number)");
+            return kExitUsage;
+        }
+        devMap[neId] = 0;
+    }
+    if (!SetUpNames(common)) return kExitUsage;
+
+    // First pass, before the slot table is loaded (so nothing converts): the NEs that the
+    // script's cfg-nepara commands declare take part in the conversion.
+    {
+        ScriptSource scan;
+        if (!scan.Open(opts.file, error)) {
+            Error(error);
+            return kExitUsage;
+        }
+        scan.ForEach([&](TScriptCmd& cmd) {
+            NSQX_script::ScriptDataMgr::AddDevMapEntry(cmd, devMap);
+            return true;
+        });
+    }
+
+    ConfigRoot root;
+    EnumTables tables(root);
+    EnumSettings settings;
+    settings.slotSwitch = true;
+    settings.logSwitch = !opts.log.empty();
+    settings.slotVersion = opts.slotFlag == "1.0" ? 0 : 1;
+    const std::filesystem::path types =
+        std::filesystem::path(opts.config).parent_path() / "slotconvert_cmd_desc.txt";
+    std::error_code ec;
+    if (!root.Create(error) || !root.Link(opts.config, kSlotCfgPath, error) ||
+        (std::filesystem::exists(types, ec) && !root.Link(types.string(), kSlotTypesPath, error)) ||
+        (!opts.log.empty() && !root.Link(opts.log, kSlotLogPath, error)) ||
+        !tables.Load(settings, error)) {
+        Error(error);
+        return kExitUsage;
+    }
+    NSQX_script::QXScriptStaticDataMgr staticData(opts.file, opts.operType);
+    NSQX_script::QXConvertDataStorage* store = NSQX_script::QXConvertDataStorage::Instance();
+    store->SetDevMap(devMap);
+
+    // Second pass converts while reading. The store holds one conversion type for the
+    // process, which opening the output would reset, so the whole script is read first.
+    ScriptSource source;
+    if (!source.Open(opts.file, error)) {
+        Error(error);
+        return kExitUsage;
+    }
+    const std::size_t unknownBefore = CommandNames::Unknown().size();
+    std::vector<TScriptCmd> cmds;
+    source.ForEach([&](TScriptCmd& cmd) {
+        cmds.push_back(cmd);
+        return true;
+    });
+    if (!NothingLost(source, unknownBefore)) return kExitFindings;
+    const int cvtType = store->GetCvtType();
+
+    store->Release();  // the commands are converted: writing must not convert them again
+    ScriptSink sink;
+    if (!sink.Open(opts.output.empty() ? "-" : opts.output, ChooseType(0, source), error)) {
+        Error(error);
+        return kExitUsage;
+    }
+    for (TScriptCmd& cmd : cmds) {
+        if (!sink.Write(cmd, error)) {
+            Error(error);
+            return kExitUsage;
+        }
+    }
+    if (!sink.Finish(error)) {
+        Error(error);
+        return kExitUsage;
+    }
+    Note(opts.file + ": " + std::to_string(cmds.size()) + " commands, slot conversion type " +
+         std::to_string(cvtType));
+    return kExitOk;
+}
+
+}  // namespace qxscript

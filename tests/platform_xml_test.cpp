@@ -11,9 +11,15 @@
 
 namespace {
 
+// QX_TEST_DATA, else the data folder next to this source file.
 std::string DataFile(const char* name) {
     const char* base = std::getenv("QX_TEST_DATA");
-    return std::string(base != nullptr ? base : "tests/data") + "/platform/" + name;
+    std::string dir = base != nullptr ? base : "";
+    if (dir.empty()) {
+        dir = __FILE__;
+        dir = dir.substr(0, dir.find_last_of('/') + 1) + "data";
+    }
+    return dir + "/platform/" + name;
 }
 
 // Records what it was given, and on which kind of thread.

@@ -33,12 +33,15 @@ unsigned long ReportFailures(const ScriptSource& source, FILE* out) {
     return lines.size();
 }
 
-void ReportUnknown(const std::string& path, std::size_t& seen, FILE* out) {
+// Reports the names met and not registered since the last call; true when there were some.
+bool ReportUnknown(const std::string& path, std::size_t& seen, FILE* out) {
     const std::vector<std::string>& unknown = CommandNames::Unknown();
+    const bool any = seen < unknown.size();
     for (; seen < unknown.size(); ++seen) {
-        std::fprintf(out, "%s: warning: commands named \"%s\" skipped: name not registered\n",
+        std::fprintf(out, "%s: error: commands named \"%s\" skipped: name not registered\n",
                      path.c_str(), unknown[seen].c_str());
     }
+    return any;
 }
 
 }  // namespace
@@ -82,8 +85,8 @@ int RunCheck(const CommonOptions& common, const CheckOptions& opts) {
             std::fprintf(out, "%s:%lu: error: text is not valid %s\n", path.c_str(), line,
                          source.Encoding().c_str());
         }
-        ReportUnknown(path, unknownSeen, out);
-        findings = findings || failed != 0 || !badLines.empty();
+        const bool unknown = ReportUnknown(path, unknownSeen, out);
+        findings = findings || failed != 0 || !badLines.empty() || unknown;
         if (!common.quiet) {
             std::string summary =
                 path + ": " + Plural(count, "command", "commands") + " (" + source.Encoding() + ")";
@@ -129,8 +132,8 @@ int RunDump(const CommonOptions& common, const DumpOptions& opts) {
         return kExitUsage;
     }
     std::size_t unknownSeen = 0;
-    ReportUnknown(opts.file, unknownSeen, stderr);
-    return ReportFailures(source, stderr) == 0 ? kExitOk : kExitFindings;
+    const bool unknown = ReportUnknown(opts.file, unknownSeen, stderr);
+    return ReportFailures(source, stderr) == 0 && !unknown ? kExitOk : kExitFindings;
 }
 
 }  // namespace qxscript

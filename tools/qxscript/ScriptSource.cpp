@@ -111,14 +111,20 @@ std::map<unsigned long, std::string> Excerpts(const std::string& path, const std
     std::map<unsigned long, std::string> out;
     const std::set<unsigned long> wanted(lines.begin(), lines.end());
     if (wanted.empty()) return out;
+    // A command's line is the one with its ";" (or the end of the file): the excerpt is the
+    // last line up to there that holds something.
     std::ifstream in(path, std::ios::binary);
     std::string line;
-    for (unsigned long lineNo = 1; std::getline(in, line) && lineNo <= *wanted.rbegin(); ++lineNo) {
-        if (wanted.count(lineNo) == 0) continue;
+    std::string last;
+    auto next = wanted.begin();
+    for (unsigned long lineNo = 1; next != wanted.end(); ++lineNo) {
+        const bool more = static_cast<bool>(std::getline(in, line));
+        if (more && line.find_first_not_of(" \t\r") != std::string::npos) last = line;
+        if (more && lineNo < *next) continue;
         std::string text;
-        if (!qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", line, text)) {
-            text.clear();  // shown as bytes would garble the terminal; keep the ASCII
-            for (char c : line) text += static_cast<unsigned char>(c) < 0x80 ? c : '?';
+        if (!qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", last, text)) {
+            text.clear();  // raw bytes would garble the terminal; keep the ASCII
+            for (char c : last) text += static_cast<unsigned char>(c) < 0x80 ? c : '?';
         }
         std::replace(text.begin(), text.end(), '\t', ' ');
         text.erase(0, text.find_first_not_of(" \r"));
@@ -128,7 +134,7 @@ std::map<unsigned long, std::string> Excerpts(const std::string& path, const std
             while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80) --cut;
             text = text.substr(0, cut) + "...";
         }
-        out[lineNo] = text;
+        for (; next != wanted.end() && (*next <= lineNo || !more); ++next) out[*next] = text;
     }
     return out;
 }

@@ -1,6 +1,7 @@
 // The subcommands that write scripts: fmt and slots.
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <map>
 
@@ -59,16 +60,43 @@ std::string FirstUnfit(const std::vector<MMLParaStruct>& paras, const std::strin
 bool NothingLost(const ScriptSource& source, std::size_t unknownBefore) {
     bool whole = true;
     for (unsigned long line : source.FailedLines()) {
-        Error(source.Path() + ":" + std::to_string(line) + ": cannot parse command");
+        std::fprintf(stderr, "%s:%lu: error: cannot parse command\n", source.Path().c_str(), line);
         whole = false;
     }
     const auto& unknown = CommandNames::Unknown();
     for (std::size_t i = unknownBefore; i < unknown.size(); ++i) {
-        Error(source.Path() + ": commands named \"" + unknown[i] + "\" not registered");
+        std::fprintf(stderr, "%s: error: commands named \"%s\" not registered\n",
+                     source.Path().c_str(), unknown[i].c_str());
         whole = false;
     }
     if (!whole) Error(source.Path() + ": nothing written, the output would lose commands");
     return whole;
+}
+
+// Slot conversion puts its results back as texts; a value that was a number before and is a
+// whole number after becomes a number of the same type again, so that it is written bare.
+void RestoreNumbers(const std::vector<MMLParaStruct>& before, std::vector<MMLParaStruct>& after) {
+    if (before.size() != after.size()) return;
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        const MMLParaStruct& b = before[i];
+        MMLParaStruct& a = after[i];
+        for (std::size_t k = 0; k < b.values.size() && k < a.values.size(); ++k) {
+            long number = 0;
+            const QXValue::Type type = b.values[k].GetType();
+            if ((type == QXValue::kInt32 || type == QXValue::kInt64) &&
+                a.values[k].GetType() == QXValue::kString &&
+                qxp::QXStr2Int(a.values[k].AsCString(), number)) {
+                if (type == QXValue::kInt32) {
+                    a.values[k].SetInt32(static_cast<int>(number));
+                } else {
+                    a.values[k].SetInt64(number);
+                }
+            }
+        }
+        for (std::size_t g = 0; g < b.objects.size() && g < a.objects.size(); ++g) {
+            RestoreNumbers(b.objects[g], a.objects[g]);
+        }
+    }
 }
 
 unsigned int ChooseType(unsigned int given, const ScriptSource& source) {
@@ -156,7 +184,9 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
     if (!SetUpNames(common)) return kExitUsage;
 
     // First pass, before the slot table is loaded (so nothing converts): the NEs that the
-    // script's cfg-nepara commands declare take part in the conversion.
+    // script's cfg-nepara commands declare take part in the conversion, and the commands as
+    // they were.
+    std::vector<TScriptCmd> original;
     {
         ScriptSource scan;
         if (!scan.Open(opts.file, error)) {
@@ -165,6 +195,7 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
         }
         scan.ForEach([&](TScriptCmd& cmd) {
             NSQX_script::ScriptDataMgr::AddDevMapEntry(cmd, devMap);
+            original.push_back(cmd);
             return true;
         });
     }
@@ -211,7 +242,9 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
         Error(error);
         return kExitUsage;
     }
-    for (TScriptCmd& cmd : cmds) {
+    for (std::size_t i = 0; i < cmds.size(); ++i) {
+        TScriptCmd& cmd = cmds[i];
+        if (i < original.size()) RestoreNumbers(original[i].GetParaList(), cmd.GetParaList());
         if (!sink.Write(cmd, error)) {
             Error(error);
             return kExitUsage;

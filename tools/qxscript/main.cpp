@@ -48,9 +48,13 @@ void AddCommonOptions(CLI::App& app, CommonOptions& common) {
     app.add_option("--enum", common.enumFiles,
                    "Register the command names of an enumeration table (its \"Cmd\" elements, "
                    "\"name\" and \"cmdid\"); may be repeated")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->group("Command names");
     app.add_option("--names", common.namesFiles,
                    "Register command names from a file of \"ID NAME\" lines; may be repeated")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->group("Command names");
     app.add_flag("--no-auto-names", common.noAutoNames,
                  "Do not give unregistered names their own codes; commands with such names "
@@ -77,12 +81,12 @@ int main(int argc, char** argv) {
     app.add_flag("-q,--quiet", common.quiet, "No summaries and no progress bar");
     app.add_flag("-v,--verbose", common.verbose,
                  "Show the library's own diagnostics (parser messages, traces) on standard error");
-    AddCommonOptions(app, common);
 
     CheckOptions check;
     CLI::App* checkCmd =
         app.add_subcommand("check", "Read scripts and report every command that cannot be parsed");
     checkCmd->add_option("FILE", check.files, "Script files")->required();
+    AddCommonOptions(*checkCmd, common);
     checkCmd->footer(
         "Prints FILE:LINE: error: cannot parse command, with the text of that line, for each "
         "failed command (LINE is the line of its ';'), lines whose bytes are not valid in the "
@@ -93,6 +97,7 @@ int main(int argc, char** argv) {
     CLI::App* dumpCmd =
         app.add_subcommand("dump", "Show every command with its name, code, line and parameters");
     dumpCmd->add_option("FILE", dump.file, "Script file")->required();
+    AddCommonOptions(*dumpCmd, common);
     dumpCmd->add_option("--format", dump.format, "text or json (one object per line)")
         ->check(CLI::IsMember({"text", "json"}));
     dumpCmd->footer(
@@ -108,6 +113,7 @@ int main(int argc, char** argv) {
     CLI::App* fmtCmd = app.add_subcommand(
         "fmt", "Rewrite a script through the library's writer, converting its encoding");
     fmtCmd->add_option("FILE", fmt.file, "Script file")->required();
+    AddCommonOptions(*fmtCmd, common);
     auto* outOpt =
         fmtCmd->add_option("-o,--output", fmt.output, "Output file (default: standard output)");
     fmtCmd->add_flag("-i,--in-place", fmt.inPlace, "Replace FILE")->excludes(outOpt);
@@ -133,14 +139,18 @@ int main(int argc, char** argv) {
     CLI::App* slotsCmd = app.add_subcommand(
         "slots", "Convert the slot numbers of a script between numbering schemes");
     slotsCmd->add_option("FILE", slots.file, "Script file")->required();
+    AddCommonOptions(*slotsCmd, common);
     slotsCmd->add_option("--config", slots.config, "Slot conversion table (slotcovert_cmd_cfg.xml)")
         ->required();
     slotsCmd->add_option("--oper-type", slots.operType,
                          "Operation type: 0 import (old numbering to new), 1 export (new to old)");
     slotsCmd->add_option("-o,--output", slots.output, "Output file (default: standard output)");
-    slotsCmd->add_option("--ne", slots.nes,
-                         "An NE (A-B, decimal or 0x) whose slots are converted, besides the NEs of "
-                         "the script's cfg-nepara commands; may be repeated");
+    slotsCmd
+        ->add_option("--ne", slots.nes,
+                     "An NE (A-B, decimal or 0x) whose slots are converted, besides the NEs of "
+                     "the script's cfg-nepara commands; may be repeated")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     slotsCmd->add_option("--slot-flag", slots.slotFlag, "SlotFlagVer of the output header")
         ->check(CLI::IsMember({"1.0", "1.1"}));
     slotsCmd->add_option("--log", slots.log,

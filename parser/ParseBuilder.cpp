@@ -25,6 +25,7 @@ ParseBuilder& TheParseBuilder() {
 }
 
 void ParseBuilder::Begin(MMLCmdStruct& cmd) {
+    if (spare_.capacity() < kSpareLimit) spare_.reserve(kSpareLimit);  // trims then never throw
     cmd_ = &cmd;
     cmd.cmdName.clear();
     cur_ = Frame{&cmd.paraList, 0, 0};
@@ -39,13 +40,13 @@ void ParseBuilder::Begin(MMLCmdStruct& cmd) {
 void ParseBuilder::Finish() noexcept {
     if (cmd_ == nullptr) return;
     EndObjectParameter();
-    Trim(*cur_.vec, cur_.used);
+    TrimParameters(*cur_.vec, cur_.used);
     while (!stack_.empty()) {
         const std::size_t groups = cur_.group + 1;
         cur_ = stack_.back();
         stack_.pop_back();
-        Trim((*cur_.vec)[cur_.used - 1].objects, groups);
-        Trim(*cur_.vec, cur_.used);
+        TrimGroups((*cur_.vec)[cur_.used - 1].objects, groups);
+        TrimParameters(*cur_.vec, cur_.used);
     }
     // Which parameter was left half rebuilt is not known; drop them all rather than hand out
     // stale values.
@@ -59,33 +60,6 @@ bool ParseBuilder::CommandName(const TokenValue& v) try {
     cmd_->cmdName.assign(v.str, v.len);
     ClearPending();
     stack_.clear();  // always empty here: the name precedes every brace
-    return true;
-} catch (const std::bad_alloc&) {
-    return OutOfMemory();
-}
-
-bool ParseBuilder::PushName(const TokenValue& v, bool isNumber) try {
-    if (isNumber)
-        names_.push_back(Pending{QXValue::kInt64, v.num, 0.0, nullptr, 0});
-    else
-        names_.push_back(Pending{QXValue::kString, 0, 0.0, v.str, v.len});
-    return true;
-} catch (const std::bad_alloc&) {
-    return OutOfMemory();
-}
-
-bool ParseBuilder::PushValue(const TokenValue& v, int kind) try {
-    switch (kind) {
-        case kInteger:
-            values_.push_back(Pending{QXValue::kInt64, v.num, 0.0, nullptr, 0});
-            break;
-        case kReal:
-            values_.push_back(Pending{QXValue::kDouble, 0, v.real, nullptr, 0});
-            break;
-        default:
-            values_.push_back(Pending{QXValue::kString, 0, 0.0, v.str, v.len});
-            break;
-    }
     return true;
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
@@ -112,7 +86,22 @@ bool ParseBuilder::Range(std::vector<Pending>& list, std::int64_t from, std::int
     return OutOfMemory();
 }
 
-void ParseBuilder::Build(QXValue& dst, const Pending& src) {
+void ParseBuilder::TrimParameters(std::vector<MMLParaStruct>& list, std::size_t n) noexcept {
+    while (list.size() > n) {
+        // Keep the element's storage for a later command, unless it holds a great deal.
+        if (spare_.size() < kSpareLimit && list.back().values.capacity() <= kSpareValues)
+            spare_.push_back(std::move(list.back()));
+        list.pop_back();
+    }
+}
+
+void ParseBuilder::TrimGroups(std::vector<std::vector<MMLParaStruct>>& groups,
+                              std::size_t n) noexcept {
+    for (std::size_t i = n; i < groups.size(); ++i) TrimParameters(groups[i], 0);
+    Trim(groups, n);
+}
+
+inline void ParseBuilder::Build(QXValue& dst, const Pending& src) {
     switch (src.type) {
         case QXValue::kString:
             dst.SetString(src.str, src.len);
@@ -135,7 +124,15 @@ void ParseBuilder::Build(QXValue& dst, const Pending& src) {
 MMLParaStruct& ParseBuilder::AppendParameter() {
     EndObjectParameter();
     std::vector<MMLParaStruct>& vec = *cur_.vec;
-    if (cur_.used == vec.size()) vec.emplace_back();
+    if (cur_.used == vec.size()) {
+        if (spare_.empty()) {
+            vec.emplace_back();
+        } else {
+            // Its stale content is overwritten just like that of an element reused in place.
+            vec.push_back(std::move(spare_.back()));
+            spare_.pop_back();
+        }
+    }
     return vec[cur_.used++];
 }
 
@@ -188,7 +185,7 @@ bool ParseBuilder::OpenGroup() try {
 
 void ParseBuilder::CloseGroup() noexcept {
     if (stack_.empty()) return;
-    Trim(*cur_.vec, cur_.used);
+    TrimParameters(*cur_.vec, cur_.used);
     objectGroups_ = cur_.group + 1;
     cur_ = stack_.back();
     stack_.pop_back();
@@ -208,7 +205,7 @@ bool ParseBuilder::NextGroup() try {
 void ParseBuilder::EndObjectParameter() noexcept {
     if (!objectOpen_) return;
     objectOpen_ = false;
-    Trim((*cur_.vec)[cur_.used - 1].objects, objectGroups_);
+    TrimGroups((*cur_.vec)[cur_.used - 1].objects, objectGroups_);
 }
 
 }  // namespace parser

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <vector>
 
 #include "parser/TokenValue.h"
@@ -23,7 +24,11 @@ class ParseBuilder {
   public:
     // Values one command may hold in all (pending and built); more fails the parse, so that a
     // few bytes of ranges or name lists cannot exhaust memory.
-    static constexpr std::size_t kValueBudget = std::size_t{1} << 21;
+    static constexpr std::size_t kValueBudget = std::size_t{1} << 20;
+    // Parameters trimmed from a command are kept, up to this many, to be reused by later ones;
+    // not those whose value lists are larger than kSpareValues.
+    static constexpr std::size_t kSpareLimit = 4096;
+    static constexpr std::size_t kSpareValues = 1024;
 
     void Begin(MMLCmdStruct& cmd);
     // Erases what lies beyond the built counts of every vector still open; never throws.
@@ -31,8 +36,11 @@ class ParseBuilder {
 
     // Each action returns false when the parse must stop; Failure() then names the reason.
     bool CommandName(const TokenValue& v);
-    bool PushName(const TokenValue& v, bool isNumber);
-    bool PushValue(const TokenValue& v, int kind);
+    // Called once per token: kept inline in the grammar's loop.
+    bool PushName(const TokenValue& v, bool isNumber) {
+        return Push(names_, isNumber ? kInteger : kText, v);
+    }
+    bool PushValue(const TokenValue& v, int kind) { return Push(values_, kind, v); }
     bool NameRange(std::int64_t from, std::int64_t to) { return Range(names_, from, to); }
     bool ValueRange(std::int64_t from, std::int64_t to) { return Range(values_, from, to); }
     bool OpenGroup();
@@ -64,11 +72,26 @@ class ParseBuilder {
         std::size_t group;  // index of this vector in its parameter's objects
     };
 
+    bool Push(std::vector<Pending>& list, int kind, const TokenValue& v) {
+        try {
+            if (kind == kInteger)
+                list.push_back(Pending{QXValue::kInt64, v.num, 0.0, nullptr, 0});
+            else if (kind == kReal)
+                list.push_back(Pending{QXValue::kDouble, 0, v.real, nullptr, 0});
+            else
+                list.push_back(Pending{QXValue::kString, 0, 0.0, v.str, v.len});
+            return true;
+        } catch (const std::bad_alloc&) {
+            return OutOfMemory();
+        }
+    }
     bool Range(std::vector<Pending>& list, std::int64_t from, std::int64_t to);
     bool Spend(std::size_t n);
     MMLParaStruct& AppendParameter();
     bool EnterGroup(MMLParaStruct& owner, std::size_t index);
     static void Build(QXValue& dst, const Pending& src);
+    void TrimParameters(std::vector<MMLParaStruct>& list, std::size_t n) noexcept;
+    void TrimGroups(std::vector<std::vector<MMLParaStruct>>& groups, std::size_t n) noexcept;
     bool Fail(const char* why) {
         failure_ = why;
         return false;
@@ -85,6 +108,7 @@ class ParseBuilder {
     // parameter may still receive a next group.
     bool objectOpen_ = false;
     std::size_t objectGroups_ = 0;
+    std::vector<MMLParaStruct> spare_;
     std::vector<Pending> names_;
     std::vector<Pending> values_;
     std::size_t spent_ = 0;

@@ -184,3 +184,4 @@ void BM_GetcBaseline(benchmark::State& state) {
 BENCHMARK(BM_GetcBaseline)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
+BENCHMARK_MAIN();

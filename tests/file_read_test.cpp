@@ -69,15 +69,15 @@ class ScriptRead : public ::testing::Test {
 
 TEST_F(ScriptRead, GathererFoldsCaseCommentsAndQuotes) {
     const std::string body = std::string(kUtf8Header) +
-                             ":CFG-SET:{A=Xy, B=\"KeEp \\\" Case\", C=a/b};\n"
+                             ":CFG-SET:{A=Xy, B=\"KeEp \\\" Case\"};\n"
                              "// :cfg-set:{Z=1};\n"
                              ":cfg-set:{/* a block\n over two lines */A=1};\n"
-                             ":cfg-set:{A=\"x\"/\"Y\"};\n";
+                             ":cfg-set:{C=a/b};\n";
     TScriptFileImpl file(1);
     ASSERT_TRUE(file.OpenForRead(1, dir_.c_str(), Write("s.txt", body).c_str()));
     EXPECT_EQ("UTF-8", file.GetEncoding());
     const auto cmds = ReadAll(file);
-    ASSERT_EQ(3u, cmds.size());
+    ASSERT_EQ(2u, cmds.size());
     EXPECT_EQ(101ul, cmds[0].GetCmdCode());
     EXPECT_EQ("xy", Value(cmds[0], 0));
     EXPECT_EQ("KeEp \\\" Case", Value(cmds[0], 1));
@@ -85,8 +85,20 @@ TEST_F(ScriptRead, GathererFoldsCaseCommentsAndQuotes) {
     EXPECT_EQ(2ul, cmds[0].GetLineNo());
     EXPECT_EQ("1", Value(cmds[1], 0));
     EXPECT_EQ(5ul, cmds[1].GetLineNo());  // the line holding the ";"
-    // A quote right after a slash opens no quoted text, so the case of Y is folded.
-    EXPECT_EQ(0u, file.GetCmdAnalyzedResult().size());
+    // A single slash stays in the text, where the parser refuses it.
+    ASSERT_EQ(1u, file.GetCmdAnalyzedResult().size());
+    EXPECT_EQ(6, file.GetCmdAnalyzedResult()[0].m_kind);
+
+    // A quote right after a slash opens no quoted text: the X after it is folded and the ";"
+    // still ends the command.
+    TScriptFileImpl slashQuote(1);
+    ASSERT_TRUE(slashQuote.OpenForRead(
+        1, dir_.c_str(),
+        Write("q.txt", std::string(kUtf8Header) + ":cfg-set:{A=/\"X};\n:cfg-set:{B=\"Q\"};\n")
+            .c_str()));
+    std::vector<TScriptResult> results;
+    EXPECT_EQ(0ul, slashQuote.GetMatchCommands({"{a=/\"x};"}, results));
+    EXPECT_EQ(1u, results.size());
 }
 
 TEST_F(ScriptRead, LineNumbersFailuresAndUnknownNames) {
@@ -99,17 +111,18 @@ TEST_F(ScriptRead, LineNumbersFailuresAndUnknownNames) {
     TScriptFileImpl file(1);
     ASSERT_TRUE(file.OpenForRead(1, dir_.c_str(), Write("s.txt", body).c_str()));
     const auto cmds = ReadAll(file);
-    ASSERT_EQ(3u, cmds.size());
+    ASSERT_EQ(2u, cmds.size());
     EXPECT_EQ(102ul, cmds[1].GetCmdCode());
     EXPECT_EQ(7ul, cmds[1].GetLineNo());
-    EXPECT_EQ("9", Value(cmds[2], 0));
+    // The last text is gathered without its ";" and then refused by the parser.
     const auto errors = file.GetCmdAnalyzedResult();
-    ASSERT_EQ(1u, errors.size());
+    ASSERT_EQ(2u, errors.size());
     EXPECT_EQ(4, errors[0].m_kind);
+    EXPECT_EQ(8, errors[1].m_kind);
     EXPECT_EQ("s.txt", errors[0].m_text);
     EXPECT_EQ(0x41017307ul, errors[0].m_value);
 
-    EXPECT_EQ(4ul, file.GetCmdCount());  // the unparsable command has a known name
+    EXPECT_EQ(4ul, file.GetCmdCount());  // the unparsable commands have known names
 }
 
 TEST_F(ScriptRead, BoardInfoMarkerEndsCommandsEvenInsideQuotes) {

@@ -124,8 +124,8 @@ TEST_F(ScriptWrite, BodyWrapsAndRawLines) {
         ASSERT_TRUE(file.WriteCommand(none));
     }
     EXPECT_EQ(
-        ":cfg-set:{para0=value0, para1=value1, para2=value2, para3=value3, para4=value4, "
-        "para5=value5, \n  para6=value6, para7=value7};\n\n"
+        ":cfg-set:{para0=value0, para1=value1, para2=value2, para3=value3, para4=value4, \n"
+        "  para5=value5, para6=value6, para7=value7};\n\n"
         "// a comment and more\n",
         Read("b.txt"));
 }

@@ -17,7 +17,7 @@
 #include "qx_platform/Xml.h"
 #include "qx_scriptutil/QXConvertDataStorage.h"
 #include "qx_scriptutil/ScriptStaticData.h"
-#include "qx_scriptutil/SpecialChar.h"
+#include "qx_scriptutil/Escaping.h"
 
 namespace qxscript {
 

@@ -1,0 +1,363 @@
+// Runs the qxscript tool as a process on the bundled examples and on broken input.
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct ToolRun {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string ReadAll(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream buffer;
+    buffer << in.rdbuf();
+    return buffer.str();
+}
+
+void WriteAll(const fs::path& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
+}
+
+// The test data directory: QX_TEST_DATA, else the one beside this source file.
+fs::path TestData() {
+    if (const char* env = std::getenv("QX_TEST_DATA")) return env;
+    return fs::path(__FILE__).parent_path() / "data";
+}
+
+std::string Quote(const std::string& arg) {
+    std::string out = "'";
+    for (char c : arg) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return out + "'";
+}
+
+class ToolTest : public ::testing::Test {
+  protected:
+    static fs::path Repo() { return TestData().parent_path().parent_path(); }
+    static fs::path Example(const std::string& name) { return Repo() / "examples" / name; }
+    static fs::path Fixture(const std::string& name) { return TestData() / "tool" / name; }
+
+    static fs::path Tool() {
+        if (const char* env = std::getenv("QXSCRIPT")) return env;
+        return fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "tools" /
+               "qxscript";
+    }
+
+    void SetUp() override {
+        ASSERT_TRUE(fs::exists(Tool())) << Tool();
+        dir_ = fs::temp_directory_path() / ("qxscript_test." + std::to_string(getpid()));
+        fs::create_directories(dir_);
+    }
+    void TearDown() override { fs::remove_all(dir_); }
+
+    ToolRun Exec(const std::vector<std::string>& args) const {
+        std::string cmd = Quote(Tool().string());
+        for (const std::string& a : args) cmd += " " + Quote(a);
+        const fs::path out = dir_ / "stdout";
+        const fs::path err = dir_ / "stderr";
+        cmd += " >" + Quote(out.string()) + " 2>" + Quote(err.string()) + " </dev/null";
+        ToolRun run;
+        const int rc = std::system(cmd.c_str());
+        run.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+        run.out = ReadAll(out);
+        run.err = ReadAll(err);
+        fs::remove(out);
+        fs::remove(err);
+        return run;
+    }
+
+    // The commands of a script as dump shows them, without file and line.
+    std::vector<nlohmann::json> Commands(const fs::path& script) const {
+        const ToolRun run = Exec({"dump", "--format", "json", script.string()});
+        EXPECT_EQ(run.status, 0) << run.err;
+        std::vector<nlohmann::json> cmds;
+        std::istringstream lines(run.out);
+        for (std::string line; std::getline(lines, line);) {
+            nlohmann::json cmd = nlohmann::json::parse(line);
+            cmd.erase("file");
+            cmd.erase("line");
+            cmds.push_back(cmd);
+        }
+        return cmds;
+    }
+
+    std::vector<std::string> DirEntries() const {
+        std::vector<std::string> names;
+        for (const auto& e : fs::directory_iterator(dir_)) names.push_back(e.path().filename());
+        return names;
+    }
+
+    fs::path dir_;
+};
+
+TEST_F(ToolTest, CheckPassesTheExamplesAndReportsEveryBrokenCommand) {
+    const fs::path utf8 = Example("scripts/ne_config.txt");
+    const fs::path gbk = Example("scripts/ne_config_gbk.txt");
+    ToolRun run = Exec({"check", utf8.string(), gbk.string()});
+    EXPECT_EQ(run.status, 0) << run.out << run.err;
+    EXPECT_NE(run.out.find(utf8.string() + ": 39 commands (UTF-8), all parsed"), std::string::npos)
+        << run.out;
+    EXPECT_NE(run.out.find(gbk.string() + ": 39 commands (GBK), all parsed"), std::string::npos);
+
+    const std::string broken = Fixture("broken.txt").string();
+    run = Exec({"check", broken});
+    EXPECT_EQ(run.status, 1);
+    // The trailing comma, and the last command that lacks its ";" (reported at the end).
+    EXPECT_NE(
+        run.out.find(broken + ":5: error: cannot parse command\n    :cfg-set-port:{port=2,};"),
+        std::string::npos)
+        << run.out;
+    EXPECT_NE(run.out.find(broken + ":10: error: cannot parse command\n    :CFG-SET-PORT:"),
+              std::string::npos)
+        << run.out;
+    EXPECT_NE(run.out.find(broken + ":6: error: text is not valid UTF-8"), std::string::npos);
+    EXPECT_NE(run.out.find("3 commands (UTF-8), 2 commands cannot be parsed"), std::string::npos);
+
+    // Unreadable files outrank findings; the other files are still checked.
+    run = Exec({"check", broken, (dir_ / "missing.txt").string(), dir_.string()});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find("missing.txt: No such file or directory"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find(dir_.string() + ": is a directory"), std::string::npos);
+    EXPECT_NE(run.out.find(broken + ":5:"), std::string::npos);
+
+    run = Exec({"check", "-q", utf8.string()});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "");
+}
+
+TEST_F(ToolTest, DumpGivesOneTypedJsonObjectPerCommandAndNothingElseOnStdout) {
+    const std::vector<nlohmann::json> cmds = Commands(Example("scripts/ne_config_gbk.txt"));
+    ASSERT_EQ(cmds.size(), 39u);
+    EXPECT_EQ(cmds[0]["name"], "cfg-nepara");
+    EXPECT_EQ(cmds[0]["parameters"][2]["values"][0]["value"], "汇聚-北环-03");
+    EXPECT_EQ(cmds[0]["parameters"][1]["values"][0],
+              nlohmann::json({{"type", "int64"}, {"value", 12}}));
+    bool sawGroups = false;
+    bool sawDouble = false;
+    bool sawRange = false;
+    for (const auto& cmd : cmds) {
+        for (const auto& p : cmd["parameters"]) {
+            if (p.contains("groups") && p["groups"][0][0].contains("groups")) sawGroups = true;
+            for (const auto& v : p.value("values", nlohmann::json::array())) {
+                sawDouble = sawDouble || v["type"] == "double";
+                sawRange = sawRange || v["type"] == "int32";
+            }
+        }
+    }
+    EXPECT_TRUE(sawGroups && sawDouble && sawRange);
+
+    // The parser's own messages about broken commands stay off standard output.
+    const ToolRun run = Exec({"dump", "--format", "json", Fixture("broken.txt").string()});
+    EXPECT_EQ(run.status, 1);
+    std::istringstream lines(run.out);
+    int count = 0;
+    for (std::string line; std::getline(lines, line); ++count) {
+        EXPECT_TRUE(nlohmann::json::accept(line)) << line;
+    }
+    EXPECT_EQ(count, 3);
+    EXPECT_NE(run.err.find("broken.txt:5: error: cannot parse command"), std::string::npos);
+}
+
+TEST_F(ToolTest, FmtRewritesIntoTheOtherEncodingWithoutChangingAnyCommand) {
+    const fs::path gbk = Example("scripts/ne_config_gbk.txt");
+    const fs::path utf8 = Example("scripts/ne_config.txt");
+    const fs::path toUtf8 = dir_ / "from_gbk.txt";
+    const fs::path toGbk = dir_ / "from_utf8.txt";
+    ASSERT_EQ(Exec({"fmt", "--encoding", "UTF-8", "-o", toUtf8.string(), gbk.string()}).status, 0);
+    ASSERT_EQ(Exec({"fmt", "--encoding", "GBK", "-o", toGbk.string(), utf8.string()}).status, 0);
+
+    EXPECT_EQ(Commands(toUtf8), Commands(gbk));
+    EXPECT_EQ(Commands(toGbk), Commands(utf8));
+    const std::string written = ReadAll(toUtf8);
+    EXPECT_NE(written.find("// encoding=\"UTF-8\""), std::string::npos);
+    EXPECT_NE(written.find("// NE Configuration Data Script\n"), std::string::npos);
+    EXPECT_NE(written.find("nename=\"汇聚-北环-03\""), std::string::npos);
+    EXPECT_NE(written.find("slot=11&&18"), std::string::npos);
+    EXPECT_NE(written.find(":cfg-save:{};"), std::string::npos);
+    EXPECT_NE(ReadAll(toGbk).find("// encoding=\"GBK\""), std::string::npos);
+
+    // A second pass changes nothing but the creation line.
+    const fs::path again = dir_ / "again.txt";
+    ASSERT_EQ(Exec({"fmt", "-o", again.string(), toUtf8.string()}).status, 0);
+    auto body = [](const std::string& s) { return s.substr(s.find("encoding=")); };
+    EXPECT_EQ(body(ReadAll(again)), body(written));
+
+    // Standard output by default.
+    const ToolRun run = Exec({"fmt", gbk.string()});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(body(run.out), body(written));
+}
+
+TEST_F(ToolTest, FmtLeavesTheOutputAloneWhenItWouldLoseSomething) {
+    const fs::path out = dir_ / "out.txt";
+    WriteAll(out, "previous content\n");
+
+    ToolRun run = Exec({"fmt", "-o", out.string(), Fixture("broken.txt").string()});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("nothing written"), std::string::npos) << run.err;
+
+    run = Exec({"fmt", "--encoding", "ISO8859-1", "-o", out.string(),
+                Example("scripts/ne_config_gbk.txt").string()});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("cannot be written in ISO8859-1"), std::string::npos) << run.err;
+
+    run = Exec(
+        {"fmt", "--no-auto-names", "-o", out.string(), Example("scripts/ne_config.txt").string()});
+    EXPECT_EQ(run.status, 1);
+
+    EXPECT_EQ(Exec({"fmt", "--encoding", "UTF8", "-o", out.string(),
+                    Example("scripts/ne_config.txt").string()})
+                  .status,
+              2);
+    EXPECT_EQ(Exec({"fmt", "-o", (dir_ / "no/such/dir/out.txt").string(),
+                    Example("scripts/ne_config.txt").string()})
+                  .status,
+              2);
+
+    EXPECT_EQ(ReadAll(out), "previous content\n");
+    EXPECT_EQ(DirEntries(), std::vector<std::string>{"out.txt"});  // no temporary files left
+
+    // In place: the file is replaced whole and keeps its permission bits.
+    const fs::path script = dir_ / "script.txt";
+    fs::copy_file(Example("scripts/ne_config.txt"), script);
+    fs::permissions(script, fs::perms::owner_read | fs::perms::owner_write);
+    ASSERT_EQ(Exec({"fmt", "-i", script.string()}).status, 0);
+    EXPECT_EQ(Commands(script), Commands(Example("scripts/ne_config.txt")));
+    EXPECT_EQ(fs::status(script).permissions() & fs::perms::all,
+              fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST_F(ToolTest, CommandNamesComeFromTablesNamesFilesOrTheScript) {
+    const std::string script = Example("scripts/ne_config.txt").string();
+    ToolRun run = Exec(
+        {"dump", "--format", "json", "--enum", Example("config/script_enum.xml").string(), script});
+    ASSERT_EQ(run.status, 0) << run.err;
+    // Codes of the table; names it lacks follow its highest code, in order of appearance.
+    EXPECT_NE(run.out.find(R"("name":"cfg-nepara","code":1001)"), std::string::npos);
+    EXPECT_NE(run.out.find(R"("name":"cfg-set-nemgmt","code":65538)"), std::string::npos);
+
+    run = Exec({"dump", "--names", Fixture("names.txt").string(), "--no-auto-names",
+                Fixture("broken.txt").string()});
+    EXPECT_EQ(run.status, 1);  // the broken commands
+    EXPECT_NE(run.out.find("cfg-set-port (code 2001)"), std::string::npos) << run.out;
+
+    run = Exec({"check", "--names", Fixture("names.txt").string(), "--no-auto-names", script});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.out.find("commands named \"cfg-set-nemgmt\" skipped"), std::string::npos);
+    EXPECT_NE(run.out.find("3 commands (UTF-8)"), std::string::npos) << run.out;
+
+    const fs::path badNames = dir_ / "bad_names.txt";
+    WriteAll(badNames, "12 a b\n");
+    run = Exec({"check", "--names", badNames.string(), script});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find("bad_names.txt:1: expected \"ID NAME\""), std::string::npos);
+    run = Exec({"check", "--enum", Fixture("malformed_enum.xml").string(), script});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find("malformed_enum.xml"), std::string::npos) << run.err;
+}
+
+TEST_F(ToolTest, SlotsConvertsTheNesOfTheScriptAsItsHeaderSays) {
+    const std::string cfg = Example("config/slotcovert_cmd_cfg.xml").string();
+    const std::string script = Fixture("old_slots_NE.txt").string();
+    const fs::path out = dir_ / "converted.txt";
+    const fs::path log = dir_ / "converted.log";
+    ToolRun run =
+        Exec({"slots", "--config", cfg, "-o", out.string(), "--log", log.string(), script});
+    ASSERT_EQ(run.status, 0) << run.err;
+    std::string text = ReadAll(out);
+    // NE 9-3 is declared by cfg-nepara: 203 is shelf 2 slot 3, 85 becomes 125.
+    EXPECT_NE(text.find(":cfg-set-board:{neid=9-3, bid=131075, boardtype=eg16};"),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find(":cfg-set-board:{neid=7-1, bid=203, boardtype=eg16};"), std::string::npos);
+    EXPECT_NE(text.find(":cfg-onepara:{neid=9-3, slot=125, value=1-131075};"), std::string::npos);
+    EXPECT_NE(text.find("// SlotFlagVer=1.1 \n"), std::string::npos);
+    EXPECT_NE(ReadAll(log).find("bid=203"), std::string::npos);
+
+    run = Exec({"slots", "--config", cfg, "--ne", "7-1", script});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.out.find(":cfg-set-board:{neid=7-1, bid=131075, boardtype=eg16};"),
+              std::string::npos);
+
+    // A header that already says 1.1 leaves the numbers alone.
+    const fs::path newer = dir_ / "new_NE.txt";
+    WriteAll(newer, "// SlotFlagVer=1.1 \n" + ReadAll(script));
+    run = Exec({"slots", "--config", cfg, newer.string()});
+    EXPECT_NE(run.out.find("neid=9-3, bid=203,"), std::string::npos) << run.out;
+
+    EXPECT_EQ(Exec({"slots", "--config", (dir_ / "none.xml").string(), script}).status, 2);
+    EXPECT_EQ(Exec({"slots", "--config", cfg, "--ne", "9/3", script}).status, 2);
+    EXPECT_EQ(
+        Exec({"slots", "--config", cfg, "-o", out.string(), Fixture("broken.txt").string()}).status,
+        1);
+    EXPECT_NE(ReadAll(out).find("bid=131075"), std::string::npos);  // untouched
+}
+
+TEST_F(ToolTest, EnumAndNameConvertSingleValues) {
+    const std::string cfg = Example("config/script_enum.xml").string();
+    ToolRun run = Exec({"enum", "--config", cfg, "s2c", "1003", "admin", "up"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "1\n");
+    EXPECT_EQ(Exec({"enum", "--config", cfg, "c2s", "1003", "admin", "1"}).out, "up\n");
+    EXPECT_EQ(
+        Exec({"enum", "--config", cfg, "s2c", "1002", "boardtype", "SL64", "--extend", "1"}).out,
+        "20\n");
+    EXPECT_EQ(Exec({"enum", "--config", cfg, "c2s", "1030", "threshold", "-1"}).out, "off\n");
+    run = Exec({"enum", "--config", cfg, "s2c", "1003", "admin", "UP"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("no enumeration value named \"UP\""), std::string::npos);
+    EXPECT_EQ(Exec({"enum", "--config", cfg, "c2s", "1003", "admin", "x"}).status, 2);
+    EXPECT_EQ(
+        Exec({"enum", "--config", Fixture("malformed_enum.xml").string(), "s2c", "1", "a", "b"})
+            .status,
+        2);
+    EXPECT_EQ(Exec({"enum", "--config", cfg, "x2y", "1", "a", "b"}).status, 2);
+
+    EXPECT_EQ(
+        Exec({"name", "generate", "NE", "--ne", "9-3", "--text", "cfg", "--encoding", "GBK"}).out,
+        "NE_9-3_cfg_(GBK).txt\n");
+    EXPECT_EQ(Exec({"name", "generate", "a/b", "--text", "x&y"}).out, "a_b_x_y_(UTF-8).txt\n");
+    run = Exec({"name", "analyse", "dir/NE_9-3_cfg_(GBK).txt", "NE_10.1.2.3_x.txt", "NE.txt"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out,
+              "dir/NE_9-3_cfg_(GBK).txt: prefix=NE ne=9-3 (0x00090003) ip=-\n"
+              "NE_10.1.2.3_x.txt: prefix=NE ne=- ip=10.1.2.3\n");
+    EXPECT_NE(run.err.find("NE.txt: not a script file name"), std::string::npos);
+}
+
+TEST_F(ToolTest, HelpVersionAndDocsAgree) {
+    ToolRun run = Exec({"--version"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out.rfind("qxscript ", 0), 0u);
+    for (const char* sub : {"check", "dump", "fmt", "slots", "enum"}) {
+        run = Exec({sub, "--help"});
+        EXPECT_EQ(run.status, 0);
+        EXPECT_NE(run.out.find("Example"), std::string::npos) << sub;
+    }
+    EXPECT_EQ(Exec({}).status, 2);
+    EXPECT_EQ(Exec({"frobnicate"}).status, 2);
+    EXPECT_EQ(Exec({"check"}).status, 2);
+
+    // docs/qxscript.md is generated from these texts (target qxscript-docs).
+    run = Exec({"help-all", "--markdown"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, ReadAll(Repo() / "docs" / "qxscript.md"))
+        << "docs/qxscript.md is stale: build the target qxscript-docs";
+}
+
+}  // namespace

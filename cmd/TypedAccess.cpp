@@ -8,7 +8,7 @@
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/EnumMap.h"
 #include "qx_scriptutil/ScriptParser.h"
-#include "qx_scriptutil/SpecialChar.h"
+#include "qx_scriptutil/Escaping.h"
 #include "qx_scriptutil/TScriptCmd.h"
 #include "util/SafeString.h"
 

@@ -12,7 +12,7 @@
 #include "qx_scriptutil/QXConvertDataStorage.h"
 #include "qx_scriptutil/ScriptGauge.h"
 #include "qx_scriptutil/ScriptParser.h"
-#include "qx_scriptutil/SpecialChar.h"
+#include "qx_scriptutil/Escaping.h"
 #include "slot/CommandSlotConvert.h"
 
 namespace NSQX_script {

@@ -6,6 +6,7 @@
 
 #include "qx_scriptutil/CmdNameConvert.h"
 #include "qx_scriptutil/EnumMap.h"
+#include "qx_scriptutil/Escaping.h"
 #include "qx_scriptutil/PostAnalyse.h"
 #include "qx_scriptutil/QXConvertDataStorage.h"
 #include "qx_scriptutil/QXScriptEnumMgr.h"
@@ -20,7 +21,6 @@
 #include "qx_scriptutil/ScriptResult.h"
 #include "qx_scriptutil/ScriptSlotConvert.h"
 #include "qx_scriptutil/ScriptStaticData.h"
-#include "qx_scriptutil/SpecialChar.h"
 #include "qx_scriptutil/TScriptCmd.h"
 #include "qx_scriptutil/TScriptFileImpl.h"
 #include "qx_scriptutil/Types.h"

@@ -7,7 +7,7 @@
 #include "qx_platform/Task.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/QXScriptEnumMgr.h"
-#include "qx_scriptutil/SpecialChar.h"
+#include "qx_scriptutil/Escaping.h"
 
 using namespace NSQX_script;
 
@@ -35,7 +35,7 @@ std::string UnconvertAs(char const* version, std::string in) {
 
 }  // namespace
 
-TEST(SpecialChar, ConvertEscapesBackslashAndQuoteAndAppends) {
+TEST(Escaping, ConvertEscapesBackslashAndQuoteAndAppends) {
     std::string out = "pre:";
     std::string in = "1\"A\\B";
     ConvertSpecialCharInStr(out, in);
@@ -50,7 +50,7 @@ TEST(SpecialChar, ConvertEscapesBackslashAndQuoteAndAppends) {
     EXPECT_EQ(out, "pre:1\\\"A\\\\B");
 }
 
-TEST(SpecialChar, NewerScriptsDropEveryEscapingBackslash) {
+TEST(Escaping, NewerScriptsDropEveryEscapingBackslash) {
     EXPECT_EQ(UnconvertAs("50855936", "\\x"), "x");
     EXPECT_EQ(UnconvertAs("50855936", "a\\\\b"), "a\\b");
     EXPECT_EQ(UnconvertAs("50855936", "\\\"q\\\""), "\"q\"");
@@ -63,7 +63,7 @@ TEST(SpecialChar, NewerScriptsDropEveryEscapingBackslash) {
     EXPECT_EQ(UnconvertAs("50855936", escaped), original);
 }
 
-TEST(SpecialChar, OlderScriptsUndoOnlyQuotesAndEvenRuns) {
+TEST(Escaping, OlderScriptsUndoOnlyQuotesAndEvenRuns) {
     EXPECT_EQ(UnconvertAs("50855935", "\\x"), "\\x");
     EXPECT_EQ(UnconvertAs("50855935", "\\\"q"), "\"q");
     EXPECT_EQ(UnconvertAs("50855935", "\\'q"), "'q");
@@ -81,7 +81,7 @@ TEST(SpecialChar, OlderScriptsUndoOnlyQuotesAndEvenRuns) {
     EXPECT_EQ(Unconvert("\\x"), "\\x");
 }
 
-TEST(SpecialChar, CfgEncodingFollowsTheEncodingSetting) {
+TEST(Escaping, CfgEncodingFollowsTheEncodingSetting) {
     {
         qxp::TraceCapture trace;
         EXPECT_STREQ(GetCfgEncoding(), "UTF-8");  // no table loaded

@@ -1,4 +1,4 @@
-#include "qx_scriptutil/SpecialChar.h"
+#include "qx_scriptutil/Escaping.h"
 
 #include "qx_platform/Strings.h"
 #include "qx_platform/Task.h"

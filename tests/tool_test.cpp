@@ -203,6 +203,55 @@ TEST_F(ToolTest, FmtRewritesIntoTheOtherEncodingWithoutChangingAnyCommand) {
     EXPECT_EQ(body(run.out), body(written));
 }
 
+TEST_F(ToolTest, FmtKeepsEveryValueKindAndType) {
+    // Quoted texts that would read differently bare, empty and reversed ranges, 32-bit range
+    // values among 64-bit numbers, ranges of names, groups, escapes, commands without
+    // parameters.
+    const fs::path values = Fixture("values.txt");
+    const fs::path out = dir_ / "values.txt";
+    ASSERT_EQ(Exec({"fmt", "-o", out.string(), values.string()}).status, 0);
+    EXPECT_EQ(Commands(out), Commands(values));
+    const std::string text = ReadAll(out);
+    for (const char* kept : {"a=\"Upper Case\"", "b=\"12\"", "d=1&&0", "e=1&&3&7&9&&10", "5&&7=x",
+                             "\"Quoted Name\"=1", "{k=2&&2}", ":cfg-edge:{};"}) {
+        EXPECT_NE(text.find(kept), std::string::npos) << kept << "\n" << text;
+    }
+
+    // Latin-1 text goes into ISO8859-1 and back.
+    const fs::path latin = dir_ / "latin.txt";
+    ASSERT_EQ(Exec({"fmt", "--encoding", "ISO8859-1", "-o", latin.string(),
+                    Fixture("latin.txt").string()})
+                  .status,
+              0);
+    EXPECT_NE(ReadAll(latin).find("caf\xe9 cr\xe8me"), std::string::npos);
+    EXPECT_EQ(Commands(latin), Commands(Fixture("latin.txt")));
+}
+
+TEST_F(ToolTest, CheckReadsTheEncodingFromTheHeader) {
+    const ToolRun run =
+        Exec({"check", Fixture("no_header.txt").string(), Fixture("bad_gbk.txt").string()});
+    EXPECT_EQ(run.status, 1);
+    // Without an encoding line a script is read as GBK.
+    EXPECT_NE(run.out.find("no_header.txt: 1 command (GBK), all parsed"), std::string::npos)
+        << run.out;
+    EXPECT_NE(run.out.find("bad_gbk.txt:3: error: text is not valid GBK"), std::string::npos);
+
+    // A large file read without a terminal: no progress bar, same count.
+    const fs::path big = dir_ / "big.txt";
+    {
+        std::ofstream out(big, std::ios::binary);
+        out << "// encoding=\"UTF-8\"\n";
+        const std::string cmd =
+            ":cfg-set-port:{port=1&&4, descr=\"" + std::string(100, 'x') + "\"};\n";
+        for (std::size_t size = 0; size < (5u << 20); size += cmd.size()) out << cmd;
+    }
+    const ToolRun bigRun = Exec({"check", big.string()});
+    EXPECT_EQ(bigRun.status, 0);
+    EXPECT_EQ(bigRun.err, "");
+    EXPECT_NE(bigRun.out.find(": 38270 commands (UTF-8), all parsed"), std::string::npos)
+        << bigRun.out;
+}
+
 TEST_F(ToolTest, FmtLeavesTheOutputAloneWhenItWouldLoseSomething) {
     const fs::path out = dir_ / "out.txt";
     WriteAll(out, "previous content\n");

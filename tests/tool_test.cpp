@@ -217,6 +217,12 @@ TEST_F(ToolTest, FmtKeepsEveryValueKindAndType) {
         EXPECT_NE(text.find(kept), std::string::npos) << kept << "\n" << text;
     }
 
+    // The new header names the source's version, which decides how escapes are read.
+    const ToolRun run = Exec({"fmt", Fixture("q5300_version.txt").string()});
+    EXPECT_NE(run.out.find("// EMS version = Q5300V100R002C01\n//{{script_version=3.2.1.0}}\n"),
+              std::string::npos)
+        << run.out;
+
     // Latin-1 text goes into ISO8859-1 and back.
     const fs::path latin = dir_ / "latin.txt";
     ASSERT_EQ(Exec({"fmt", "--encoding", "ISO8859-1", "-o", latin.string(),

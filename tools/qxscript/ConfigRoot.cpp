@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "qx_platform/Control.h"
+#include "qx_platform/Settings.h"
 
 namespace qxscript {
 
@@ -19,7 +20,7 @@ ConfigRoot::~ConfigRoot() {
     if (m_path.empty()) return;
     std::error_code ec;
     fs::remove_all(m_path, ec);  // removes links, never what they point at
-    qxp::SetAppRootPath("./");
+    qxp::SetAppRootPath(m_previousRoot);
 }
 
 bool ConfigRoot::Create(std::string& error) {
@@ -31,6 +32,7 @@ bool ConfigRoot::Create(std::string& error) {
         return false;
     }
     m_path = pattern + "/";
+    m_previousRoot = qxp::OrinGetAppRootPath();
     qxp::SetAppRootPath(m_path);
     return true;
 }

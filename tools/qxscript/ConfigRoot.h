@@ -18,7 +18,8 @@ class ConfigRoot {
     ConfigRoot(const ConfigRoot&) = delete;
     ConfigRoot& operator=(const ConfigRoot&) = delete;
 
-    // Creates the directory and makes it the application root.
+    // Creates the directory and makes it the application root (the previous one comes back on
+    // destruction).
     bool Create(std::string& error);
     // Makes relPath inside the root a link to the file at userPath (which need not exist yet).
     bool Link(const std::string& userPath, const std::string& relPath, std::string& error);
@@ -30,6 +31,7 @@ class ConfigRoot {
     bool MakeParents(const std::string& relPath, std::string& error);
 
     std::string m_path;  // ends in "/"
+    std::string m_previousRoot;
 };
 
 // The absolute form of a path (relative paths are taken from the working directory).

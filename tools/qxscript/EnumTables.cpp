@@ -1,5 +1,7 @@
 #include "EnumTables.h"
 
+#include <cstdint>
+
 #include "qx_platform/Control.h"
 #include "qx_platform/Trace.h"
 #include "qx_platform/Xml.h"
@@ -55,6 +57,11 @@ bool EnumTables::Load(const EnumSettings& settings, std::string& error) {
         own +=
             "    <Para type=\"enum\" name=\"logresult\" extendid=\"0\">"
             "<Value num=\"1\" str=\"logconvertresult\"/></Para>\n";
+    }
+    if (settings.scriptVersion >= 0) {
+        own += "    <Para type=\"enum\" name=\"scriptversion\" extendid=\"0\"><Value num=\"" +
+               std::to_string(static_cast<std::int32_t>(settings.scriptVersion)) +
+               "\" str=\"currentscriptversion\"/></Para>\n";
     }
     own += "  </Cmd>\n";
     own += "</ScriptEnum>\n";

@@ -14,6 +14,7 @@ struct EnumSettings {
     int slotVersion = -1;            // header slot flag of written scripts: 0 "1.0", else "1.1"
     bool slotSwitch = false;         // turn slot conversion of commands on
     bool logSwitch = false;          // log converted commands
+    long scriptVersion = -1;         // script version of new headers; -1 as configured
 };
 
 // Loads the enumeration tables into the library's process-wide table, together with the

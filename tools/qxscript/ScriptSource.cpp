@@ -74,19 +74,34 @@ std::vector<unsigned long> ScriptSource::FailedLines() const {
     return lines;
 }
 
-unsigned int ScriptSource::HeaderScriptType() const {
+std::vector<std::string> ScriptSource::HeaderLines() const {
+    std::vector<std::string> lines;
     std::ifstream in(m_path, std::ios::binary);
     std::string line;
-    for (int i = 0; i < 16 && std::getline(in, line); ++i) {
-        if (line.rfind("//", 0) != 0) break;
+    while (lines.size() < 16 && std::getline(in, line) && line.rfind("//", 0) == 0) {
         std::string text = line.substr(2);
         text.erase(0, text.find_first_not_of(' '));
         while (!text.empty() && (text.back() == ' ' || text.back() == '\r')) text.pop_back();
+        lines.push_back(text);
+    }
+    return lines;
+}
+
+unsigned int ScriptSource::HeaderScriptType() const {
+    for (const std::string& text : HeaderLines()) {
         for (const Title& t : kTitles) {
             if (text == t.text) return t.type;
         }
     }
     return 0;
+}
+
+std::string ScriptSource::HeaderEmsVersion() const {
+    static const std::string kPrefix = "EMS version = ";
+    for (const std::string& text : HeaderLines()) {
+        if (text.rfind(kPrefix, 0) == 0) return text.substr(kPrefix.size());
+    }
+    return std::string();
 }
 
 std::vector<unsigned long> InvalidLines(const std::string& path, const std::string& encoding,

@@ -27,9 +27,16 @@ class ScriptSource {
     const std::string& Encoding() const { return m_file->GetEncoding(); }
     // The script type named by a title line of the header, or 0 when none is recognised.
     unsigned int HeaderScriptType() const;
+    // What the header's "// EMS version = " line names, or empty.
+    std::string HeaderEmsVersion() const;
+    // The script version the reader derived from the header.
+    unsigned long Version() const { return m_file->GetVersion(); }
     const std::string& Path() const { return m_path; }
 
   private:
+    // The header's comment lines, without "//" and trimmed.
+    std::vector<std::string> HeaderLines() const;
+
     std::string m_path;
     std::unique_ptr<NSQX_script::TScriptFileImpl> m_file;
 };

@@ -13,11 +13,12 @@
 #include "ScriptSink.h"
 #include "ScriptSource.h"
 #include "qx_platform/CodeSet.h"
+#include "qx_platform/Control.h"
 #include "qx_platform/Strings.h"
 #include "qx_platform/Xml.h"
+#include "qx_scriptutil/Escaping.h"
 #include "qx_scriptutil/QXConvertDataStorage.h"
 #include "qx_scriptutil/ScriptStaticData.h"
-#include "qx_scriptutil/Escaping.h"
 
 namespace qxscript {
 
@@ -99,6 +100,14 @@ void RestoreNumbers(const std::vector<MMLParaStruct>& before, std::vector<MMLPar
     }
 }
 
+// New headers name the version that the source's header names, so that the rewritten script
+// reads back with the same script version (which decides how escapes are undone).
+void KeepVersion(const ScriptSource& source, EnumSettings& settings) {
+    const std::string ems = source.HeaderEmsVersion();
+    if (!ems.empty()) qxp::SetServerVersionName(ems);
+    settings.scriptVersion = static_cast<long>(source.Version());
+}
+
 unsigned int ChooseType(unsigned int given, const ScriptSource& source) {
     if (given != 0) return given;
     const unsigned int fromHeader = source.HeaderScriptType();
@@ -113,22 +122,22 @@ int RunFmt(const CommonOptions& common, const FmtOptions& opts) {
         return kExitUsage;
     }
     if (!SetUpNames(common)) return kExitUsage;
-    ConfigRoot root;
-    EnumTables tables(root);
-    EnumSettings settings;
-    settings.encoding = opts.encoding.empty() ? -1 : EncodingSetting(opts.encoding);
     std::string error;
-    if (!root.Create(error) || !tables.Load(settings, error)) {
-        Error(error);
-        return kExitUsage;
-    }
-    const std::string encoding = NSQX_script::GetCfgEncoding();
-
     ScriptSource source;
     if (!source.Open(opts.file, error)) {
         Error(error);
         return kExitUsage;
     }
+    ConfigRoot root;
+    EnumTables tables(root);
+    EnumSettings settings;
+    settings.encoding = opts.encoding.empty() ? -1 : EncodingSetting(opts.encoding);
+    KeepVersion(source, settings);
+    if (!root.Create(error) || !tables.Load(settings, error)) {
+        Error(error);
+        return kExitUsage;
+    }
+    const std::string encoding = NSQX_script::GetCfgEncoding();
     const std::string target = opts.inPlace ? opts.file : opts.output.empty() ? "-" : opts.output;
     ScriptSink sink;
     if (!sink.Open(target, ChooseType(opts.type, source), error)) {
@@ -187,6 +196,7 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
     // script's cfg-nepara commands declare take part in the conversion, and the commands as
     // they were.
     std::vector<TScriptCmd> original;
+    EnumSettings settings;
     {
         ScriptSource scan;
         if (!scan.Open(opts.file, error)) {
@@ -198,11 +208,11 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
             original.push_back(cmd);
             return true;
         });
+        KeepVersion(scan, settings);
     }
 
     ConfigRoot root;
     EnumTables tables(root);
-    EnumSettings settings;
     settings.slotSwitch = true;
     settings.logSwitch = !opts.log.empty();
     settings.slotVersion = opts.slotFlag == "1.0" ? 0 : 1;

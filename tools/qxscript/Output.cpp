@@ -46,10 +46,6 @@ void Error(const std::string& text) {
     std::fprintf(stderr, "qxscript: %s\n", text.c_str());
 }
 
-void Warning(const std::string& text) {
-    std::fprintf(stderr, "qxscript: warning: %s\n", text.c_str());
-}
-
 void Note(const std::string& text) {
     if (!g_quiet) std::fprintf(stderr, "%s\n", text.c_str());
 }

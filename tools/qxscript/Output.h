@@ -21,10 +21,9 @@ class Output {
     static bool Flush();
 };
 
-// Messages for the user on standard error, prefixed with "qxscript: ".
+// A message for the user on standard error, prefixed with "qxscript: ".
 void Error(const std::string& text);
-void Warning(const std::string& text);
-// Progress and summary lines on standard error, silent with -q.
+// A summary line on standard error, silent with -q.
 void Note(const std::string& text);
 void SetQuiet(bool quiet);
 bool Quiet();

@@ -209,6 +209,7 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
             return true;
         });
         KeepVersion(scan, settings);
+        settings.encoding = EncodingSetting(scan.Encoding());  // written as it was read
     }
 
     ConfigRoot root;

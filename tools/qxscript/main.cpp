@@ -233,12 +233,16 @@ int main(int argc, char** argv) {
     qxp::OrinGnlTask task(0, "qxscript");
     qxp::ScopedCurrentTask current(&task);
 
-    if (checkCmd->parsed()) return RunCheck(common, check);
-    if (dumpCmd->parsed()) return RunDump(common, dump);
-    if (fmtCmd->parsed()) return RunFmt(common, fmt);
-    if (slotsCmd->parsed()) return RunSlots(common, slots);
-    if (enumCmd->parsed()) return RunEnum(common, enumOpts);
-    if (genCmd->parsed()) return RunNameGenerate(nameOpts);
-    if (anaCmd->parsed()) return RunNameAnalyse(nameOpts);
+    try {
+        if (checkCmd->parsed()) return RunCheck(common, check);
+        if (dumpCmd->parsed()) return RunDump(common, dump);
+        if (fmtCmd->parsed()) return RunFmt(common, fmt);
+        if (slotsCmd->parsed()) return RunSlots(common, slots);
+        if (enumCmd->parsed()) return RunEnum(common, enumOpts);
+        if (genCmd->parsed()) return RunNameGenerate(nameOpts);
+        if (anaCmd->parsed()) return RunNameAnalyse(nameOpts);
+    } catch (const std::exception& e) {  // out of memory and the like: no half-done output
+        Error(e.what());
+    }
     return kExitUsage;
 }

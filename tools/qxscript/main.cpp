@@ -185,6 +185,9 @@ int main(int argc, char** argv) {
     NameOptions nameOpts;
     CLI::App* nameCmd = app.add_subcommand("name", "Make and take apart script file names");
     nameCmd->require_subcommand(1);
+    nameCmd->footer(
+        "Examples:\n  qxscript name generate NE --ne 9-3 --text cfg\n"
+        "  qxscript name analyse 'NE_9-3_cfg_(UTF-8).txt'");
     CLI::App* genCmd =
         nameCmd->add_subcommand("generate", "Make a name PREFIX[_NE]_[TEXT]_(ENCODING).txt");
     genCmd->add_option("PREFIX", nameOpts.prefix, "Prefix naming the kind of script")->required();

@@ -17,7 +17,7 @@ if [ -z "$sanitize" ]; then
 else
     dir="build-${sanitize//,/-}"
     cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DQX_SANITIZE="$sanitize" \
-          -DQX_BUILD_BENCHMARKS=OFF -DQX_BUILD_TOOLS=OFF
+          -DQX_BUILD_BENCHMARKS=OFF
     cmake --build "$dir" -j "$jobs"
     filter=()
     [ "$sanitize" = thread ] && filter=(-R 'Concurrency')

@@ -84,6 +84,14 @@ CommandLayout& ThreadLayout() {
 
 }  // namespace
 
+bool TScriptFileImpl::SetEncoding(const char* encoding) {
+    if (encoding == nullptr) return false;
+    const std::string name = encoding;
+    if (name != "UTF-8" && name != "GBK" && name != "ISO8859-1") return false;
+    m_encoding = name;
+    return true;
+}
+
 bool TScriptFileImpl::OpenForWrite(unsigned int scriptType, const char* directory,
                                    const char* fileName, int userId, bool withHeader) {
     if (fileName == nullptr) return false;

@@ -170,6 +170,9 @@ TEST_F(ScriptWrite, StringWriterFallsBackToTheOtherSingleByteEncoding) {
     TScriptFileImpl gbk(1);
     ASSERT_TRUE(gbk.OpenForRead(1, dir_.c_str(), "g.txt"));
     ASSERT_EQ("GBK", gbk.GetEncoding());
+    EXPECT_FALSE(file.SetEncoding("LATIN1"));
+    EXPECT_TRUE(file.SetEncoding("GBK"));
+    EXPECT_EQ("GBK", file.GetEncoding());
     ASSERT_TRUE(gbk.OpenForWriteNoHead(dir_.c_str(), "g2.txt"));
     EXPECT_TRUE(gbk.WriteString("caf\xC3\xA9 \xE4\xB8\xAD"));  // GBK holds both
     EXPECT_TRUE(gbk.WriteString("\xC3\xBF"));                  // y with diaeresis: ISO8859-1 only

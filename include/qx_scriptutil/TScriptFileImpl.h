@@ -70,6 +70,10 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
 
     bool GetPerConfigState() const { return m_preConfigState; }
     const std::string& GetEncoding() const { return m_encoding; }
+    // Chooses the encoding of text written from now on ("UTF-8", "GBK" or "ISO8859-1"); a file
+    // object otherwise writes in the configured encoding. False, changing nothing, for another
+    // name. Call it before OpenForWrite so that the header names it.
+    bool SetEncoding(const char* encoding);
 
     // Reading
     bool OpenForRead(unsigned int scriptType, const char* directory, const char* fileName);

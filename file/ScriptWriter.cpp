@@ -1,5 +1,6 @@
 // Writing script files: opening, the two header forms, the string writer and the body.
 
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -72,6 +73,22 @@ std::string CreationLine(int userId) {
            qxp::OrinGetUserName(userId) + "\n";
 }
 
+// Written scripts are large; a bigger stream buffer saves most write calls.
+constexpr std::size_t kWriteBuffer = 256 * 1024;
+
+bool IsAscii(const std::string& text) {
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(text.data());
+    const unsigned char* const end = p + text.size();
+    std::uint64_t bits = 0;
+    for (; end - p >= 8; p += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, p, 8);
+        bits |= word;
+    }
+    for (; p < end; ++p) bits |= *p;
+    return (bits & 0x8080808080808080ull) == 0;
+}
+
 void SetThreadWriteError() {
     QXScriptErrMgr::Instance()->m_errorCode = kScriptErrWriteFailed;
 }
@@ -111,6 +128,7 @@ bool TScriptFileImpl::OpenForWrite(unsigned int scriptType, const char* director
                      path.c_str(), qxp::OrinGetLastError());
         return false;
     }
+    std::setvbuf(m_stream, nullptr, _IOFBF, kWriteBuffer);
     m_hasSlotFlag = true;
     if (withHeader) {
         long slotVersion = 1;
@@ -142,6 +160,7 @@ bool TScriptFileImpl::OpenForWriteNoHead(const char* directory, const char* file
                      path.c_str(), qxp::OrinGetLastError());
         return false;
     }
+    std::setvbuf(m_stream, nullptr, _IOFBF, kWriteBuffer);
     return true;
 }
 
@@ -282,7 +301,10 @@ bool TScriptFileImpl::WriteText(const std::string& text) {
     if (text.empty()) return true;
     std::string& out = m_reader->text;
     const std::string* bytes = &out;
-    if (!qxp::OrinCodeSetConvert("UTF-8", m_encoding.c_str(), text, out)) {
+    if (IsAscii(text)) {
+        // ASCII reads the same in all three encodings.
+        bytes = &text;
+    } else if (!qxp::OrinCodeSetConvert("UTF-8", m_encoding.c_str(), text, out)) {
         // The other single-byte encoding is tried before writing the text unconverted; the
         // header still names the file's own encoding.
         const char* second =

@@ -19,21 +19,10 @@ constexpr std::size_t kWrapColumn = 80;
 constexpr char kWrap[] = "\n  ";
 constexpr std::size_t kWrapIndent = 2;
 
-// A derived type may name the protected member; its pointer-to-member then reads any view.
-struct ParaListPeek : TScriptCmdRef {
-    static std::vector<MMLParaStruct>* Of(const TScriptCmdRef& cmd) {
-        return cmd.*(&ParaListPeek::m_pParaList);
-    }
-};
-
 }  // namespace
 
-std::vector<MMLParaStruct>* ParaListOf(const TScriptCmdRef& cmd) {
-    return ParaListPeek::Of(cmd);
-}
-
 CommandLayout::Kind CommandLayout::Render(const TScriptCmdRef& cmd) {
-    const std::vector<MMLParaStruct>* paras = ParaListOf(cmd);
+    const std::vector<MMLParaStruct>* paras = cmd.GetParaListPtr();
     if (paras == nullptr) {
         Clear();
         return Kind::kNothing;

@@ -23,10 +23,6 @@ extern const LayoutStyle kScriptFileLayout;
 // The converted-command log.
 extern const LayoutStyle kConvertLogLayout;
 
-// The parameter vector a command view refers to (null when it has none). The view keeps it
-// protected; writers need it to lay the tree out without copying.
-std::vector<MMLParaStruct>* ParaListOf(const TScriptCmdRef& cmd);
-
 // Renders commands into the text of a script body, into one buffer that is reused from
 // command to command: the caller renders, then writes Text() through its own writer. Holds no
 // shared state; one object per thread.

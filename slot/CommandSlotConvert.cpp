@@ -135,7 +135,7 @@ void Walk(const SeparatorNode* node, std::string& value, unsigned long neId,
 
 // The first parameter of that name, as the typed access by name finds it.
 MMLParaStruct* FindPara(TScriptCmdRef& cmd, const std::string& name) {
-    std::vector<MMLParaStruct>* paras = ParaListOf(cmd);
+    std::vector<MMLParaStruct>* paras = cmd.GetParaListPtr();
     if (paras == nullptr) return nullptr;
     for (MMLParaStruct& para : *paras) {
         const bool match = para.name.IsStringTypeEx() ? para.name.StringRef() == name

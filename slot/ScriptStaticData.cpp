@@ -132,7 +132,7 @@ bool ScriptDataMgr::AddDevMapEntry(const MMLCmdStruct& cmd,
 bool ScriptDataMgr::AddDevMapEntry(const TScriptCmdRef& cmd,
                                    std::map<unsigned long, unsigned long>& devMap) {
     std::string name;
-    const std::vector<MMLParaStruct>* paras = ParaListOf(cmd);
+    const std::vector<MMLParaStruct>* paras = cmd.GetParaListPtr();
     if (paras == nullptr || !CmdNameConvert::GetCorrespondCmdName(name, cmd.GetCmdCode()) ||
         name != kNeParaCmd) {
         return false;

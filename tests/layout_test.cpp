@@ -125,7 +125,7 @@ TEST_F(LayoutTest, RawLinesEmptyCommandsAndBufferReuse) {
     cmd.GetParaList().push_back(Para("A", {"1"}));
     EXPECT_EQ(CommandLayout::Kind::kNamed, layout.Render(cmd));
     EXPECT_EQ(":x:{A=1};\n\n", layout.Text());
-    EXPECT_EQ(&cmd.GetParaList(), ParaListOf(cmd));
+    EXPECT_EQ(&cmd.GetParaList(), cmd.GetParaListPtr());
 }
 
 TEST_F(LayoutTest, EmptyNamesAndEmptyValueLists) {

@@ -37,6 +37,8 @@ class QX_API TScriptCmdRef {
     unsigned long GetCmdCode() const { return m_cmdCode; }
     void SetCmdCode(unsigned long cmdCode) { m_cmdCode = cmdCode; }
     unsigned long GetLineNo() const { return m_lineNo; }
+    // The referenced parameter vector (null when there is none).
+    std::vector<MMLParaStruct>* GetParaListPtr() const { return m_pParaList; }
     void SetLineNo(unsigned long lineNo) { m_lineNo = lineNo; }
 
     // Ordered by command code alone: records of one code are equivalent.

@@ -8,7 +8,9 @@
 
 namespace NSQX_script {
 
-std::map<unsigned long, char*> CmdNameConvert::m_CmdNameMap;
+// Never destroyed, so the map stays usable from other static destructors and its names stay
+// reachable to the end.
+std::map<unsigned long, char*>& CmdNameConvert::m_CmdNameMap = *new std::map<unsigned long, char*>;
 
 void CmdNameConvert::AddCmdNameIDMap(const char* name, unsigned long cmdId) {
     if (name == nullptr) return;

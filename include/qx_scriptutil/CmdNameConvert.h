@@ -19,7 +19,8 @@ class QX_API CmdNameConvert {
     static bool GetCorrespondCmdName(std::string& name, unsigned long cmdId);
     static void RemoveCmdNameIDMap(unsigned long cmdId);
 
-    static std::map<unsigned long, char*> m_CmdNameMap;
+    // Lives until the process ends; the names still registered then are not freed one by one.
+    static std::map<unsigned long, char*>& m_CmdNameMap;
 };
 
 }  // namespace NSQX_script

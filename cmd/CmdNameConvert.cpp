@@ -8,9 +8,18 @@
 
 namespace NSQX_script {
 
-// Never destroyed, so the map stays usable from other static destructors and its names stay
-// reachable to the end.
-std::map<unsigned long, char*>& CmdNameConvert::m_CmdNameMap = *new std::map<unsigned long, char*>;
+namespace {
+
+// Made on first use, so plug-ins may register from their own static initialisers; never
+// destroyed, so it stays usable from static destructors and its names stay reachable.
+std::map<unsigned long, char*>& Map() {
+    static auto* map = new std::map<unsigned long, char*>;
+    return *map;
+}
+
+}  // namespace
+
+std::map<unsigned long, char*>& CmdNameConvert::m_CmdNameMap = Map();
 
 void CmdNameConvert::AddCmdNameIDMap(const char* name, unsigned long cmdId) {
     if (name == nullptr) return;
@@ -18,13 +27,13 @@ void CmdNameConvert::AddCmdNameIDMap(const char* name, unsigned long cmdId) {
     char* copy = new (std::nothrow) char[size];
     if (copy == nullptr) return;
     if (strcpy_s(copy, size, name) != 0) qxp::QXTrace(qxp::kTraceError, "strcpy_s failed.");
-    if (!m_CmdNameMap.emplace(cmdId, copy).second) delete[] copy;
+    if (!Map().emplace(cmdId, copy).second) delete[] copy;
 }
 
 bool CmdNameConvert::GetCorrespondCmdID(const char* name, unsigned long& cmdId) {
     if (name == nullptr) return false;
     // Keyed by code only, so a name is found by a scan in code order: the lowest code wins.
-    for (const auto& entry : m_CmdNameMap) {
+    for (const auto& entry : Map()) {
         if (std::strcmp(entry.second, name) == 0) {
             cmdId = entry.first;
             return true;
@@ -34,17 +43,17 @@ bool CmdNameConvert::GetCorrespondCmdID(const char* name, unsigned long& cmdId) 
 }
 
 bool CmdNameConvert::GetCorrespondCmdName(std::string& name, unsigned long cmdId) {
-    const auto it = m_CmdNameMap.find(cmdId);
-    if (it == m_CmdNameMap.end()) return false;
+    const auto it = Map().find(cmdId);
+    if (it == Map().end()) return false;
     name = it->second;
     return true;
 }
 
 void CmdNameConvert::RemoveCmdNameIDMap(unsigned long cmdId) {
-    const auto it = m_CmdNameMap.find(cmdId);
-    if (it == m_CmdNameMap.end()) return;
+    const auto it = Map().find(cmdId);
+    if (it == Map().end()) return;
     delete[] it->second;
-    m_CmdNameMap.erase(it);
+    Map().erase(it);
 }
 
 }  // namespace NSQX_script

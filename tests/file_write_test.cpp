@@ -160,6 +160,71 @@ TEST_F(ScriptWrite, AppendJoinsNewContentFirstInChunksOf254) {
     EXPECT_EQ("NEW", Read("new.txt"));
 }
 
+namespace {
+
+// Forwards to the POSIX service but fails the chosen step.
+class FailingFiles : public qxp::FileService {
+  public:
+    enum Step { kNone, kOpenAppend, kCloseTarget, kDelete, kRename };
+    explicit FailingFiles(Step step) : step_(step) {}
+    FILE* Open(const std::string& path, const char* mode) override {
+        if (step_ == kOpenAppend && mode[0] == 'a') return nullptr;
+        FILE* f = posix_.Open(path, mode);
+        if (mode[0] == 'r') target_ = f;
+        return f;
+    }
+    int Close(FILE* stream) override {
+        const int rc = posix_.Close(stream);
+        return step_ == kCloseTarget && stream == target_ ? -1 : rc;
+    }
+    bool Delete(const std::string& path) override {
+        return step_ != kDelete && posix_.Delete(path);
+    }
+    bool Rename(const std::string& from, const std::string& to) override {
+        return step_ != kRename && posix_.Rename(from, to);
+    }
+    bool MakeDir(const std::string& path) override { return posix_.MakeDir(path); }
+    bool IsDirectory(const std::string& path) override { return posix_.IsDirectory(path); }
+
+  private:
+    Step step_;
+    qxp::FileService& posix_ = qxp::PosixFileService();
+    FILE* target_ = nullptr;
+};
+
+}  // namespace
+
+TEST_F(ScriptWrite, AppendThatFailsAtAnyStepLosesNoContent) {
+    struct Case {
+        FailingFiles::Step step;
+        const char* trace;
+    };
+    const Case cases[] = {
+        {FailingFiles::kOpenAppend, "Open Script File for write error!filename:"},
+        {FailingFiles::kCloseTarget, "Close Script File fails!filename:"},
+        {FailingFiles::kDelete, "Delete Script File fails!filename:"},
+        {FailingFiles::kRename, "rename Script File fails!filename:"},
+    };
+    for (const Case& c : cases) {
+        std::ofstream(dir_ + "/new.txt", std::ios::trunc) << "NEW";
+        std::ofstream(dir_ + "/target.txt", std::ios::trunc) << "OLD";
+        FailingFiles files(c.step);
+        qxp::SetFileService(&files);
+        qxp::TraceCapture traces;
+        TScriptFileImpl file(1);
+        EXPECT_FALSE(file.OpenForAppend(dir_.c_str(), "target.txt", "new.txt"));
+        qxp::SetFileService(nullptr);
+        EXPECT_TRUE(traces.Contains(c.trace)) << c.trace;
+        // The target goes only once its whole content stands in the new file: until the delete
+        // it is untouched; after it, the joined content waits under the new name.
+        if (c.step == FailingFiles::kRename) {
+            EXPECT_EQ(0u, Read("new.txt").find("NEWOLD"));
+        } else {
+            EXPECT_EQ("OLD", Read("target.txt")) << c.trace;
+        }
+    }
+}
+
 TEST_F(ScriptWrite, StringWriterFallsBackToTheOtherSingleByteEncoding) {
     TScriptFileImpl file(1);
     ASSERT_TRUE(file.OpenForWriteNoHead(dir_.c_str(), "e.txt"));
@@ -208,6 +273,7 @@ TEST_F(ScriptWrite, RoundTripThroughWriterAndReader) {
         list.push_back(ints);
         list.push_back(Para("ident", {"value_" + std::to_string(rng() % 1000)}));
         list.push_back(Para("text", {"\"quoted \\\" and \\\\ text\""}));
+        list.push_back(Para("accent", {"\"caf\xC3\xA9\""}));  // held by all three encodings
         MMLParaStruct frac;
         frac.name = QXValue("frac", false);
         frac.values.emplace_back(static_cast<double>(rng() % 10000) / 16.0);

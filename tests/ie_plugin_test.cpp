@@ -1,10 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "qx_scriptutil/CmdNameConvert.h"
 #include "qx_scriptutil/QXScriptErrMgr.h"
+#include "qx_scriptutil/TScriptFileImpl.h"
 
 // The example plug-in is compiled into this test with the library objects; linking its static
 // library would bring in a second copy of the library through the shared one.
@@ -115,37 +121,37 @@ TEST_F(IePlugin, RegistersItsTableAndWithdrawsIt) {
 TEST_F(IePlugin, ConversionFunctionsNormaliseAndRejectBadCommands) {
     std::vector<TScriptCmd> out;
     const TScriptCmd vlans =
-        Cmd(kCmdAddVlan, {Para("VLANID", {QXValue(10), QXValue(11), QXValue(12)}),
-                          Para("NAME", {QXValue("office", false)})});
+        Cmd(kCmdAddVlan, {Para("vlanid", {QXValue(10), QXValue(11), QXValue(12)}),
+                          Para("name", {QXValue("office", false)})});
     ASSERT_EQ(kConvertOk, ImportAddVlan(vlans, out));
     ASSERT_EQ(3u, out.size());
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(kCmdAddVlan, out[i].GetCmdCode());
-        EXPECT_EQ(10 + i, IntPara(out[i], "VLANID"));
-        EXPECT_EQ("office", TextPara(out[i], "NAME"));
+        EXPECT_EQ(10 + i, IntPara(out[i], "vlanid"));
+        EXPECT_EQ("office", TextPara(out[i], "name"));
     }
     EXPECT_EQ(2u, vlans.GetSize());  // the input is not consumed
 
     out.clear();
     EXPECT_EQ(kConvertBadValue,
-              ImportAddVlan(Cmd(kCmdAddVlan, {Para("VLANID", {QXValue(7), QXValue(5000)})}), out));
+              ImportAddVlan(Cmd(kCmdAddVlan, {Para("vlanid", {QXValue(7), QXValue(5000)})}), out));
     EXPECT_EQ(kConvertMissingPara, ImportAddVlan(Cmd(kCmdAddVlan, {}), out));
     EXPECT_TRUE(out.empty());
 
-    ASSERT_EQ(kConvertOk, ExportAddVlan(Cmd(kCmdAddVlan, {Para("VLANID", {QXValue(20)})}), out));
+    ASSERT_EQ(kConvertOk, ExportAddVlan(Cmd(kCmdAddVlan, {Para("vlanid", {QXValue(20)})}), out));
     ASSERT_EQ(1u, out.size());
-    EXPECT_EQ("VLAN_20", TextPara(out[0], "NAME"));
+    EXPECT_EQ("VLAN_20", TextPara(out[0], "name"));
 
     out.clear();
     EXPECT_EQ(kConvertMissingPara,
-              ImportSetPortDesc(Cmd(kCmdSetPortDesc, {Para("PORT", {QXValue(3)})}), out));
+              ImportSetPortDesc(Cmd(kCmdSetPortDesc, {Para("port", {QXValue(3)})}), out));
     ASSERT_EQ(kConvertOk,
-              ExportSetPortDesc(Cmd(kCmdSetPortDesc, {Para("DESC", {QXValue("a,b&c", false)}),
-                                                      Para("PORT", {QXValue(3)})}),
+              ExportSetPortDesc(Cmd(kCmdSetPortDesc, {Para("desc", {QXValue("a,b&c", false)}),
+                                                      Para("port", {QXValue(3)})}),
                                 out));
     ASSERT_EQ(1u, out.size());
-    EXPECT_EQ(3, IntPara(out[0], "PORT"));
-    EXPECT_EQ("a,b&c", TextPara(out[0], "DESC"));
+    EXPECT_EQ(3, IntPara(out[0], "port"));
+    EXPECT_EQ("a,b&c", TextPara(out[0], "desc"));
 }
 
 TEST_F(IePlugin, ImportRecordsFailuresAndExportRoundTrips) {
@@ -153,11 +159,11 @@ TEST_F(IePlugin, ImportRecordsFailuresAndExportRoundTrips) {
     MemoryScriptFile file;
     file.input.push_back(
         Cmd(kCmdAddVlan,
-            {Para("VLANID", {QXValue(1), QXValue(2)}), Para("NAME", {QXValue("lab", false)})}, 3));
+            {Para("vlanid", {QXValue(1), QXValue(2)}), Para("name", {QXValue("lab", false)})}, 3));
     file.input.push_back(Cmd(0x9999, {Para("X", {QXValue(1)})}, 4));  // not ours
-    file.input.push_back(Cmd(kCmdSetPortDesc, {Para("PORT", {QXValue(4)})}, 7));
+    file.input.push_back(Cmd(kCmdSetPortDesc, {Para("port", {QXValue(4)})}, 7));
     file.input.push_back(Cmd(
-        kCmdSetPortDesc, {Para("PORT", {QXValue(5)}), Para("DESC", {QXValue("up", false)})}, 8));
+        kCmdSetPortDesc, {Para("port", {QXValue(5)}), Para("desc", {QXValue("up", false)})}, 8));
 
     plugin.m_vlans[99] = "stale";
     plugin.PreImport(std::bitset<16>(1), {});
@@ -184,4 +190,52 @@ TEST_F(IePlugin, ImportRecordsFailuresAndExportRoundTrips) {
     MemoryScriptFile full;
     full.failWrites = true;
     EXPECT_EQ(kScriptErrWriteFailed, plugin.ExportFunc(7, 0, full).code);
+}
+
+// The import flow of a task: open the script, find the plug-in of each command's code through
+// the registry, let it import, and collect what failed in the thread's error manager.
+TEST_F(IePlugin, ImportsAScriptFileEndToEnd) {
+    char dir[] = "/tmp/qx_import_XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(dir));
+    const std::string path = std::string(dir) + "/NE_0-7_cfg.txt";
+    {
+        std::ofstream out(path);
+        out << "// encoding=\"UTF-8\"\n\n"
+               ":CFG-ADD-VLAN:{VLANID=10&&12, NAME=\"Office\"};\n"
+               ":cfg-set-portdesc:{port=3, desc=\"uplink\"};\n"
+               ":cfg-set-portdesc:{port=4};\n"  // no desc: the plug-in reports it
+               ":cfg-unknown:{x=1};\n"
+               ":cfg-add-vlan:{vlanid=};\n";  // does not parse: the reader reports it
+    }
+    ExampleVlanPlugin plugin;
+    plugin.Register();
+
+    TScriptFileImpl file(kScriptTypeNe);
+    ASSERT_TRUE(file.OpenForRead(kScriptTypeNe, dir, "NE_0-7_cfg.txt"));
+    std::map<unsigned long, ScriptRegeisterIF*> plugins;
+    ScriptManagerIF::Instance()->GetRegisterIFs(kScriptTypeNe, plugins);
+    std::set<ScriptRegeisterIF*> called;
+    file.GoToFirstCommand();
+    unsigned long code = 0;
+    while (file.GetCmdCodeOfCurrCmd(code)) {
+        auto it = plugins.find(code);
+        ASSERT_NE(plugins.end(), it);
+        if (!called.insert(it->second).second) break;
+        it->second->PreImport(std::bitset<16>(1), {});
+        it->second->ImportFunc(7, 0, file);  // reads every command it knows from here on
+    }
+    EXPECT_EQ(1u, called.size());
+    QXScriptErrMgr::Instance()->AppendScriptResult(file.GetCmdAnalyzedResult());
+
+    EXPECT_EQ((std::map<int, std::string>{{10, "Office"}, {11, "Office"}, {12, "Office"}}),
+              plugin.m_vlans);
+    EXPECT_EQ((std::map<int, std::string>{{3, "uplink"}}), plugin.m_portDescs);
+    const auto& results = QXScriptErrMgr::Instance()->m_scriptResults;
+    ASSERT_EQ(2u, results.size());
+    EXPECT_EQ(static_cast<int>(kConvertMissingPara), results.front().m_kind);
+    EXPECT_EQ(7, results.back().m_kind);  // the line of the command that did not parse
+    EXPECT_EQ(0x41017307ul, results.back().m_value);
+    plugin.Unregister();
+    std::remove(path.c_str());
+    rmdir(dir);
 }

@@ -29,9 +29,9 @@ bool ValidVlan(int id) {
 
 TScriptCmd MakeVlan(int id, const std::string& name) {
     TScriptCmd cmd(kCmdAddVlan);
-    cmd.AddPara("VLANID", id, false, false, false);
+    cmd.AddPara("vlanid", id, false, false, false);
     // As one string: the name is escaped, so any character survives the script.
-    cmd.AddPara("NAME", name.c_str(), true, false);
+    cmd.AddPara("name", name.c_str(), true, false);
     return cmd;
 }
 
@@ -48,9 +48,9 @@ unsigned long ImportAddVlan(TScriptCmd const& cmd, std::vector<TScriptCmd>& out)
     // The typed reads are not const: they work on a copy.
     TScriptCmd work(cmd);
     std::vector<int> ids;
-    if (!work.GetPara("VLANID", ids, 0, false) || ids.empty()) return kConvertMissingPara;
+    if (!work.GetPara("vlanid", ids, 0, false) || ids.empty()) return kConvertMissingPara;
     CStdString name;
-    work.GetPara("NAME", name, false);  // optional
+    work.GetPara("name", name, false);  // optional
     for (int id : ids) {
         if (!ValidVlan(id)) return kConvertBadValue;
     }
@@ -61,10 +61,10 @@ unsigned long ImportAddVlan(TScriptCmd const& cmd, std::vector<TScriptCmd>& out)
 unsigned long ExportAddVlan(TScriptCmd const& cmd, std::vector<TScriptCmd>& out) {
     TScriptCmd work(cmd);
     int id = 0;
-    if (!work.GetPara("VLANID", id, false)) return kConvertMissingPara;
+    if (!work.GetPara("vlanid", id, false)) return kConvertMissingPara;
     if (!ValidVlan(id)) return kConvertBadValue;
     CStdString name;
-    if (!work.GetPara("NAME", name, false) || name.empty()) {
+    if (!work.GetPara("name", name, false) || name.empty()) {
         name = "VLAN_" + std::to_string(id);
     }
     out.push_back(MakeVlan(id, name));
@@ -77,13 +77,13 @@ unsigned long ConvertPortDesc(TScriptCmd const& cmd, std::vector<TScriptCmd>& ou
     TScriptCmd work(cmd);
     int port = 0;
     CStdString desc;
-    if (!work.GetPara("PORT", port, false) || !work.GetPara("DESC", desc, false)) {
+    if (!work.GetPara("port", port, false) || !work.GetPara("desc", desc, false)) {
         return kConvertMissingPara;
     }
     if (port < 0) return kConvertBadValue;
     TScriptCmd normalised(kCmdSetPortDesc);
-    normalised.AddPara("PORT", port, false, false, false);
-    normalised.AddPara("DESC", desc.c_str(), true, false);
+    normalised.AddPara("port", port, false, false, false);
+    normalised.AddPara("desc", desc.c_str(), true, false);
     out.push_back(std::move(normalised));
     return kConvertOk;
 }
@@ -130,12 +130,12 @@ bool ExampleVlanPlugin::Apply(const TScriptCmd& converted) {
     int key = 0;
     CStdString text;
     if (cmd.GetCmdCode() == kCmdAddVlan) {
-        if (!cmd.GetPara("VLANID", key, false) || !cmd.GetPara("NAME", text, false)) return false;
+        if (!cmd.GetPara("vlanid", key, false) || !cmd.GetPara("name", text, false)) return false;
         m_vlans[key] = text;
         return true;
     }
     if (cmd.GetCmdCode() == kCmdSetPortDesc) {
-        if (!cmd.GetPara("PORT", key, false) || !cmd.GetPara("DESC", text, false)) return false;
+        if (!cmd.GetPara("port", key, false) || !cmd.GetPara("desc", text, false)) return false;
         m_portDescs[key] = text;
         return true;
     }
@@ -185,8 +185,8 @@ QXSingleReturn ExampleVlanPlugin::ExportFunc(unsigned long, unsigned long, Scrip
     for (const auto& [id, name] : m_vlans) write(MakeVlan(id, name), ExportAddVlan);
     for (const auto& [port, desc] : m_portDescs) {
         TScriptCmd cmd(kCmdSetPortDesc);
-        cmd.AddPara("PORT", port, false, false, false);
-        cmd.AddPara("DESC", desc.c_str(), true, false);
+        cmd.AddPara("port", port, false, false, false);
+        cmd.AddPara("desc", desc.c_str(), true, false);
         write(cmd, ExportSetPortDesc);
     }
     if (writeFailed) {

@@ -3,8 +3,8 @@
 // A worked example of an import/export plug-in. It serves two commands of NE configuration
 // scripts:
 //
-//   :cfg-add-vlan:{VLANID=10&&12,NAME="office"};   one or more VLANs with an optional name
-//   :cfg-set-portdesc:{PORT=3,DESC="uplink"};      the description of one port
+//   :cfg-add-vlan:{vlanid=10&&12,name="office"};   one or more VLANs with an optional name
+//   :cfg-set-portdesc:{port=3,desc="uplink"};      the description of one port
 //
 // and keeps the configuration they describe in memory, standing in for the element's data.
 // Import reads a script and fills that configuration; export writes it back as commands.
@@ -44,11 +44,11 @@ constexpr unsigned long kConvertOk = 0;
 constexpr unsigned long kConvertMissingPara = 1;
 constexpr unsigned long kConvertBadValue = 2;
 
-// Import: one command per VLAN of the VLANID list (ranges included), each with the NAME.
+// Import: one command per VLAN of the vlanid list (ranges included), each with the name.
 unsigned long ImportAddVlan(TScriptCmd const& cmd, std::vector<TScriptCmd>& out);
-// Export: one VLAN; a missing NAME becomes "VLAN_<id>".
+// Export: one VLAN; a missing name becomes "VLAN_<id>".
 unsigned long ExportAddVlan(TScriptCmd const& cmd, std::vector<TScriptCmd>& out);
-// Both directions: PORT and DESC are required; the command is passed on normalised.
+// Both directions: port and desc are required; the command is passed on normalised.
 unsigned long ImportSetPortDesc(TScriptCmd const& cmd, std::vector<TScriptCmd>& out);
 unsigned long ExportSetPortDesc(TScriptCmd const& cmd, std::vector<TScriptCmd>& out);
 

@@ -1,10 +1,20 @@
 #pragma once
 
+#include <string>
+
+#include "qx_scriptutil/TScriptCmd.h"
+
 namespace NSQX_script {
 namespace parser {
 
 // Turns the generated parser's trace on or off (process-wide; call under ScriptParseLock).
 void SetParseTrace(bool on);
+// Whether that trace is on.
+bool ParseTraceOn();
+
+// AnalyseOneCommand through the generated parser alone, as the reference that the hand-written
+// one is measured and checked against.
+int ParseWithGrammar(const std::string& text, MMLCmdStruct& cmd);
 
 }  // namespace parser
 }  // namespace NSQX_script

@@ -250,5 +250,9 @@ void SetParseTrace(bool on) {
     trace = TraceState();
 }
 
+bool ParseTraceOn() {
+    return qxmmldebug != 0;
+}
+
 }  // namespace parser
 }  // namespace NSQX_script

@@ -33,6 +33,7 @@ void ParseBuilder::Begin(MMLCmdStruct& cmd) {
     objectOpen_ = false;
     ClearPending();
     spent_ = 0;
+    direct_ = nullptr;
     failure_ = "";
     poisoned_ = false;
 }
@@ -157,6 +158,51 @@ bool ParseBuilder::EndParameter() try {
     return true;
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
+}
+
+void ParseBuilder::BeginValues(std::size_t expected) {
+    if (names_.empty()) {
+        direct_ = &scratch_;
+    } else {
+        MMLParaStruct& para = AppendParameter();
+        directOwner_ = cur_.used - 1;
+        Build(para.name, names_.front());
+        if (!para.objects.empty()) para.objects.clear();
+        direct_ = &para.values;
+    }
+    // Built afresh rather than over the old values: moving those along when the list grows
+    // costs more than their storage saves.
+    direct_->clear();
+    if (direct_->capacity() < expected) direct_->reserve(expected);
+}
+
+bool ParseBuilder::ValueRangeDirect(std::int64_t from, std::int64_t to) {
+    // Counted exactly as in Range.
+    const std::int64_t first = static_cast<std::int32_t>(from);
+    const std::int64_t last = std::min<std::int64_t>(to, std::numeric_limits<std::int32_t>::max());
+    if (first > last) return true;
+    const std::size_t count = static_cast<std::size_t>(last - first + 1);
+    if (!Spend(count)) return false;
+    std::vector<QXValue>& values = *direct_;
+    if (values.capacity() - values.size() < count)
+        values.reserve(std::max(values.size() + count, 2 * values.capacity()));
+    for (std::int64_t i = first; i <= last; ++i) values.emplace_back(static_cast<int>(i));
+    return true;
+}
+
+bool ParseBuilder::EndValues() {
+    const std::size_t count = direct_->size();
+    direct_ = nullptr;
+    if (!Spend(names_.size() * std::max<std::size_t>(count, 1))) return false;
+    // Further names get copies of the first one's values.
+    for (std::size_t n = 1; n < names_.size(); ++n) {
+        MMLParaStruct& para = AppendParameter();
+        Build(para.name, names_[n]);
+        para.values = (*cur_.vec)[directOwner_].values;
+        if (!para.objects.empty()) para.objects.clear();
+    }
+    ClearPending();
+    return true;
 }
 
 bool ParseBuilder::EnterGroup(MMLParaStruct& owner, std::size_t index) {

@@ -54,6 +54,17 @@ class ParseBuilder {
     }
     const char* Failure() const { return failure_; }
 
+    // The hand-written parser builds the values of a plain parameter directly instead of
+    // through the pending list: BeginValues once the names are complete, then the values, then
+    // EndValues, with the same result and the same value budget as PushValue, ValueRange and
+    // EndParameter. These may throw std::bad_alloc.
+    void BeginValues(std::size_t expected);
+    void ValueText(const char* s, std::size_t n) { direct_->emplace_back().SetString(s, n); }
+    void ValueInteger(std::int64_t v) { direct_->emplace_back(static_cast<long>(v)); }
+    void ValueReal(double v) { direct_->emplace_back(v); }
+    bool ValueRangeDirect(std::int64_t from, std::int64_t to);
+    bool EndValues();
+
     enum Kind { kText, kInteger, kReal };
 
   private:
@@ -112,6 +123,11 @@ class ParseBuilder {
     std::vector<Pending> names_;
     std::vector<Pending> values_;
     std::size_t spent_ = 0;
+    // The value list being built directly and the index of its parameter in the current
+    // vector. Without names the values go to scratch_ and are lost.
+    std::vector<QXValue>* direct_ = nullptr;
+    std::size_t directOwner_ = 0;
+    std::vector<QXValue> scratch_;
     const char* failure_ = "";
     // An allocation failed halfway through an action, leaving a parameter half rebuilt.
     bool poisoned_ = false;

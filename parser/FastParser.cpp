@@ -1,0 +1,359 @@
+#include "parser/FastParser.h"
+
+#include <cstdint>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "parser/Literals.h"
+#include "parser/Scanner.h"
+
+namespace NSQX_script {
+namespace parser {
+
+namespace {
+
+// Deeper groups go to the generated parser, whose stacks live on the heap; recursion here
+// stays within a few kilobytes of the caller's stack.
+constexpr int kMaxDepth = 64;
+
+#if defined(__clang__) || defined(__GNUC__)
+#define QX_NO_ADDRESS_CHECK __attribute__((no_sanitize("address")))
+#else
+#define QX_NO_ADDRESS_CHECK
+#endif
+
+enum CharClass : std::uint8_t { kWordChar = 1, kDigitChar = 2, kHexChar = 4, kBlankChar = 8 };
+
+struct CharTable {
+    std::uint8_t cls[256] = {};
+    constexpr CharTable() {
+        for (int c = '0'; c <= '9'; ++c) cls[c] = kWordChar | kDigitChar | kHexChar;
+        for (int c = 'a'; c <= 'z'; ++c) cls[c] = kWordChar;
+        for (int c = 'A'; c <= 'Z'; ++c) cls[c] = kWordChar;
+        for (int c = 'a'; c <= 'f'; ++c) cls[c] |= kHexChar;
+        for (int c = 'A'; c <= 'F'; ++c) cls[c] |= kHexChar;
+        cls[static_cast<unsigned char>('_')] = kWordChar;
+        cls[static_cast<unsigned char>('-')] = kWordChar;
+        cls[static_cast<unsigned char>(' ')] = kBlankChar;
+        cls[static_cast<unsigned char>('\t')] = kBlankChar;
+        cls[static_cast<unsigned char>('\n')] = kBlankChar;
+    }
+};
+constexpr CharTable kChars;
+
+inline bool Is(char c, CharClass k) {
+    return (kChars.cls[static_cast<unsigned char>(c)] & k) != 0;
+}
+
+// Two scans over the text in 16-byte blocks. The loads are aligned, so they never cross into
+// another page, and the text ends in a NUL that stops both; bytes of a block beyond that NUL or
+// before the start are read but ignored, which is why the address checker is kept out.
+#if defined(__SSE2__)
+
+inline unsigned Matches(__m128i block, char c) {
+    return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8(c))));
+}
+
+// The first '"', backslash or NUL at or after p.
+QX_NO_ADDRESS_CHECK const char* QuoteStop(const char* p) {
+    const std::uintptr_t skew = reinterpret_cast<std::uintptr_t>(p) & 15;
+    const char* base = p - skew;
+    unsigned keep = 0xFFFFu << skew;
+    for (;; base += 16, keep = 0xFFFFu) {
+        const __m128i block = _mm_load_si128(reinterpret_cast<const __m128i*>(base));
+        const unsigned hits =
+            (Matches(block, '"') | Matches(block, '\\') | Matches(block, 0)) & keep;
+        if (hits != 0) return base + __builtin_ctz(hits);
+    }
+}
+
+// The count of '&' from p up to the first ',', '}' or NUL.
+QX_NO_ADDRESS_CHECK std::size_t AmpersandsBeforeEnd(const char* p) {
+    const std::uintptr_t skew = reinterpret_cast<std::uintptr_t>(p) & 15;
+    const char* base = p - skew;
+    unsigned keep = 0xFFFFu << skew;
+    std::size_t n = 0;
+    for (;; base += 16, keep = 0xFFFFu) {
+        const __m128i block = _mm_load_si128(reinterpret_cast<const __m128i*>(base));
+        const unsigned ands = Matches(block, '&') & keep;
+        const unsigned ends =
+            (Matches(block, ',') | Matches(block, '}') | Matches(block, 0)) & keep;
+        if (ends != 0)
+            return n + static_cast<std::size_t>(__builtin_popcount(ands & ((ends & -ends) - 1)));
+        n += static_cast<std::size_t>(__builtin_popcount(ands));
+    }
+}
+
+#else
+
+const char* QuoteStop(const char* p) {
+    while (*p != '"' && *p != '\\' && *p != '\0') ++p;
+    return p;
+}
+
+std::size_t AmpersandsBeforeEnd(const char* p) {
+    std::size_t n = 0;
+    for (;; ++p) {
+        if (*p == '&') ++n;
+        if (*p == ',' || *p == '}' || *p == '\0') return n;
+    }
+}
+
+#endif
+
+// As QuoteEnd.
+const char* QuoteClose(const char* p) {
+    for (;;) {
+        p = QuoteStop(p);
+        if (*p == '"') return p;
+        if (*p == '\0' || p[1] == '\0') return nullptr;
+        p += 2;
+    }
+}
+
+enum Token {
+    kEnd,
+    kNumber,
+    kString,
+    kReal,
+    kIdent,
+    kAnd,
+    kTo,
+    kEqual,
+    kColon,
+    kSemicolon,
+    kComma,
+    kOpen,
+    kClose,
+    kUnsure,  // anything the generated parser must see: it never parses here
+};
+
+class Parser {
+  public:
+    Parser(const char* text, ParseBuilder& builder) : p_(text), b_(builder) {}
+
+    bool Command() {
+        Next();
+        if (tok_ != kColon) return false;
+        Next();
+        if (tok_ != kIdent || !b_.CommandName(val_)) return false;
+        Next();
+        if (tok_ != kColon) return false;
+        Next();
+        if (!List()) return false;
+        if (tok_ != kSemicolon) return false;
+        Next();
+        if (tok_ != kEnd) return false;
+        b_.ClearPending();
+        return true;
+    }
+
+  private:
+    // The text ends at its first NUL, as for the generated scanner.
+    void Next() {
+        while (Is(*p_, kBlankChar)) ++p_;
+        const char* const s = p_;
+        switch (*s) {
+            case '\0':
+                tok_ = kEnd;
+                return;
+            case ':':
+                ++p_;
+                tok_ = kColon;
+                return;
+            case ';':
+                ++p_;
+                tok_ = kSemicolon;
+                return;
+            case ',':
+                ++p_;
+                tok_ = kComma;
+                return;
+            case '{':
+                ++p_;
+                tok_ = kOpen;
+                return;
+            case '}':
+                ++p_;
+                tok_ = kClose;
+                return;
+            case '=':
+                ++p_;
+                tok_ = kEqual;
+                return;
+            case '&':
+                if (s[1] == '&') {
+                    p_ += 2;
+                    tok_ = kTo;
+                } else {
+                    ++p_;
+                    tok_ = kAnd;
+                }
+                return;
+            case '"': {
+                const char* const close = QuoteClose(s + 1);
+                if (close == nullptr) {
+                    tok_ = kUnsure;
+                    return;
+                }
+                val_.str = s + 1;
+                val_.len = static_cast<std::size_t>(close - s - 1);
+                p_ = close + 1;
+                tok_ = kString;
+                return;
+            }
+            default:
+                if (Is(*s, kWordChar)) {
+                    Word(s);
+                } else {
+                    tok_ = kUnsure;
+                }
+                return;
+        }
+    }
+
+    // A maximal run of [A-Za-z0-9_-]: a fraction when it is -?[0-9]+ and a full stop follows,
+    // else a decimal number when it is -?[0-9]+, else a hexadecimal number when it is
+    // 0x[0-9a-fA-F]+, else an identifier.
+    void Word(const char* s) {
+        const char* const digits = s + (*s == '-' ? 1 : 0);
+        const char* e = digits;
+        while (Is(*e, kDigitChar)) ++e;
+        if (e != digits && !Is(*e, kWordChar)) {
+            if (*e != '.') {
+                val_.num = DecimalValue(s, static_cast<std::size_t>(e - s));
+                tok_ = kNumber;
+                p_ = e;
+                return;
+            }
+            ++e;
+            while (Is(*e, kDigitChar)) ++e;
+            // Out of range the generated scanner's value would depend on what follows.
+            tok_ = ExactRealValue(s, static_cast<std::size_t>(e - s), val_.real) ? kReal : kUnsure;
+            p_ = e;
+            return;
+        }
+        while (Is(*e, kWordChar)) ++e;
+        p_ = e;
+        if (s[0] == '0' && s[1] == 'x' && e - s > 2) {
+            const char* h = s + 2;
+            while (h != e && Is(*h, kHexChar)) ++h;
+            if (h == e) {
+                val_.num = HexValue(s, static_cast<std::size_t>(e - s));
+                tok_ = kNumber;
+                return;
+            }
+        }
+        val_.str = s;
+        val_.len = static_cast<std::size_t>(e - s);
+        tok_ = kIdent;
+    }
+
+    // A guess at how many values the current list still holds, to grow it once instead of
+    // doubling it again and again: one and one for each "&" before the end of the parameter,
+    // by a scan that knows nothing of strings and ranges.
+    std::size_t ValuesAhead() const { return 1 + AmpersandsBeforeEnd(p_); }
+
+    // '{' parameters '}', where parameters are empty, or one parameter, or a list of them that
+    // may start with a comma but never ends with one.
+    bool List() {
+        if (tok_ != kOpen || depth_ == kMaxDepth || !b_.OpenGroup()) return false;
+        ++depth_;
+        Next();
+        if (tok_ != kClose) {
+            if (tok_ != kComma && !Parameter()) return false;
+            while (tok_ == kComma) {
+                Next();
+                if (!Parameter()) return false;
+            }
+            if (tok_ != kClose) return false;
+        }
+        b_.CloseGroup();
+        --depth_;
+        Next();
+        return true;
+    }
+
+    bool Parameter() {
+        for (;;) {
+            if (tok_ == kIdent || tok_ == kString) {
+                if (!b_.PushName(val_, false)) return false;
+                Next();
+            } else if (tok_ == kNumber) {
+                const TokenValue first = val_;
+                Next();
+                if (tok_ == kTo) {
+                    Next();
+                    if (tok_ != kNumber || !b_.NameRange(first.num, val_.num)) return false;
+                    Next();
+                } else if (!b_.PushName(first, true)) {
+                    return false;
+                }
+            } else {
+                return false;
+            }
+            if (tok_ != kAnd) break;
+            Next();
+        }
+        if (tok_ != kEqual) return false;
+        Next();
+        if (tok_ == kOpen) {
+            if (!List()) return false;
+            while (tok_ == kAnd) {
+                if (!b_.NextGroup()) return false;
+                Next();
+                if (!List()) return false;
+            }
+            b_.EndObjectParameter();
+            return true;
+        }
+        b_.BeginValues(ValuesAhead());
+        for (;;) {
+            if (tok_ == kIdent || tok_ == kString) {
+                b_.ValueText(val_.str, val_.len);
+                Next();
+            } else if (tok_ == kNumber) {
+                const std::int64_t first = val_.num;
+                Next();
+                if (tok_ == kTo) {
+                    Next();
+                    if (tok_ != kNumber || !b_.ValueRangeDirect(first, val_.num)) return false;
+                    Next();
+                } else {
+                    b_.ValueInteger(first);
+                }
+            } else if (tok_ == kReal) {
+                b_.ValueReal(val_.real);
+                Next();
+            } else {
+                return false;
+            }
+            if (tok_ != kAnd) break;
+            Next();
+        }
+        return b_.EndValues();
+    }
+
+    const char* p_;
+    ParseBuilder& b_;
+    Token tok_ = kEnd;
+    TokenValue val_{};
+    int depth_ = 0;
+};
+
+}  // namespace
+
+bool FastParse(const std::string& text, ParseBuilder& builder) {
+    // No token can reach the generated scanner's limit in a shorter text.
+    if (text.size() >= kTokenLimit) return false;
+    try {
+        return Parser(text.c_str(), builder).Command();
+    } catch (...) {
+        return false;  // out of memory: the generated parser reports it its own way
+    }
+}
+
+}  // namespace parser
+}  // namespace NSQX_script

@@ -1,0 +1,74 @@
+#pragma once
+
+// How number and string tokens are read. Both scanners use these, so that their values agree
+// to the bit, saturation and wrapping included.
+
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <system_error>
+
+namespace NSQX_script {
+namespace parser {
+
+// Base 10, saturating at the 64-bit range like strtol, then narrowed to 32 bits (wrapping).
+// The text is -?[0-9]+ and the byte after it is no digit.
+inline std::int64_t DecimalValue(const char* text, std::size_t length) {
+    const bool negative = text[0] == '-';
+    const std::size_t digits = length - (negative ? 1 : 0);
+    std::int64_t value;
+    if (digits <= 18) {
+        std::int64_t v = 0;
+        for (const char* p = text + (negative ? 1 : 0); p != text + length; ++p)
+            v = v * 10 + (*p - '0');
+        value = negative ? -v : v;
+    } else {
+        value = std::strtoll(text, nullptr, 10);  // stops at the first byte that is no digit
+    }
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
+}
+
+// As "%x" reads an unsigned 32-bit value: the number saturated at 64 bits, then its low half.
+// The text is 0x followed by hexadecimal digits.
+inline std::int64_t HexValue(const char* text, std::size_t length) {
+    std::uint64_t v = 0;
+    for (const char* p = text + 2; p != text + length; ++p) {
+        const char c = *p;
+        const unsigned digit = c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10;
+        if (v >> 60) {
+            v = UINT64_MAX;
+            break;
+        }
+        v = v << 4 | digit;
+    }
+    return static_cast<std::uint32_t>(v);
+}
+
+// The fraction -?[0-9]+\.[0-9]* when it is in the range of a double; false otherwise.
+inline bool ExactRealValue(const char* text, std::size_t length, double& value) {
+    const auto r = std::from_chars(text, text + length, value);
+    return r.ec == std::errc() && r.ptr == text + length;
+}
+
+// As ExactRealValue, with strtod's HUGE_VAL or 0 out of range; text must end in a NUL there.
+inline double RealValue(const char* text, std::size_t length) {
+    double value = 0;
+    if (!ExactRealValue(text, length, value)) value = std::strtod(text, nullptr);
+    return value;
+}
+
+// The end of a double-quoted string whose text starts at p, or null when it does not close.
+// A backslash takes the next character with it, whatever it is; the end of input (NUL) is no
+// character.
+inline const char* QuoteEnd(const char* p) {
+    for (;;) {
+        while (*p != '"' && *p != '\\' && *p != '\0') ++p;  // strings are short: no strcspn
+        if (*p == '"') return p;
+        if (*p == '\0' || p[1] == '\0') return nullptr;
+        p += 2;
+    }
+}
+
+}  // namespace parser
+}  // namespace NSQX_script

@@ -1,0 +1,207 @@
+// The hand-written parser claims the commands that scripts hold, always with the generated
+// parser's tree, and leaves everything unusual to the generated parser.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "parser/FastParser.h"
+#include "parser/Grammar.h"
+#include "parser/SampleCommands.h"
+#include "qx_scriptutil/ScriptParser.h"
+
+using namespace NSQX_script;
+
+namespace {
+
+// Names, values and groups with their types: 'text', 5 (64-bit), 5i (32-bit), 1.5d (double).
+std::string Show(const QXValue& v) {
+    const std::string hidden = v.IsStringTypeEx() || v.StringRef().empty() ? "" : "?stale";
+    switch (v.GetType()) {
+        case QXValue::kString:
+            return "'" + v.StringRef() + "'";
+        case QXValue::kInt32:
+            return v.As_std_string() + "i" + hidden;
+        case QXValue::kInt64:
+            return v.As_std_string() + hidden;
+        case QXValue::kDouble:
+            return v.As_std_string() + "d" + hidden;
+        default:
+            return "?empty";
+    }
+}
+
+std::string Show(const std::vector<MMLParaStruct>& list) {
+    std::string out;
+    for (const MMLParaStruct& p : list) {
+        if (!out.empty()) out += ",";
+        out += Show(p.name) + "=";
+        for (std::size_t i = 0; i < p.values.size(); ++i) out += (i ? "&" : "") + Show(p.values[i]);
+        for (std::size_t i = 0; i < p.objects.size(); ++i)
+            out += (i ? "&{" : "{") + Show(p.objects[i]) + "}";
+    }
+    return out;
+}
+
+std::string Show(const MMLCmdStruct& cmd) {
+    return cmd.cmdName + ":" + Show(cmd.paraList);
+}
+
+// Parses text with both parsers into records that keep their earlier trees, as the script
+// reader's does; the hand-written parser must claim it and agree.
+class BothParsers {
+  public:
+    ::testing::AssertionResult Claimed(const std::string& text) {
+        testing::internal::CaptureStdout();
+        const bool claimed = parser::FastParseCommand(text, fast_);
+        const std::string printed = testing::internal::GetCapturedStdout();
+        const int result = parser::ParseWithGrammar(text, reference_);
+        if (!claimed) return ::testing::AssertionFailure() << "declined " << text;
+        if (!printed.empty()) return ::testing::AssertionFailure() << "printed " << printed;
+        if (result != 0) return ::testing::AssertionFailure() << "grammar refuses " << text;
+        if (Show(fast_) != Show(reference_))
+            return ::testing::AssertionFailure()
+                   << text << "\n  fast:    " << Show(fast_) << "\n  grammar: " << Show(reference_);
+        return ::testing::AssertionSuccess();
+    }
+    const MMLCmdStruct& Tree() const { return fast_; }
+
+  private:
+    MMLCmdStruct fast_;
+    MMLCmdStruct reference_;
+};
+
+// What AnalyseOneCommand does with the text, printed output included.
+struct Outcome {
+    int result;
+    std::string tree;
+    std::string printed;
+};
+
+template <class Parse>
+Outcome ParseAndShow(Parse parse, const std::string& text) {
+    MMLCmdStruct cmd;
+    cmd.paraList.resize(3);  // an earlier tree, to be replaced
+    testing::internal::CaptureStdout();
+    const int result = parse(text, cmd);
+    return Outcome{result, Show(cmd), testing::internal::GetCapturedStdout()};
+}
+
+}  // namespace
+
+TEST(FastParser, ClaimsTheBenchmarkCorpusWithTheGrammarsTrees) {
+    BothParsers both;
+    for (const std::string& text : parser::SampleCommands(20240601u).Commands(4000))
+        ASSERT_TRUE(both.Claimed(text));
+    for (const std::string& text : parser::SampleCommands(99u, true).Commands(2000))
+        ASSERT_TRUE(both.Claimed(text));
+}
+
+TEST(FastParser, NumbersAgainstIdentifiers) {
+    BothParsers both;
+    const std::string texts[] = {
+        ":X:{A=12,B=12-3,C=1e5,D=-0x10,E=-,F=-7,G=007,H=--1,I=1-,J=_1,K=a-1};",
+        ":X:{A=12.,B=-1.50,C=0.0,D=-0.,E=00012.3400,F=1.5&2.,G=-0.0};",
+        ":X:{A=0x1F,B=0X1F,C=0x,D=0xg,E=0x1fg,F=0xffFFffFF,G=0x1FFFFFFFF,H=0x0};",
+        ":X:{A=0x11111111111111111111,B=0x000000000000000000007,C=0x1_};",
+        ":X:{A=2147483648,B=-2147483649,C=99999999999999999999,D=-99999999999999999999};",
+        ":X:{A=9223372036854775807,B=9223372036854775808,C=123456789012345678};",
+        ":X:{A=1234567890123456789.5,B=1." + std::string(300, '1') + "};",
+        ":X:{12=a,-3=b,0x10=c,0X10=d};",
+    };
+    for (const std::string& text : texts) EXPECT_TRUE(both.Claimed(text));
+    ASSERT_TRUE(both.Claimed(":X:{A=12.,B=-1.50,C=0x1F,D=0X1F,E=12-3};"));
+    EXPECT_EQ(Show(both.Tree()), "X:'A'=12.d,'B'=-1.5d,'C'=31,'D'='0X1F','E'='12-3'");
+}
+
+TEST(FastParser, RangesListsAndGroups) {
+    BothParsers both;
+    const char* const texts[] = {
+        ":X:{A=1&&3,B=3&&1,C=5&&5,D=1&&3&7&-2&&0};",
+        ":X:{A=2147483645&&2147483647,B=2147483646&&9999999999,C=-2147483648&&-2147483646};",
+        ":X:{A=4294967295&&1,B=0x7ffffffe&&0x7fffffff,C=0xfffffffe&&2};",
+        ":X:{1&&3=x,5&&1=y,A&B=1&2,A&2&&3&\"q\"=z,0&&2&C={D=1}};",
+        ":X:{A={B=1}&{B=2},C={}&{}&{D={E={F={}}}},G&H={I=1}&{J=2}};",
+        ":X:{A={B={C=1}&{C=2},D=3}&{B={}},E=4};",
+        ":X:{,A=1};",
+        ":X:{,A={,B=1}};",
+        ":X:{};",
+        ":X:{A=\"\",B=\"a\\\"b\",C=\"x\\\\\",D=\"\\\n\",E=\"a,b}&c\"};",
+        " \t\n:\nX\t: {\n A \t= 1 &\n2 ,B=\t{C = x}\n&\n{ } } ;\n \t\n",
+    };
+    for (const char* text : texts) EXPECT_TRUE(both.Claimed(text));
+    EXPECT_TRUE(both.Claimed(std::string(":X:{A=1};\0junk", 14)));
+
+    ASSERT_TRUE(both.Claimed(":X:{A&2&&3=5&&6,B=3&&1&x,C={D=1}&{}};"));
+    EXPECT_EQ(Show(both.Tree()), "X:'A'=5i&6i,2i=5i&6i,3i=5i&6i,'B'='x','C'={'D'=1}&{}");
+}
+
+TEST(FastParser, DeclinesWhatItLeavesToTheGrammar) {
+    const std::string deep = ":X:{" + [] {
+        std::string s;
+        for (int i = 0; i < 100; ++i) s += "A={";
+        s += "B=1";
+        for (int i = 0; i < 100; ++i) s += "}";
+        return s;
+    }() + "};";
+    const std::vector<std::string> texts = {
+        "X:{};",
+        ":X:{A=1,};",
+        ":X:{,};",
+        ":X:{A=1}; :Y:{};",
+        ":X:{A=1};;",
+        ":\"X\":{};",
+        ":12:{};",
+        ":X:{A};",
+        ":X:{A=};",
+        ":X:{A=1&};",
+        ":X:{A=1&&};",
+        ":X:{A=1&&2&&3};",
+        ":X:{A=1&&&2};",
+        ":X:{A=x&&y};",
+        ":X:{A=1&&x};",
+        ":X:{A=1.5&&2};",
+        ":X:{1.5=x};",
+        ":X:{A&&B=1};",
+        ":X:{A={B=1}&C};",
+        ":X:{A={B=1}&&{B=2}};",
+        ":X:{A=1}",
+        ":X:{A=1};\r\n",
+        ":X:{A=<1>};",
+        ":X:{A=`1`};",
+        ":X:{A=\\1};",
+        ":X:{A=\xC3\xA9};",
+        ":X:{A=[p],B=[q]};",
+        ":X:{A=[p]};",
+        ":X:{A=\"open};",
+        ":X:{A=\"open\\",
+        ":X:{A=1.5e3};",
+        ":X:{A=!};",
+        std::string(":X:{A=1\0};", 11),
+        ":X:{A=1" + std::string(400, '0') + ".5};",
+        ":X:{A=0&&2000000};",
+        deep,
+        ":X:{A=" + std::string(131072, 'a') + "};",
+    };
+    for (const std::string& text : texts) {
+        MMLCmdStruct cmd;
+        EXPECT_FALSE(parser::FastParseCommand(text, cmd)) << text.substr(0, 60);
+        // Through the public entry the generated parser gives its own answer, printed output
+        // and partial trees included.
+        if (text.size() > 131071) continue;
+        const Outcome got = ParseAndShow(AnalyseOneCommand, text);
+        const Outcome want = ParseAndShow(parser::ParseWithGrammar, text);
+        EXPECT_EQ(got.result, want.result) << text.substr(0, 60);
+        EXPECT_EQ(got.tree, want.tree) << text.substr(0, 60);
+        EXPECT_EQ(got.printed, want.printed) << text.substr(0, 60);
+    }
+}
+
+TEST(FastParser, TraceShowsEveryCommand) {
+    SetParserDebug(true);
+    const Outcome traced = ParseAndShow(AnalyseOneCommand, ":X:{A=1};");
+    SetParserDebug(false);
+    EXPECT_EQ(traced.result, 0);
+    EXPECT_NE(traced.printed.find("\"command : IDENT\""), std::string::npos);
+    EXPECT_EQ(ParseAndShow(AnalyseOneCommand, ":X:{A=1};").printed, "");
+}

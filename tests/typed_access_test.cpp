@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,12 +14,6 @@
 using namespace NSQX_script;
 
 namespace {
-
-// QX_TEST_DATA names the data folder; without it, the folder beside this source file.
-std::string TestDataBesideSource() {
-    const std::string source = __FILE__;
-    return source.substr(0, source.find_last_of('/') + 1) + "data";
-}
 
 MMLParaStruct Para(char const* name, std::vector<QXValue> values) {
     MMLParaStruct para;
@@ -41,8 +36,7 @@ std::vector<std::string> ValueTexts(MMLParaStruct const& para) {
 std::string Written(MMLParaStruct const& para) {
     std::string text = para.name.As_std_string() + "=";
     for (std::size_t i = 0; i < para.values.size(); ++i) {
-        if (i != 0) text += "&";
-        text += para.values[i].As_std_string();
+        text += (i != 0 ? "&" : "") + para.values[i].As_std_string();
     }
     return text;
 }
@@ -52,7 +46,10 @@ class TypedAccessTest : public ::testing::Test {
   protected:
     void SetUp() override {
         const char* dir = std::getenv("QX_TEST_DATA");
-        qxp::SetAppRootPath((dir != nullptr ? std::string(dir) : TestDataBesideSource()) +
+        const std::string source = __FILE__;
+        qxp::SetAppRootPath((dir != nullptr
+                                 ? std::string(dir)
+                                 : source.substr(0, source.find_last_of('/')) + "/data") +
                             "/enum/");
         ASSERT_EQ(QXScriptEnumMgr::Instance()->Init("good.xml"), 0u);
     }
@@ -63,56 +60,64 @@ class TypedAccessTest : public ::testing::Test {
         QXScriptEnumMgr::Destroy();
         qxp::ResetOverrides();
     }
+
+    // A read by name of one value; nothing when the read fails.
+    template <typename T>
+    static std::optional<T> Read(TScriptCmdRef& from, char const* name, bool remove = false) {
+        T value{};
+        if (!from.GetPara(name, value, remove)) return std::nullopt;
+        return value;
+    }
+    template <typename T>
+    std::optional<T> Read(char const* name, bool remove = false) {
+        return Read<T>(cmd, name, remove);
+    }
+    static std::optional<std::vector<int>> IntsOf(TScriptCmdRef& from, char const* name,
+                                                  int count) {
+        std::vector<int> values;
+        if (!from.GetPara(name, values, count, false)) return std::nullopt;
+        return values;
+    }
+
     TScriptCmd cmd{5};
 };
 
+using Ints = std::vector<int>;
+
 }  // namespace
 
-TEST_F(TypedAccessTest, ReadsByPositionStopAtTheEnd) {
+TEST_F(TypedAccessTest, ReadsByPositionAndByNameTakeTheFirstMatchAndRemoveOnRequest) {
     cmd.GetParaList() = {Para("A", {Text("x")}), Para("B", {Text("y")})};
     CStdString name, value;
     EXPECT_TRUE(cmd.GetPara(1u, name, value));
-    EXPECT_EQ(name, "B");
-    EXPECT_EQ(value, "y");
+    EXPECT_EQ(name + "=" + value, "B=y");
     EXPECT_FALSE(cmd.GetPara(2u, name, value));
     MMLParaStruct para;
     EXPECT_FALSE(TScriptCmdRef().GetPara(0u, para));
-}
 
-TEST_F(TypedAccessTest, ReadsByNameTakeTheFirstMatchAndRemoveOnRequest) {
     cmd.GetParaList() = {Para("A", {QXValue(1L)}), Para("a", {QXValue(3L)}),
                          Para("A", {QXValue(2L)})};
-    int value = 0;
-    EXPECT_TRUE(cmd.GetPara("A", value, false));
-    EXPECT_EQ(value, 1);
-    EXPECT_TRUE(cmd.GetPara("A", value, false));
-    EXPECT_EQ(value, 1);
-    EXPECT_TRUE(cmd.GetPara("A", value, true));
-    EXPECT_EQ(value, 1);
-    EXPECT_TRUE(cmd.GetPara("A", value, true));
-    EXPECT_EQ(value, 2);
-    EXPECT_FALSE(cmd.GetPara("A", value, true));
-    EXPECT_FALSE(cmd.GetPara(nullptr, value, false));
+    EXPECT_EQ(Read<int>("A"), 1);
+    EXPECT_EQ(Read<int>("A"), 1);
+    EXPECT_EQ(Read<int>("A", true), 1);
+    EXPECT_EQ(Read<int>("A", true), 2);
+    EXPECT_EQ(Read<int>("A", true), std::nullopt);
+    EXPECT_EQ(Read<int>(nullptr), std::nullopt);
     ASSERT_EQ(cmd.GetSize(), 1u);
 
     // A read that fails after the parameter was found still removes it.
     cmd.GetParaList() = {Para("T", {Text("x"), Text("y")})};
-    CStdString text;
-    EXPECT_FALSE(cmd.GetPara("T", text, true));
+    EXPECT_EQ(Read<CStdString>("T", true), std::nullopt);
     EXPECT_EQ(cmd.GetSize(), 0u);
 }
 
 TEST_F(TypedAccessTest, TextReadsNeedOneValueAndUndoEscaping) {
     cmd.GetParaList() = {Para("A", {QXValue(1L), QXValue(2L)}), Para("D", {Text("x\\$")}),
                          Para("Q", {Text("say \\\"hi\\\"")}), Para("N", {QXValue(1.5)})};
-    CStdString text;
-    EXPECT_FALSE(cmd.GetPara("A", text, false));
-    ASSERT_TRUE(cmd.GetPara("D", text, false));
-    EXPECT_EQ(text, "x\\");
-    ASSERT_TRUE(cmd.GetPara("Q", text, false));
-    EXPECT_EQ(text, "say \"hi\"");
-    ASSERT_TRUE(cmd.GetPara("N", text, false));
-    EXPECT_EQ(text, "1.5");
+    EXPECT_EQ(Read<CStdString>("A"), std::nullopt);
+    EXPECT_EQ(Read<CStdString>("D"), CStdString("x\\"));
+    EXPECT_EQ(Read<CStdString>("Q"), CStdString("say \"hi\""));
+    EXPECT_EQ(Read<CStdString>("N"), CStdString("1.5"));
 
     std::vector<CStdString> texts;
     EXPECT_FALSE(cmd.GetPara("A", texts, 3, false));
@@ -129,7 +134,7 @@ TEST_F(TypedAccessTest, NumberReadsTryTheEnumerationFirst) {
     std::vector<int> ints = {99};
     ASSERT_TRUE(cmd.GetPara(0u, name, ints, 0));
     EXPECT_EQ(name, "STATE");
-    EXPECT_EQ(ints, (std::vector<int>{1, 0, 17, 2}));
+    EXPECT_EQ(ints, (Ints{1, 0, 17, 2}));
     EXPECT_FALSE(cmd.GetPara(0u, name, ints, 5));
     std::vector<unsigned long> wide;
     ASSERT_TRUE(cmd.GetPara("U", wide, 1, false));
@@ -141,13 +146,10 @@ TEST_F(TypedAccessTest, NumberReadsTryTheEnumerationFirst) {
     float real = 0;
     ASSERT_TRUE(cmd.GetPara(1u, name, real));
     EXPECT_EQ(real, 1.0f);
-    ASSERT_TRUE(cmd.GetPara("F", real, false));
-    EXPECT_EQ(real, 2.5f);
-    EXPECT_FALSE(cmd.GetPara("G", real, false));
-    EXPECT_FALSE(cmd.GetPara("G", value, false));
-    unsigned long code = 0;
-    ASSERT_TRUE(cmd.GetPara("U", code, false));
-    EXPECT_EQ(code, 0xFFFFFFFFul);
+    EXPECT_EQ(Read<float>("F"), 2.5f);
+    EXPECT_EQ(Read<float>("G"), std::nullopt);
+    EXPECT_EQ(Read<int>("G"), std::nullopt);
+    EXPECT_EQ(Read<unsigned long>("U"), 0xFFFFFFFFul);
     // Another command has no such enumeration.
     cmd.SetCmdCode(6);
     EXPECT_FALSE(cmd.GetPara(1u, name, value));
@@ -165,14 +167,11 @@ TEST_F(TypedAccessTest, AddingPreparesTheTextAndAppends) {
     EXPECT_FALSE(cmd.AddPara("", "x", false, false));
     EXPECT_FALSE(cmd.AddPara(nullptr, "x", false, false));
     EXPECT_FALSE(TScriptCmdRef().AddPara("A", "x", false, false));
-    auto const& list = cmd.GetParaList();
-    ASSERT_EQ(list.size(), 6u);
-    EXPECT_EQ(ValueTexts(list[0]), std::vector<std::string>{"1.500000"});
-    EXPECT_EQ(ValueTexts(list[1]), std::vector<std::string>{"\"a\\\"b\""});
-    EXPECT_EQ(ValueTexts(list[2]), std::vector<std::string>{"\"a\"&\"b\""});
-    EXPECT_EQ(ValueTexts(list[3]), std::vector<std::string>{"a\"b"});
-    EXPECT_EQ(ValueTexts(list[4]), std::vector<std::string>{"a\\\"b\\\\"});
-    EXPECT_EQ(ValueTexts(list[5]), std::vector<std::string>{""});
+    const char* stored[] = {"1.500000", "\"a\\\"b\"", "\"a\"&\"b\"", "a\"b", "a\\\"b\\\\", ""};
+    ASSERT_EQ(cmd.GetSize(), 6u);
+    for (std::size_t i = 0; i < 6; ++i) {
+        EXPECT_EQ(ValueTexts(cmd.GetParaList()[i]), std::vector<std::string>{stored[i]}) << i;
+    }
 
     qxp::TraceCapture trace;
     const std::string big(100001, 'b');
@@ -188,19 +187,13 @@ TEST_F(TypedAccessTest, DividedValuesAndNumbersReadBack) {
     EXPECT_EQ(ValueTexts(cmd.GetParaList()[0]),
               (std::vector<std::string>{"1", "2&&5", "\"x&y\"", "[p&q]", "{A=1&2}"}));
 
-    ASSERT_TRUE(cmd.AddPara("STATE", std::vector<int>{1, -2, 3}, false, false, false));
+    ASSERT_TRUE(cmd.AddPara("STATE", Ints{1, -2, 3}, false, false, false));
     ASSERT_TRUE(cmd.AddPara("U", 0xFFFFFFFFul, false, false));
     ASSERT_TRUE(cmd.AddPara("I", -5, false, false, false));
-    EXPECT_FALSE(cmd.AddPara("EMPTY", std::vector<int>{}, false, false, false));
-    std::vector<int> ints;
-    ASSERT_TRUE(cmd.GetPara("STATE", ints, 3, false));
-    EXPECT_EQ(ints, (std::vector<int>{1, -2, 3}));
-    unsigned long code = 0;
-    ASSERT_TRUE(cmd.GetPara("U", code, false));
-    EXPECT_EQ(code, 0xFFFFFFFFul);
-    int value = 0;
-    ASSERT_TRUE(cmd.GetPara("I", value, false));
-    EXPECT_EQ(value, -5);
+    EXPECT_FALSE(cmd.AddPara("EMPTY", Ints{}, false, false, false));
+    EXPECT_EQ(IntsOf(cmd, "STATE", 3), (Ints{1, -2, 3}));
+    EXPECT_EQ(Read<unsigned long>("U"), 0xFFFFFFFFul);
+    EXPECT_EQ(Read<int>("I"), -5);
 }
 
 TEST_F(TypedAccessTest, UpdatesReplaceValuesInPlace) {
@@ -231,11 +224,8 @@ TEST_F(TypedAccessTest, ObjectParametersWalkTheirGroups) {
     ASSERT_TRUE(cmd.GetObjectPara("OBJ", nested, false));
     EXPECT_EQ(nested.GetCmdCode(), 5u);
     EXPECT_EQ(nested.GetLineNo(), 12u);
-    int a = 0;
-    ASSERT_TRUE(nested.GetPara("A", a, true));
-    EXPECT_EQ(a, 1);
-    ASSERT_TRUE(nested.GetPara("A", a, true));
-    EXPECT_EQ(a, 2);
+    EXPECT_EQ(Read<int>(nested, "A", true), 1);
+    EXPECT_EQ(Read<int>(nested, "A", true), 2);
     EXPECT_EQ(nested.GetSize(), 1u);
 
     EXPECT_FALSE(cmd.GetObjectPara("PLAIN", nested, true));
@@ -248,7 +238,7 @@ TEST_F(TypedAccessTest, ObjectParametersWalkTheirGroups) {
 // they went in.
 TEST_F(TypedAccessTest, AddedParametersSurviveWritingAndParsing) {
     ASSERT_TRUE(cmd.AddPara("PATH", "\"C:\\dir\"x\"", false, false));
-    ASSERT_TRUE(cmd.AddPara("LIST", std::vector<int>{4, 5}, false, false, false));
+    ASSERT_TRUE(cmd.AddPara("LIST", Ints{4, 5}, false, false, false));
     ASSERT_TRUE(cmd.AddPara("R", "1&&3", false, false));
     ASSERT_TRUE(cmd.AddObjectPara("OBJ={A=1,B=x}&{A=2}"));
     EXPECT_FALSE(cmd.AddObjectPara("OBJ={A=1"));
@@ -260,19 +250,13 @@ TEST_F(TypedAccessTest, AddedParametersSurviveWritingAndParsing) {
     MMLCmdStruct parsed;
     ASSERT_EQ(AnalyseOneCommandEx(text, parsed), 0) << text;
     TScriptCmd back(5, parsed.paraList, 1);
-    CStdString path;
-    ASSERT_TRUE(back.GetPara("PATH", path, false));
-    EXPECT_EQ(path, "C:\\dir\"x");
-    std::vector<int> ints;
-    ASSERT_TRUE(back.GetPara("LIST", ints, 2, false));
-    EXPECT_EQ(ints, (std::vector<int>{4, 5}));
-    ASSERT_TRUE(back.GetPara("R", ints, 3, false));
-    EXPECT_EQ(ints, (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(Read<CStdString>(back, "PATH"), CStdString("C:\\dir\"x"));
+    EXPECT_EQ(IntsOf(back, "LIST", 2), (Ints{4, 5}));
+    EXPECT_EQ(IntsOf(back, "R", 3), (Ints{1, 2, 3}));
 
     TScriptCmd nested;
     ASSERT_TRUE(cmd.GetObjectPara("OBJ", nested, false));
-    std::vector<int> as;
-    int a = 0;
-    while (nested.GetPara("A", a, true)) as.push_back(a);
-    EXPECT_EQ(as, (std::vector<int>{1, 2}));
+    Ints as;
+    while (auto a = Read<int>(nested, "A", true)) as.push_back(*a);
+    EXPECT_EQ(as, (Ints{1, 2}));
 }

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdio>
 #include <fstream>
+#include <memory>
 #include <string>
 
 #include "qx_platform/CodeSet.h"
@@ -44,12 +45,18 @@ class ScriptRead : public ::testing::Test {
         ASSERT_EQ(0, std::system(cmd.c_str()));
     }
 
-    std::string Write(const std::string& name, const std::string& bytes) {
+    // A file object reading the named file of the test directory, written first when given.
+    TScriptFileImpl& Open(const std::string& name) {
+        files_.push_back(std::make_unique<TScriptFileImpl>(1));
+        EXPECT_TRUE(files_.back()->OpenForRead(1, dir_.c_str(), name.c_str())) << name;
+        return *files_.back();
+    }
+    TScriptFileImpl& Open(const std::string& name, const std::string& bytes) {
         std::ofstream(dir_ + "/" + name, std::ios::binary) << bytes;
-        return name;
+        return Open(name);
     }
 
-    // Reads every command of the file; returns "name-code@line:params" per command.
+    // Every command of the file, from the first.
     std::vector<TScriptCmd> ReadAll(TScriptFileImpl& file) {
         std::vector<TScriptCmd> out;
         EXPECT_TRUE(file.GoToFirstCommand());
@@ -63,18 +70,17 @@ class ScriptRead : public ::testing::Test {
     }
 
     std::string dir_;
+    std::vector<std::unique_ptr<TScriptFileImpl>> files_;
 };
 
 }  // namespace
 
 TEST_F(ScriptRead, GathererFoldsCaseCommentsAndQuotes) {
-    const std::string body = std::string(kUtf8Header) +
-                             ":CFG-SET:{A=Xy, B=\"KeEp \\\" Case\"};\n"
-                             "// :cfg-set:{Z=1};\n"
-                             ":cfg-set:{/* a block\n over two lines */A=1};\n"
-                             ":cfg-set:{C=a/b};\n";
-    TScriptFileImpl file(1);
-    ASSERT_TRUE(file.OpenForRead(1, dir_.c_str(), Write("s.txt", body).c_str()));
+    TScriptFileImpl& file = Open("s.txt", std::string(kUtf8Header) +
+                                              ":CFG-SET:{A=Xy, B=\"KeEp \\\" Case\"};\n"
+                                              "// :cfg-set:{Z=1};\n"
+                                              ":cfg-set:{/* a block\n over two lines */A=1};\n"
+                                              ":cfg-set:{C=a/b};\n");
     EXPECT_EQ("UTF-8", file.GetEncoding());
     const auto cmds = ReadAll(file);
     ASSERT_EQ(2u, cmds.size());
@@ -91,25 +97,20 @@ TEST_F(ScriptRead, GathererFoldsCaseCommentsAndQuotes) {
 
     // A quote right after a slash opens no quoted text: the X after it is folded and the ";"
     // still ends the command.
-    TScriptFileImpl slashQuote(1);
-    ASSERT_TRUE(slashQuote.OpenForRead(
-        1, dir_.c_str(),
-        Write("q.txt", std::string(kUtf8Header) + ":cfg-set:{A=/\"X};\n:cfg-set:{B=\"Q\"};\n")
-            .c_str()));
+    TScriptFileImpl& slashQuote =
+        Open("q.txt", std::string(kUtf8Header) + ":cfg-set:{A=/\"X};\n:cfg-set:{B=\"Q\"};\n");
     std::vector<TScriptResult> results;
     EXPECT_EQ(0ul, slashQuote.GetMatchCommands({"{a=/\"x};"}, results));
     EXPECT_EQ(1u, results.size());
 }
 
 TEST_F(ScriptRead, LineNumbersFailuresAndUnknownNames) {
-    const std::string body = std::string(kUtf8Header) +
-                             ":cfg-set:{A=1};\n"
-                             ":other-product:{A=1};\n"
-                             ":cfg-set:{A=1,};\n"
-                             ":cfg-add:{B=\n2,\nC=3};\n"
-                             ":cfg-set:{A=9}";  // no ";" at the end
-    TScriptFileImpl file(1);
-    ASSERT_TRUE(file.OpenForRead(1, dir_.c_str(), Write("s.txt", body).c_str()));
+    TScriptFileImpl& file = Open("s.txt", std::string(kUtf8Header) +
+                                              ":cfg-set:{A=1};\n"
+                                              ":other-product:{A=1};\n"
+                                              ":cfg-set:{A=1,};\n"
+                                              ":cfg-add:{B=\n2,\nC=3};\n"
+                                              ":cfg-set:{A=9}");  // no ";" at the end
     const auto cmds = ReadAll(file);
     ASSERT_EQ(2u, cmds.size());
     EXPECT_EQ(102ul, cmds[1].GetCmdCode());
@@ -126,27 +127,23 @@ TEST_F(ScriptRead, LineNumbersFailuresAndUnknownNames) {
 }
 
 TEST_F(ScriptRead, BoardInfoMarkerEndsCommandsEvenInsideQuotes) {
-    const std::string body = std::string(kUtf8Header) +
-                             ":cfg-set:{A=1};\n"
-                             ":cfg-set:{A=\"/*NeBoardInf\"};\n"
-                             ":cfg-set:{A=3};\n";
-    TScriptFileImpl file(1);
-    ASSERT_TRUE(file.OpenForRead(1, dir_.c_str(), Write("s.txt", body).c_str()));
+    TScriptFileImpl& file = Open("s.txt", std::string(kUtf8Header) +
+                                              ":cfg-set:{A=1};\n"
+                                              ":cfg-set:{A=\"/*NeBoardInf\"};\n"
+                                              ":cfg-set:{A=3};\n");
     EXPECT_EQ(1u, ReadAll(file).size());
 
     // A broken start of the marker does not count: "//*NeBoardInf" is a comment.
-    const std::string other =
-        std::string(kUtf8Header) + ":cfg-set:{A=1};\n//*NeBoardInf\n" + ":cfg-set:{A=2};\n";
-    TScriptFileImpl file2(1);
-    ASSERT_TRUE(file2.OpenForRead(1, dir_.c_str(), Write("t.txt", other).c_str()));
+    TScriptFileImpl& file2 =
+        Open("t.txt",
+             std::string(kUtf8Header) + ":cfg-set:{A=1};\n//*NeBoardInf\n" + ":cfg-set:{A=2};\n");
     EXPECT_EQ(2u, ReadAll(file2).size());
 }
 
 TEST_F(ScriptRead, HooksRejectingCommandsAreRecorded) {
     g_rejectAll = true;
-    const std::string body = std::string(kUtf8Header) + ":cfg-set:{A=1};\n:cfg-add:{A=1};\n";
-    TScriptFileImpl file(1);
-    ASSERT_TRUE(file.OpenForRead(1, dir_.c_str(), Write("s.txt", body).c_str()));
+    TScriptFileImpl& file =
+        Open("s.txt", std::string(kUtf8Header) + ":cfg-set:{A=1};\n:cfg-add:{A=1};\n");
     EXPECT_TRUE(ReadAll(file).empty());
     EXPECT_EQ(2u, file.GetCmdAnalyzedResult().size());
 }
@@ -155,17 +152,15 @@ TEST_F(ScriptRead, EncodingsAreReadBackAsUtf8) {
     const std::string utf8Value = "\xE4\xB8\xAD\xE6\x96\x87";  // two Chinese characters
     std::string gbkValue;
     ASSERT_TRUE(qxp::OrinCodeSetConvert("UTF-8", "GBK", utf8Value, gbkValue));
-    const std::string gbk = "// encoding=\"GBK\"\n:cfg-set:{A=\"" + gbkValue + "\"};\n";
-    TScriptFileImpl file(1);
-    ASSERT_TRUE(file.OpenForRead(1, dir_.c_str(), Write("g.txt", gbk).c_str()));
+    TScriptFileImpl& file =
+        Open("g.txt", "// encoding=\"GBK\"\n:cfg-set:{A=\"" + gbkValue + "\"};\n");
     EXPECT_EQ("GBK", file.GetEncoding());
     auto cmds = ReadAll(file);
     ASSERT_EQ(1u, cmds.size());
     EXPECT_EQ("\"" + utf8Value + "\"", "\"" + Value(cmds[0], 0) + "\"");
 
-    const std::string iso = "// encoding=\"ISO8859-1\"\n:cfg-set:{A=\"caf\xE9\"};\n";
-    TScriptFileImpl file2(1);
-    ASSERT_TRUE(file2.OpenForRead(1, dir_.c_str(), Write("i.txt", iso).c_str()));
+    TScriptFileImpl& file2 =
+        Open("i.txt", "// encoding=\"ISO8859-1\"\n:cfg-set:{A=\"caf\xE9\"};\n");
     cmds = ReadAll(file2);
     ASSERT_EQ(1u, cmds.size());
     EXPECT_EQ("caf\xC3\xA9", Value(cmds[0], 0));
@@ -186,9 +181,7 @@ TEST_F(ScriptRead, HeaderSlotFlagsAndVersionGrammars) {
         {"// nothing here\n", 0x02010302, false, false},
     };
     for (const Case& c : cases) {
-        TScriptFileImpl file(1);
-        ASSERT_TRUE(file.OpenForRead(
-            1, dir_.c_str(), Write("h.txt", kUtf8Header + c.head + ":cfg-set:{A=1};\n").c_str()));
+        TScriptFileImpl& file = Open("h.txt", kUtf8Header + c.head + ":cfg-set:{A=1};\n");
         EXPECT_EQ(c.version, file.GetVersion()) << c.head;
         bool is11 = !c.is11, has = !c.has;
         FILE* f = std::fopen((dir_ + "/h.txt").c_str(), "rb");
@@ -203,15 +196,13 @@ TEST_F(ScriptRead, HeaderSlotFlagsAndVersionGrammars) {
     std::string head = std::string(kUtf8Header);
     const std::string line = "// EMS version = Q5300V100R002C01";
     head += std::string(512 - head.size() - line.size(), ' ') + line + "\n";
-    TScriptFileImpl file(1);
-    ASSERT_TRUE(file.OpenForRead(1, dir_.c_str(), Write("e.txt", head).c_str()));
+    TScriptFileImpl& file = Open("e.txt", head);
     EXPECT_EQ(0x03010101ul, file.GetVersion());
 
     // The version is published to the running task.
     qxp::OrinGnlTask task;
     qxp::ScopedCurrentTask scope(&task);
-    TScriptFileImpl file2(1);
-    ASSERT_TRUE(file2.OpenForRead(1, dir_.c_str(), Write("v.txt", kUtf8Header + longV).c_str()));
+    Open("v.txt", kUtf8Header + longV);
     std::string flag;
     ASSERT_TRUE(task.GetContext()->GetFlag("Script_Version", flag));
     EXPECT_EQ(std::to_string(0x02070400), flag);
@@ -219,29 +210,23 @@ TEST_F(ScriptRead, HeaderSlotFlagsAndVersionGrammars) {
 
 TEST_F(ScriptRead, EncodingFallbackAndIdleOpticalSwitch) {
     QXConvertDataStorage::Instance()->SetScriptONELanEn(false);
-    TScriptFileImpl plain(1);
-    ASSERT_TRUE(plain.OpenForRead(1, dir_.c_str(), Write("p.txt", ":cfg-set:{A=1};\n").c_str()));
+    TScriptFileImpl& plain = Open("p.txt", ":cfg-set:{A=1};\n");
     EXPECT_EQ("GBK", plain.GetEncoding());
 
-    TScriptFileImpl idle(1);
-    ASSERT_TRUE(idle.OpenForRead(1, dir_.c_str(),
-                                 Write("o.txt", "// Idle Optical NE\n:cfg-set:{A=1};\n").c_str()));
+    TScriptFileImpl& idle = Open("o.txt", "// Idle Optical NE\n:cfg-set:{A=1};\n");
     EXPECT_EQ("ISO8859-1", idle.GetEncoding());
 
-    TScriptFileImpl later(1);
-    ASSERT_TRUE(later.OpenForRead(1, dir_.c_str(), "p.txt"));
+    TScriptFileImpl& later = Open("p.txt");
     EXPECT_EQ("ISO8859-1", later.GetEncoding());
     QXConvertDataStorage::Instance()->SetScriptONELanEn(false);
 }
 
 TEST_F(ScriptRead, WholeFileAnalysisAndMatching) {
-    const std::string body = std::string(kUtf8Header) +
-                             ":cfg-set:{A=1};\n"
-                             ":cfg-set:{A=};\n"
-                             ":cfg-add:{A=\"has cfg-set inside\"};\n"
-                             ":unknown:{A=1};\n";
-    TScriptFileImpl file(1);
-    ASSERT_TRUE(file.OpenForRead(1, dir_.c_str(), Write("s.txt", body).c_str()));
+    TScriptFileImpl& file = Open("s.txt", std::string(kUtf8Header) +
+                                              ":cfg-set:{A=1};\n"
+                                              ":cfg-set:{A=};\n"
+                                              ":cfg-add:{A=\"has cfg-set inside\"};\n"
+                                              ":unknown:{A=1};\n");
     std::vector<TScriptResult> results;
     EXPECT_EQ(2ul, file.GetAllCommands(results));
     ASSERT_EQ(1u, results.size());
@@ -254,22 +239,19 @@ TEST_F(ScriptRead, WholeFileAnalysisAndMatching) {
     EXPECT_FALSE(file.GetOneCommand(cmd));
     EXPECT_TRUE(file.GoToFirstCommand());
 
-    TScriptFileImpl upper(1);
-    ASSERT_TRUE(upper.OpenForRead(1, dir_.c_str(), "s.txt"));
+    TScriptFileImpl& upper = Open("s.txt");
     results.clear();
     EXPECT_EQ(0ul, upper.GetMatchCommands({"CFG-SET"}, results));
 
-    TScriptFileImpl lower(1);
-    ASSERT_TRUE(lower.OpenForRead(1, dir_.c_str(), "s.txt"));
+    TScriptFileImpl& lower = Open("s.txt");
     results.clear();
     EXPECT_EQ(2ul, lower.GetMatchCommands({"cfg-set"}, results));  // also the one with it inside
     EXPECT_EQ(1u, results.size());
 }
 
 TEST_F(ScriptRead, CursorPushBackAndRepeat) {
-    const std::string body = std::string(kUtf8Header) + ":cfg-set:{A=1};\n:cfg-add:{A=2};\n";
-    TScriptFileImpl file(1);
-    ASSERT_TRUE(file.OpenForRead(1, dir_.c_str(), Write("s.txt", body).c_str()));
+    TScriptFileImpl& file =
+        Open("s.txt", std::string(kUtf8Header) + ":cfg-set:{A=1};\n:cfg-add:{A=2};\n");
     TScriptCmd cmd;
     EXPECT_FALSE(
         file.GetOneCommand(cmd));  // nothing is loaded before the first command is asked for
@@ -290,8 +272,7 @@ TEST_F(ScriptRead, CursorPushBackAndRepeat) {
     EXPECT_EQ(102ul, again.GetCmdCode());
     EXPECT_EQ(3ul, file.GetCurrentLineNO());
 
-    TScriptFileImpl unknown(1);
-    ASSERT_TRUE(unknown.OpenForRead(1, dir_.c_str(), Write("u.txt", ":x:{A=1};\n").c_str()));
+    TScriptFileImpl& unknown = Open("u.txt", ":x:{A=1};\n");
     EXPECT_TRUE(unknown.GoToFirstCommand());
     EXPECT_FALSE(unknown.GetOneCommand(cmd));
 }
@@ -305,20 +286,17 @@ TEST_F(ScriptRead, HostileFilesEndInFalseOrRecordedErrors) {
     EXPECT_FALSE(file.GetOneCommand(cmd));
     EXPECT_EQ(0ul, file.GetCmdCount());
 
-    TScriptFileImpl empty(1);
-    ASSERT_TRUE(empty.OpenForRead(1, dir_.c_str(), Write("e.txt", "").c_str()));
+    TScriptFileImpl& empty = Open("e.txt", "");
     EXPECT_TRUE(ReadAll(empty).empty());
 
-    TScriptFileImpl nul(1);
-    ASSERT_TRUE(nul.OpenForRead(1, dir_.c_str(), Write("n.txt", std::string(5000, '\0')).c_str()));
+    TScriptFileImpl& nul = Open("n.txt", std::string(5000, '\0'));
     EXPECT_TRUE(ReadAll(nul).empty());
 
     // One command of 10 MB without ";" is refused for its length and recorded.
     std::string huge = std::string(kUtf8Header) + ":cfg-set:{A=";
     huge += std::string(10 * 1024 * 1024, 'x');
     qxp::TraceCapture traces;
-    TScriptFileImpl big(1);
-    ASSERT_TRUE(big.OpenForRead(1, dir_.c_str(), Write("b.txt", huge).c_str()));
+    TScriptFileImpl& big = Open("b.txt", huge);
     EXPECT_TRUE(ReadAll(big).empty());
     ASSERT_EQ(1u, big.GetCmdAnalyzedResult().size());
     EXPECT_TRUE(traces.Contains("AnalyseOneCommandEx failed, input string is too long."));
@@ -328,8 +306,7 @@ TEST_F(ScriptRead, HostileFilesEndInFalseOrRecordedErrors) {
     const std::string padded =
         std::string(kUtf8Header) + ":cfg-set:{A=1}" + std::string(200000, ' ');
     qxp::TraceCapture shortTraces;
-    TScriptFileImpl blanks(1);
-    ASSERT_TRUE(blanks.OpenForRead(1, dir_.c_str(), Write("p.txt", padded).c_str()));
+    TScriptFileImpl& blanks = Open("p.txt", padded);
     EXPECT_TRUE(ReadAll(blanks).empty());
     EXPECT_EQ(1u, blanks.GetCmdAnalyzedResult().size());
     EXPECT_FALSE(shortTraces.Contains("too long"));

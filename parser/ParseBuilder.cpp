@@ -170,10 +170,13 @@ void ParseBuilder::BeginValues(std::size_t expected) {
         if (!para.objects.empty()) para.objects.clear();
         direct_ = &para.values;
     }
-    // Built afresh rather than over the old values: moving those along when the list grows
-    // costs more than their storage saves.
-    direct_->clear();
-    if (direct_->capacity() < expected) direct_->reserve(expected);
+    // Old values are overwritten where the list has room; when it must grow they are dropped
+    // first, as moving them along would cost more than their storage saves.
+    directUsed_ = 0;
+    if (direct_->capacity() < expected) {
+        direct_->clear();
+        direct_->reserve(expected);
+    }
 }
 
 bool ParseBuilder::ValueRangeDirect(std::int64_t from, std::int64_t to) {
@@ -184,14 +187,21 @@ bool ParseBuilder::ValueRangeDirect(std::int64_t from, std::int64_t to) {
     const std::size_t count = static_cast<std::size_t>(last - first + 1);
     if (!Spend(count)) return false;
     std::vector<QXValue>& values = *direct_;
-    if (values.capacity() - values.size() < count)
-        values.reserve(std::max(values.size() + count, 2 * values.capacity()));
-    for (std::int64_t i = first; i <= last; ++i) values.emplace_back(static_cast<int>(i));
+    if (values.capacity() - directUsed_ < count) {
+        Trim(values, directUsed_);
+        values.reserve(std::max(directUsed_ + count, 2 * values.capacity()));
+    }
+    for (std::int64_t i = first; i <= last; ++i) {
+        QXValue& dst = NextValue();
+        dst.Clear();
+        dst.SetInt32(static_cast<int>(i));
+    }
     return true;
 }
 
 bool ParseBuilder::EndValues() {
-    const std::size_t count = direct_->size();
+    const std::size_t count = directUsed_;
+    Trim(*direct_, count);
     direct_ = nullptr;
     if (!Spend(names_.size() * std::max<std::size_t>(count, 1))) return false;
     // Further names get copies of the first one's values.

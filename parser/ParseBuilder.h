@@ -59,9 +59,17 @@ class ParseBuilder {
     // EndValues, with the same result and the same value budget as PushValue, ValueRange and
     // EndParameter. These may throw std::bad_alloc.
     void BeginValues(std::size_t expected);
-    void ValueText(const char* s, std::size_t n) { direct_->emplace_back().SetString(s, n); }
-    void ValueInteger(std::int64_t v) { direct_->emplace_back(static_cast<long>(v)); }
-    void ValueReal(double v) { direct_->emplace_back(v); }
+    void ValueText(const char* s, std::size_t n) { NextValue().SetString(s, n); }
+    void ValueInteger(std::int64_t v) {
+        QXValue& dst = NextValue();
+        dst.Clear();
+        dst.SetInt64(static_cast<long>(v));
+    }
+    void ValueReal(double v) {
+        QXValue& dst = NextValue();
+        dst.Clear();
+        dst.SetDouble(v);
+    }
     bool ValueRangeDirect(std::int64_t from, std::int64_t to);
     bool EndValues();
 
@@ -97,6 +105,13 @@ class ParseBuilder {
         }
     }
     bool Range(std::vector<Pending>& list, std::int64_t from, std::int64_t to);
+    // The next value of the list being built directly: an old one overwritten in place while
+    // there are any, so that texts keep their storage.
+    QXValue& NextValue() {
+        std::vector<QXValue>& values = *direct_;
+        if (directUsed_ == values.size()) values.emplace_back();
+        return values[directUsed_++];
+    }
     bool Spend(std::size_t n);
     MMLParaStruct& AppendParameter();
     bool EnterGroup(MMLParaStruct& owner, std::size_t index);
@@ -123,9 +138,10 @@ class ParseBuilder {
     std::vector<Pending> names_;
     std::vector<Pending> values_;
     std::size_t spent_ = 0;
-    // The value list being built directly and the index of its parameter in the current
-    // vector. Without names the values go to scratch_ and are lost.
+    // The value list being built directly, the count built so far and the index of its
+    // parameter in the current vector. Without names the values go to scratch_ and are lost.
     std::vector<QXValue>* direct_ = nullptr;
+    std::size_t directUsed_ = 0;
     std::size_t directOwner_ = 0;
     std::vector<QXValue> scratch_;
     const char* failure_ = "";

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -15,14 +16,20 @@ using namespace NSQX_script;
 namespace {
 
 // QX_TEST_DATA names the data folder; without it, the folder beside this source file.
-std::string TestDataBesideSource() {
-    const std::string source = __FILE__;
-    return source.substr(0, source.find_last_of('/') + 1) + "data";
-}
-
 std::string EnumDataDir() {
     const char* dir = std::getenv("QX_TEST_DATA");
-    return (dir != nullptr ? std::string(dir) : TestDataBesideSource()) + "/enum/";
+    const std::string source = __FILE__;
+    return (dir != nullptr ? std::string(dir)
+                           : source.substr(0, source.find_last_of('/')) + "/data") +
+           "/enum/";
+}
+
+// The code of a name; nothing when the lookup fails, which must leave the output alone.
+std::optional<long> S2C(const char* name, unsigned long cmd, const char* para, long ext = 0) {
+    long code = -100;
+    if (ValueS2C(code, std::string(name), cmd, std::string(para), ext) == 1) return code;
+    EXPECT_EQ(code, -100) << name;
+    return std::nullopt;
 }
 
 // The table is process-wide: every test starts and ends with it released.
@@ -84,36 +91,27 @@ TEST(MergeEnumMap, FilterTakesOnlyThatCommandAndAppendsBehindExistingPairs) {
 }
 
 TEST_F(EnumLookupTest, NothingConvertsBeforeInit) {
-    long code = 42;
     std::string name = "keep";
     CStdString cname = "gone";
-    EXPECT_EQ(ValueS2C(code, std::string("ON"), 5, std::string("STATE"), 0), 0);
+    EXPECT_EQ(S2C("ON", 5, "STATE"), std::nullopt);
     EXPECT_EQ(ValueC2S(name, 1, 5, std::string("STATE"), 0), 0);
     EXPECT_EQ(ValueC2S(cname, 1, 5, CStdString("STATE"), 0), 0);
-    EXPECT_EQ(code, 42);
     EXPECT_EQ(name, "keep");
     EXPECT_EQ(cname, "");
 }
 
 TEST_F(EnumLookupTest, NameToCodeMatchesExactlyAndFirstWins) {
     ASSERT_EQ(QXScriptEnumMgr::Instance()->Init("good.xml"), 0u);
-    long code = 0;
-    EXPECT_EQ(ValueS2C(code, std::string("ON"), 5, std::string("STATE"), 0), 1);
-    EXPECT_EQ(code, 1);  // (1, ON) stands before (2, ON)
-    EXPECT_EQ(ValueS2C(code, std::string("OFF"), 5, std::string("STATE"), 0), 1);
-    EXPECT_EQ(code, 0);
-    EXPECT_EQ(ValueS2C(code, std::string("NEG"), 5, std::string("MODE"), 0), 1);
-    EXPECT_EQ(code, -3);
-    EXPECT_EQ(ValueS2C(code, std::string("AUTO"), 5, std::string("MODE"), 1), 1);
-    EXPECT_EQ(code, 9);
-
-    code = 77;
-    EXPECT_EQ(ValueS2C(code, std::string("on"), 5, std::string("STATE"), 0), 0);
-    EXPECT_EQ(ValueS2C(code, std::string("ON"), 5, std::string("state"), 0), 0);
+    EXPECT_EQ(S2C("ON", 5, "STATE"), 1);  // (1, ON) stands before (2, ON)
+    EXPECT_EQ(S2C("OFF", 5, "STATE"), 0);
+    EXPECT_EQ(S2C("NEG", 5, "MODE"), -3);
+    EXPECT_EQ(S2C("AUTO", 5, "MODE", 1), 9);
+    EXPECT_EQ(S2C("on", 5, "STATE"), std::nullopt);
+    EXPECT_EQ(S2C("ON", 5, "state"), std::nullopt);
     // The second entry with an equal key is never consulted.
-    EXPECT_EQ(ValueS2C(code, std::string("SECOND"), 5, std::string("STATE"), 0), 0);
-    EXPECT_EQ(code, 77);
+    EXPECT_EQ(S2C("SECOND", 5, "STATE"), std::nullopt);
 
+    long code = 0;
     EXPECT_EQ(ValueS2C(code, CStdString("AUTOMATIC"), 5, CStdString("MODE"), 0), 1);
     EXPECT_EQ(code, 7);
 }

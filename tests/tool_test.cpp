@@ -96,6 +96,14 @@ class ToolTest : public ::testing::Test {
         return cmds;
     }
 
+    // Runs that must end with the given exit status, whatever they print.
+    void ExpectStatus(int status, const std::vector<std::vector<std::string>>& runs) const {
+        for (const auto& args : runs) {
+            const ToolRun run = Exec(args);
+            EXPECT_EQ(run.status, status) << ::testing::PrintToString(args) << "\n" << run.err;
+        }
+    }
+
     std::vector<std::string> DirEntries() const {
         std::vector<std::string> names;
         for (const auto& e : fs::directory_iterator(dir_)) names.push_back(e.path().filename());
@@ -271,29 +279,20 @@ TEST_F(ToolTest, FmtLeavesTheOutputAloneWhenItWouldLoseSomething) {
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.err.find("cannot be written in ISO8859-1"), std::string::npos) << run.err;
 
-    run = Exec(
-        {"fmt", "--no-auto-names", "-o", out.string(), Example("scripts/ne_config.txt").string()});
-    EXPECT_EQ(run.status, 1);
-
-    EXPECT_EQ(Exec({"fmt", "--encoding", "UTF8", "-o", out.string(),
-                    Example("scripts/ne_config.txt").string()})
-                  .status,
-              2);
-    EXPECT_EQ(Exec({"fmt", "-o", (dir_ / "no/such/dir/out.txt").string(),
-                    Example("scripts/ne_config.txt").string()})
-                  .status,
-              2);
-
+    const std::string script = Example("scripts/ne_config.txt").string();
+    ExpectStatus(1, {{"fmt", "--no-auto-names", "-o", out.string(), script}});
+    ExpectStatus(2, {{"fmt", "--encoding", "UTF8", "-o", out.string(), script},
+                     {"fmt", "-o", (dir_ / "no/such/dir/out.txt").string(), script}});
     EXPECT_EQ(ReadAll(out), "previous content\n");
     EXPECT_EQ(DirEntries(), std::vector<std::string>{"out.txt"});  // no temporary files left
 
     // In place: the file is replaced whole and keeps its permission bits.
-    const fs::path script = dir_ / "script.txt";
-    fs::copy_file(Example("scripts/ne_config.txt"), script);
-    fs::permissions(script, fs::perms::owner_read | fs::perms::owner_write);
-    ASSERT_EQ(Exec({"fmt", "-i", script.string()}).status, 0);
-    EXPECT_EQ(Commands(script), Commands(Example("scripts/ne_config.txt")));
-    EXPECT_EQ(fs::status(script).permissions() & fs::perms::all,
+    const fs::path inPlace = dir_ / "script.txt";
+    fs::copy_file(script, inPlace);
+    fs::permissions(inPlace, fs::perms::owner_read | fs::perms::owner_write);
+    ASSERT_EQ(Exec({"fmt", "-i", inPlace.string()}).status, 0);
+    EXPECT_EQ(Commands(inPlace), Commands(script));
+    EXPECT_EQ(fs::status(inPlace).permissions() & fs::perms::all,
               fs::perms::owner_read | fs::perms::owner_write);
 }
 
@@ -355,11 +354,10 @@ TEST_F(ToolTest, SlotsConvertsTheNesOfTheScriptAsItsHeaderSays) {
     run = Exec({"slots", "--config", cfg, newer.string()});
     EXPECT_NE(run.out.find("neid=9-3, bid=203,"), std::string::npos) << run.out;
 
-    EXPECT_EQ(Exec({"slots", "--config", (dir_ / "none.xml").string(), script}).status, 2);
-    EXPECT_EQ(Exec({"slots", "--config", cfg, "--ne", "9/3", script}).status, 2);
-    EXPECT_EQ(
-        Exec({"slots", "--config", cfg, "-o", out.string(), Fixture("broken.txt").string()}).status,
-        1);
+    ExpectStatus(2, {{"slots", "--config", (dir_ / "none.xml").string(), script},
+                     {"slots", "--config", cfg, "--ne", "9/3", script}});
+    ExpectStatus(1,
+                 {{"slots", "--config", cfg, "-o", out.string(), Fixture("broken.txt").string()}});
     EXPECT_NE(ReadAll(out).find("bid=131075"), std::string::npos);  // untouched
 }
 
@@ -376,12 +374,10 @@ TEST_F(ToolTest, EnumAndNameConvertSingleValues) {
     run = Exec({"enum", "--config", cfg, "s2c", "1003", "admin", "UP"});
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.err.find("no enumeration value named \"UP\""), std::string::npos);
-    EXPECT_EQ(Exec({"enum", "--config", cfg, "c2s", "1003", "admin", "x"}).status, 2);
-    EXPECT_EQ(
-        Exec({"enum", "--config", Fixture("malformed_enum.xml").string(), "s2c", "1", "a", "b"})
-            .status,
-        2);
-    EXPECT_EQ(Exec({"enum", "--config", cfg, "x2y", "1", "a", "b"}).status, 2);
+    ExpectStatus(
+        2, {{"enum", "--config", cfg, "c2s", "1003", "admin", "x"},
+            {"enum", "--config", Fixture("malformed_enum.xml").string(), "s2c", "1", "a", "b"},
+            {"enum", "--config", cfg, "x2y", "1", "a", "b"}});
 
     EXPECT_EQ(
         Exec({"name", "generate", "NE", "--ne", "9-3", "--text", "cfg", "--encoding", "GBK"}).out,
@@ -404,9 +400,7 @@ TEST_F(ToolTest, HelpVersionAndDocsAgree) {
         EXPECT_EQ(run.status, 0);
         EXPECT_NE(run.out.find("Example"), std::string::npos) << sub;
     }
-    EXPECT_EQ(Exec({}).status, 2);
-    EXPECT_EQ(Exec({"frobnicate"}).status, 2);
-    EXPECT_EQ(Exec({"check"}).status, 2);
+    ExpectStatus(2, {{}, {"frobnicate"}, {"check"}});
 
     // docs/qxscript.md is generated from these texts (target qxscript-docs).
     run = Exec({"help-all", "--markdown"});

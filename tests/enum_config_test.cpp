@@ -15,17 +15,15 @@ using namespace NSQX_script;
 
 namespace {
 
-// QX_TEST_DATA names the data folder; without it, the folder beside this source file.
-std::string TestDataBesideSource() {
-    const std::string source = __FILE__;
-    return source.substr(0, source.find_last_of('/') + 1) + "data";
-}
-
 constexpr unsigned long kFailed = 0xFFFFFFFFul;
 
+// QX_TEST_DATA names the data folder; without it, the folder beside this source file.
 std::string EnumDataDir() {
     const char* dir = std::getenv("QX_TEST_DATA");
-    return (dir != nullptr ? std::string(dir) : TestDataBesideSource()) + "/enum/";
+    const std::string source = __FILE__;
+    return (dir != nullptr ? std::string(dir)
+                           : source.substr(0, source.find_last_of('/')) + "/data") +
+           "/enum/";
 }
 
 std::vector<QXEnumPair> const* Entry(EnumMap const& map, unsigned long cmd, std::string name,

@@ -116,19 +116,7 @@ bool TScriptFileImpl::OpenForWrite(unsigned int scriptType, const char* director
     m_slotConvertWanted =
         m_currNEID == 0 || QXConvertDataStorage::Instance()->IsNEINDEVMap(m_currNEID);
 
-    std::string path;
-    if (!BuildPath(directory, fileName, path)) return false;
-    CloseStream();
-    if (!m_file) m_file.reset(new qxp::OrinFile);
-    m_openMode = 1;
-    m_file->Open(path.c_str(), withHeader ? qxp::kOrinWriteWithHeader : qxp::kOrinWriteNoHeader);
-    m_stream = m_file->GetStream();
-    if (m_stream == nullptr) {
-        qxp::QXTrace(qxp::kTraceError, "Open Script File for write error!filename:%s, lasterr:%d\n",
-                     path.c_str(), qxp::OrinGetLastError());
-        return false;
-    }
-    std::setvbuf(m_stream, nullptr, _IOFBF, kWriteBuffer);
+    if (!OpenForWriteNoHead(directory, fileName, withHeader)) return false;
     m_hasSlotFlag = true;
     if (withHeader) {
         long slotVersion = 1;

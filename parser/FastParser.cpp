@@ -49,11 +49,12 @@ inline bool Is(char c, CharClass k) {
     return (kChars.cls[static_cast<unsigned char>(c)] & k) != 0;
 }
 
-// Two scans over the text in 16-byte blocks. The loads are aligned, so they never cross into
-// another page, and the text ends in a NUL that stops both; bytes of a block beyond that NUL or
-// before the start are read but ignored, which is why the address checker is kept out.
+// Scans over the text in 16-byte blocks. The loads are aligned, so they never cross into
+// another page, and the text ends in a NUL that stops every scan; bytes of a block beyond that
+// NUL or before the start are read but ignored, which is why the address checker is kept out.
 #if defined(__SSE2__)
 
+// Bits set in a 16-bit mask; the baseline instruction set has no popcount instruction.
 inline unsigned CountBits(unsigned x) {
     x = x - ((x >> 1) & 0x5555u);
     x = (x & 0x3333u) + ((x >> 2) & 0x3333u);
@@ -160,7 +161,7 @@ std::size_t AmpersandsBeforeEnd(const char* p) {
 
 #endif
 
-// As QuoteEnd.
+// The same end as QuoteEnd finds, with the stops found a block at a time.
 const char* QuoteClose(const char* p) {
     for (;;) {
         p = QuoteStop(p);

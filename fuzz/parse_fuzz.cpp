@@ -4,33 +4,14 @@
 #include <cstdlib>
 #include <string>
 
+#include "fuzz/TreeEqual.h"
 #include "qx_scriptutil/ScriptParser.h"
 
 using namespace NSQX_script;
 
 namespace {
 
-bool SameValue(const QXValue& a, const QXValue& b) {
-    return a == b && a.StringRef() == b.StringRef();
-}
-
-bool SameList(const std::vector<MMLParaStruct>& a, const std::vector<MMLParaStruct>& b) {
-    if (a.size() != b.size()) return false;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        if (!SameValue(a[i].name, b[i].name) || a[i].values.size() != b[i].values.size() ||
-            a[i].objects.size() != b[i].objects.size())
-            return false;
-        for (std::size_t j = 0; j < a[i].values.size(); ++j)
-            if (!SameValue(a[i].values[j], b[i].values[j])) return false;
-        for (std::size_t j = 0; j < a[i].objects.size(); ++j)
-            if (!SameList(a[i].objects[j], b[i].objects[j])) return false;
-    }
-    return true;
-}
-
-bool Same(const MMLCmdStruct& a, const MMLCmdStruct& b) {
-    return a.cmdName == b.cmdName && SameList(a.paraList, b.paraList);
-}
+using tree_equal::Same;
 
 }  // namespace
 

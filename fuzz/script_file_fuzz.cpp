@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "fuzz/TreeEqual.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 #include "qx_scriptutil/TScriptFileImpl.h"
 
@@ -25,18 +26,6 @@ const std::string& Path() {
         return "/tmp/qx_fuzz_script_" + std::to_string(getpid()) + ".txt";
     }();
     return path;
-}
-
-bool SameTree(const std::vector<MMLParaStruct>& a, const std::vector<MMLParaStruct>& b) {
-    if (a.size() != b.size()) return false;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        if (a[i].name != b[i].name || a[i].values != b[i].values ||
-            a[i].objects.size() != b[i].objects.size())
-            return false;
-        for (std::size_t g = 0; g < a[i].objects.size(); ++g)
-            if (!SameTree(a[i].objects[g], b[i].objects[g])) return false;
-    }
-    return true;
 }
 
 }  // namespace
@@ -63,7 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::size_t i = 0; i < first.size(); ++i) {
         if (!whole.GetOneCommand(cmd)) std::abort();
         if (cmd.GetCmdCode() != first[i].GetCmdCode() || cmd.GetLineNo() != first[i].GetLineNo() ||
-            !SameTree(cmd.GetParaList(), first[i].GetParaList()))
+            !tree_equal::SameList(cmd.GetParaList(), first[i].GetParaList()))
             std::abort();
     }
     const std::vector<TScriptResult> streamedFailures = streamed.GetCmdAnalyzedResult();

@@ -9,43 +9,13 @@
 #include "parser/Grammar.h"
 #include "parser/SampleCommands.h"
 #include "qx_scriptutil/ScriptParser.h"
+#include "tests/TreeText.h"
 
 using namespace NSQX_script;
 
 namespace {
 
-// Names, values and groups with their types: 'text', 5 (64-bit), 5i (32-bit), 1.5d (double).
-std::string Show(const QXValue& v) {
-    const std::string hidden = v.IsStringTypeEx() || v.StringRef().empty() ? "" : "?stale";
-    switch (v.GetType()) {
-        case QXValue::kString:
-            return "'" + v.StringRef() + "'";
-        case QXValue::kInt32:
-            return v.As_std_string() + "i" + hidden;
-        case QXValue::kInt64:
-            return v.As_std_string() + hidden;
-        case QXValue::kDouble:
-            return v.As_std_string() + "d" + hidden;
-        default:
-            return "?empty";
-    }
-}
-
-std::string Show(const std::vector<MMLParaStruct>& list) {
-    std::string out;
-    for (const MMLParaStruct& p : list) {
-        if (!out.empty()) out += ",";
-        out += Show(p.name) + "=";
-        for (std::size_t i = 0; i < p.values.size(); ++i) out += (i ? "&" : "") + Show(p.values[i]);
-        for (std::size_t i = 0; i < p.objects.size(); ++i)
-            out += (i ? "&{" : "{") + Show(p.objects[i]) + "}";
-    }
-    return out;
-}
-
-std::string Show(const MMLCmdStruct& cmd) {
-    return cmd.cmdName + ":" + Show(cmd.paraList);
-}
+using tree_text::Show;
 
 // Parses text with both parsers into records that keep their earlier trees, as the script
 // reader's does; the hand-written parser must claim it and agree.

@@ -8,43 +8,13 @@
 #include "parser/ParseBuilder.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/ScriptParser.h"
+#include "tests/TreeText.h"
 
 using namespace NSQX_script;
 
 namespace {
 
-// A value with its kind: 'text' for strings, 5 for 64-bit integers, 5i for 32-bit integers
-// (range members), 1.5d for doubles. A number may never carry hidden text.
-std::string Show(const QXValue& v) {
-    switch (v.GetType()) {
-        case QXValue::kString:
-            return "'" + v.StringRef() + "'";
-        case QXValue::kInt32:
-            return v.StringRef().empty() ? v.As_std_string() + "i" : "?stale";
-        case QXValue::kInt64:
-            return v.StringRef().empty() ? v.As_std_string() : "?stale";
-        case QXValue::kDouble:
-            return v.StringRef().empty() ? v.As_std_string() + "d" : "?stale";
-        default:
-            return "?empty";
-    }
-}
-
-std::string Show(const std::vector<MMLParaStruct>& list) {
-    std::string out;
-    for (const MMLParaStruct& p : list) {
-        if (!out.empty()) out += ",";
-        out += Show(p.name) + "=";
-        for (std::size_t i = 0; i < p.values.size(); ++i) out += (i ? "&" : "") + Show(p.values[i]);
-        for (std::size_t i = 0; i < p.objects.size(); ++i)
-            out += (i ? "&{" : "{") + Show(p.objects[i]) + "}";
-    }
-    return out;
-}
-
-std::string Show(const MMLCmdStruct& cmd) {
-    return cmd.cmdName + ":" + Show(cmd.paraList);
-}
+using tree_text::Show;
 
 // Parses into a fresh command and renders the result, "#n" for a non-zero result.
 std::string Parse(const std::string& text) {

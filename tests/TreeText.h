@@ -1,0 +1,51 @@
+#pragma once
+
+// Parse trees as one line of text, so tests compare whole trees and show the difference.
+
+#include <string>
+#include <vector>
+
+#include "qx_scriptutil/TScriptCmd.h"
+
+namespace tree_text {
+
+using NSQX_script::MMLCmdStruct;
+using NSQX_script::MMLParaStruct;
+using NSQX_script::QXValue;
+
+// A value with its kind: 'text' for strings, 5 for 64-bit integers, 5i for 32-bit integers
+// (range members), 1.5d for doubles. A number that still carries text left from reused
+// storage is marked "?stale".
+inline std::string Show(const QXValue& v) {
+    const std::string stale = v.IsStringTypeEx() || v.StringRef().empty() ? "" : "?stale";
+    switch (v.GetType()) {
+        case QXValue::kString:
+            return "'" + v.StringRef() + "'";
+        case QXValue::kInt32:
+            return v.As_std_string() + "i" + stale;
+        case QXValue::kInt64:
+            return v.As_std_string() + stale;
+        case QXValue::kDouble:
+            return v.As_std_string() + "d" + stale;
+        default:
+            return "?empty";
+    }
+}
+
+inline std::string Show(const std::vector<MMLParaStruct>& list) {
+    std::string out;
+    for (const MMLParaStruct& p : list) {
+        if (!out.empty()) out += ",";
+        out += Show(p.name) + "=";
+        for (std::size_t i = 0; i < p.values.size(); ++i) out += (i ? "&" : "") + Show(p.values[i]);
+        for (std::size_t i = 0; i < p.objects.size(); ++i)
+            out += (i ? "&{" : "{") + Show(p.objects[i]) + "}";
+    }
+    return out;
+}
+
+inline std::string Show(const MMLCmdStruct& cmd) {
+    return cmd.cmdName + ":" + Show(cmd.paraList);
+}
+
+}  // namespace tree_text

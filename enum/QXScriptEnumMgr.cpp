@@ -133,25 +133,23 @@ unsigned long QXScriptEnumMgr::Init(char const* path) {
     }
 }
 
+// The last user frees the table but leaves the instance to Destroy(): another thread may hold
+// the pointer from Instance() and be on its way into Init, and a destructor run after that
+// Init would also throw away the table it just loaded for its caller.
 void QXScriptEnumMgr::Release() {
-    std::uint8_t remaining = 0;
-    {
-        qxp::WriteGuard guard(m_RWMutex);
-        bool free = false;
-        if (m_refCnt == 0) {
-            free = m_bLoaded;
-        } else {
-            --m_refCnt;
-            free = m_bLoaded && m_refCnt == 0;
-        }
-        if (free) {
-            m_pEnumMap.reset();
-            m_bLoaded = false;
-            m_loadedFiles.clear();
-        }
-        remaining = m_refCnt;
+    qxp::WriteGuard guard(m_RWMutex);
+    bool free = false;
+    if (m_refCnt == 0) {
+        free = m_bLoaded;
+    } else {
+        --m_refCnt;
+        free = m_bLoaded && m_refCnt == 0;
     }
-    if (remaining == 0) Destroy();  // deletes this object: nothing may follow
+    if (free) {
+        m_pEnumMap.reset();
+        m_bLoaded = false;
+        m_loadedFiles.clear();
+    }
 }
 
 int QXScriptEnumMgr::ValueS2C(long& code, std::string const& name, unsigned long cmdId,

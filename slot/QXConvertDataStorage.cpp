@@ -54,9 +54,14 @@ void QXConvertDataStorage::Destroy() {
 }
 
 void QXConvertDataStorage::Init() {
-    m_cfgPath = qxp::OrinGetAppRootPath() + kCfgRelativePath;
+    const std::string path = qxp::OrinGetAppRootPath() + kCfgRelativePath;
+    {
+        // Every task thread calls Init; the path is one string for all of them.
+        qxp::WriteGuard guard(m_RWMutex);
+        m_cfgPath = path;
+    }
     if (m_bCfgLoaded.load(std::memory_order_acquire)) return;
-    SlotStoreAccess::LoadFile(m_cfgPath, true);
+    SlotStoreAccess::LoadFile(path, true);
 }
 
 void QXConvertDataStorage::Release() {
@@ -64,14 +69,17 @@ void QXConvertDataStorage::Release() {
 }
 
 void QXConvertDataStorage::PrepareScriptOper(bool slotFlagIs11, bool slotFlagPresent) {
-    m_cvtType = 0;
+    std::int32_t type = 0;
     if (slotFlagIs11 && slotFlagPresent && static_cast<unsigned int>(m_operType) <= 1) {
-        m_cvtType = 3;
+        type = 3;
     } else if (!slotFlagIs11 && slotFlagPresent) {
-        if (m_operType == 0) m_cvtType = 1;
-        if (m_operType == 1) m_cvtType = 2;
+        if (m_operType == 0) type = 1;
+        if (m_operType == 1) type = 2;
     }
-    qxp::QXTrace(qxp::kTraceInfo, "Convert Ttype has been set to: %d", m_cvtType);
+    // The type is one for the whole process and read without a lock while commands convert:
+    // tasks that open scripts of one slot flag at the same time leave it untouched.
+    if (m_cvtType != type) m_cvtType = type;
+    qxp::QXTrace(qxp::kTraceInfo, "Convert Ttype has been set to: %d", type);
 }
 
 void QXConvertDataStorage::SetSupportNEType(std::vector<unsigned long>& types) {
@@ -111,11 +119,11 @@ void SlotStoreAccess::LoadFile(const std::string& path, bool once) {
     using Store = QXConvertDataStorage;
     qxp::WriteGuard guard(Store::m_RWMutex);
     if (once && Store::m_bCfgLoaded.load(std::memory_order_acquire)) return;
-    Store::m_bCfgLoaded.store(true, std::memory_order_release);
     if (!Store::m_pSlotcovertInter) {
         Store::m_pSlotcovertInter.reset(new (std::nothrow) slotcovertcfgfileinterpreter());
         if (!Store::m_pSlotcovertInter) {
             qxp::QXTrace(qxp::kTraceError, "m_pSlotcovertInter is nullptr!");
+            Store::m_bCfgLoaded.store(true, std::memory_order_release);
             return;
         }
         qxp::XmlInterpreterRegistry::Instance()->Register(kInterpreterName,
@@ -124,6 +132,9 @@ void SlotStoreAccess::LoadFile(const std::string& path, bool once) {
     Store::Instance();  // the interpreter fills the singleton
     Store::m_bLoaded =
         qxp::XmlInterpreterRegistry::Instance()->ParseFile(path, kInterpreterName) == 0;
+    // Set only now: Init tests the marker without the lock, and a task that finds it set goes
+    // on to read the records.
+    Store::m_bCfgLoaded.store(true, std::memory_order_release);
 }
 
 void SlotStoreAccess::ForgetLoaded() {

@@ -1,0 +1,357 @@
+// The whole library under load: eight task threads write, read, parse and convert their own
+// scripts while another thread keeps loading and releasing the enumeration table and loading
+// the slot configuration. Every worker must end with exactly what a single-threaded run of the
+// same work produced.
+//
+// What is deterministic while another thread releases the enumeration table: a lookup made
+// while the calling thread holds its own Init reference (a QXScriptEnumDataMgr) must succeed,
+// because the table is freed only when the last reference goes. A lookup made without one may
+// find the table loaded or not: it either fails, leaving its output as it was (the CStdString
+// form of ValueC2S empties it), or gives the configured answer, never anything else. So the
+// workers write and read their scripts, whose header, encoding and slot conversion depend on
+// the table, only while holding a reference. Every thread loads the same file: an Init that
+// fails, or one of another file, changes what every holder sees, and is left out here.
+//
+// The slot conversion type is one value for the whole process, chosen by the header of the
+// script opened last; all scripts here carry the same slot flag, so it is the same for all.
+// The slot configuration is read once per process, by whichever thread asks first; the
+// records are then read without a lock, so reading the file again while tasks convert
+// commands is outside the design and is not done here.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "TreeText.h"
+#include "qx_platform/Control.h"
+#include "qx_platform/Task.h"
+#include "qx_scriptutil/CmdNameConvert.h"
+#include "qx_scriptutil/EnumMap.h"
+#include "qx_scriptutil/QXConvertDataStorage.h"
+#include "qx_scriptutil/QXScriptEnumMgr.h"
+#include "qx_scriptutil/QXScriptErrMgr.h"
+#include "qx_scriptutil/TScriptFileImpl.h"
+#include "slot/SlotStoreAccess.h"
+
+using namespace NSQX_script;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kWorkers = 8;
+constexpr int kPasses = 6;
+constexpr unsigned long kBoard = 9301;
+constexpr unsigned long kPort = 9302;
+constexpr unsigned long kLink = 9303;
+constexpr char kEnumFile[] = "port_enum.xml";
+constexpr int kUser = 7;
+
+std::string StressDataDir() {
+    const char* dir = std::getenv("QX_TEST_DATA");
+    return (dir != nullptr ? std::string(dir)
+                           : fs::path(__FILE__).parent_path().string() + "/data") +
+           "/stress/";
+}
+
+unsigned long NeOf(int worker) {
+    return 300 + static_cast<unsigned long>(worker);
+}
+
+// What one worker did, rendered so that a mismatch shows the differing line.
+struct Outcome {
+    std::string bytes;
+    std::string commands;
+    std::string lookups;
+    std::string results;
+};
+
+std::string FileText(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+std::vector<TScriptCmd> CommandsOf(int worker, int pass) {
+    static const char* const kStates[] = {"up", "down", "testing"};
+    static const char* const kModes[] = {"auto", "m10", "m100", "off"};
+    const int k = worker + pass;
+    TScriptCmd board(kBoard);
+    board.AddPara("neid", NeOf(worker), false, false);
+    board.AddPara("bid", static_cast<unsigned long>(80 + k % 9), false, false);
+    board.AddPara("state", kStates[k % 3], false, false);
+    const std::string label = "\"board " + std::to_string(worker) + "/" + std::to_string(pass) +
+                              " caf\xC3\xA9 \\\"q\\\"\"";
+    board.AddPara("label", label.c_str(), false, false);
+    TScriptCmd port(kPort);
+    port.AddPara("mode", kModes[k % 4], false, false);
+    port.AddPara("ports", std::vector<int>{worker, pass, 100 + k}, false, true, false);
+    port.AddObjectPara("opt={a=1,b=x}&{a=2,b=\"y z\"}");
+    TScriptCmd link(kLink);
+    link.AddPara("srcne", NeOf(worker) + 1000, false, false);  // outside the device map
+    link.AddPara("srcport", (std::to_string(85 + pass) + "-3").c_str(), false, false);
+    TScriptCmd back(kBoard);
+    back.AddPara("neid", NeOf(worker), false, false);
+    back.AddPara("bid", "\"1&&4\"", false, false);
+    back.AddPara("state", "up", false, false);
+    return {board, port, link, back};
+}
+
+std::string Render(const QXScriptErrMgr& mgr) {
+    std::ostringstream out;
+    for (const TScriptOperationResult& r : mgr.m_operationResults) {
+        out << "op " << r.m_key1 << ' ' << r.m_key2 << ' ' << r.m_value << '\n';
+    }
+    for (const TScriptResult& r : mgr.m_scriptResults) {
+        out << "script " << r.m_text << '|' << r.m_kind << '|' << r.m_detail << '|' << r.m_value
+            << '\n';
+    }
+    out << "error " << mgr.m_errorCode << '\n';
+    return out.str();
+}
+
+// Lookups while the thread holds its own reference: each must succeed.
+void HeldLookups(unsigned long code, const TScriptCmd& cmd, std::ostringstream& out) {
+    TScriptCmd copy(cmd);
+    int asInt = -1;
+    out << "int(state)=" << copy.GetPara("state", asInt, false) << ':' << asInt;
+    asInt = -1;
+    out << " int(mode)=" << copy.GetPara("mode", asInt, false) << ':' << asInt;
+    CStdString text;
+    if (copy.GetPara("state", text, false) || copy.GetPara("mode", text, false)) {
+        long value = -100;
+        const char* para = code == kBoard ? "state" : "mode";
+        out << " s2c=" << ValueS2C(value, std::string(text), code, std::string(para), 0) << ':'
+            << value;
+        std::string back;
+        out << " c2s=" << ValueC2S(back, value, code, std::string(para), 0) << ':' << back;
+    }
+    long encoding = -100;
+    out << " encoding="
+        << ValueS2C(encoding, std::string("curscriptencoding"), 0, std::string("encoding"), 0)
+        << ':' << encoding << '\n';
+}
+
+// One pass of a worker: write a script, read it back, look values up, collect the results in
+// the thread's error manager. Runs under the worker's own task.
+void RunPass(int worker, int pass, const std::string& dir, Outcome& out) {
+    QXConvertDataStorage::Instance()->Init();
+    const QXScriptEnumDataMgr table(kEnumFile);
+    if (table.GetResult() != 0) out.lookups += "Init failed\n";
+    QXScriptErrMgr* results = QXScriptErrMgr::Instance();
+
+    const std::string name =
+        "STRESS_" + std::to_string(NeOf(worker)) + "_p" + std::to_string(pass) + ".txt";
+    {
+        TScriptFileImpl file(kNeConfigScript);
+        if (!file.OpenForWrite(kNeConfigScript, dir.c_str(), name.c_str(), kUser, true)) {
+            out.bytes += "open for write failed\n";
+            return;
+        }
+        for (TScriptCmd& cmd : CommandsOf(worker, pass)) {
+            if (!file.WriteCommand(cmd)) out.bytes += "write failed\n";
+        }
+        file.WriteAnnotationCommand("// raw lines are carried through\n");
+        file.WriteAnnotationCommand(":cfg-set-port:{mode=auto;\n");
+        file.WriteAnnotationCommand(":cfg-not-known:{a=1};\n");
+    }
+    out.bytes += FileText(fs::path(dir) / name);
+
+    TScriptFileImpl file(kNeConfigScript);
+    if (!file.OpenForRead(kNeConfigScript, dir.c_str(), name.c_str())) {
+        out.commands += "open for read failed\n";
+        return;
+    }
+    std::ostringstream commands;
+    std::ostringstream lookups;
+    commands << "count " << file.GetCmdCount() << " encoding " << file.GetEncoding() << '\n';
+    file.GoToFirstCommand();
+    TScriptCmd cmd;
+    while (file.GetOneCommand(cmd)) {
+        const std::string tree = tree_text::Show(cmd.GetParaList());
+        commands << cmd.GetCmdCode() << '@' << cmd.GetLineNo() << ' ' << tree << '\n';
+        HeldLookups(cmd.GetCmdCode(), cmd, lookups);
+        results->AppendScriptResult(CStdString(name), static_cast<int>(cmd.GetLineNo()),
+                                    cmd.GetCmdCode(), CStdString(tree));
+    }
+    results->AppendScriptResult(file.GetCmdAnalyzedResult());
+    results->AppendOperationResult(static_cast<unsigned long>(worker),
+                                   static_cast<unsigned long>(pass), file.GetCurrentLineNO());
+    out.commands += commands.str();
+    out.lookups += lookups.str();
+}
+
+// Lookups without a reference of the caller's own: a failure must leave the output as it
+// was, a success must give the configured answer. Returns the number of wrong answers.
+int BareLookups() {
+    int wrong = 0;
+    long code = -100;
+    const int s2c = ValueS2C(code, std::string("testing"), kBoard, std::string("state"), 0);
+    if (s2c == 1 ? code != 2 : code != -100) ++wrong;
+    std::string name = "unchanged";
+    const int c2s = ValueC2S(name, 70, kPort, std::string("mode"), 1);
+    if (c2s == 1 ? name != "auto" : name != "unchanged") ++wrong;
+    CStdString emptied("x");
+    const int c2sCstd = ValueC2S(emptied, -1, kPort, CStdString("mode"), 0);
+    if (c2sCstd == 1 ? emptied != "off" : !emptied.empty()) ++wrong;
+    return wrong;
+}
+
+Outcome RunWorker(int worker, const std::string& root) {
+    qxp::OrinGnlTask task(static_cast<std::uint8_t>(20 + worker));
+    const qxp::ScopedCurrentTask current(&task);
+    std::map<unsigned long, unsigned long> devices{{NeOf(worker), 1}};
+    QXConvertDataStorage::Instance()->SetDevMap(devices);
+    const std::string dir = root + "/w" + std::to_string(worker);
+    fs::create_directories(dir);
+
+    QXScriptErrMgr::Destroy();
+    Outcome out;
+    for (int pass = 0; pass < kPasses; ++pass) {
+        RunPass(worker, pass, dir, out);
+        if (BareLookups() != 0) out.lookups += "wrong answer without a reference\n";
+    }
+    out.results = Render(*QXScriptErrMgr::Instance());
+    QXScriptErrMgr::Destroy();
+    return out;
+}
+
+void ReleaseTable() {
+    while (QXScriptEnumMgr::GetRefCount() != 0 || QXScriptEnumMgr::IsLoaded()) {
+        QXScriptEnumMgr::Instance()->Release();
+    }
+    QXScriptEnumMgr::Destroy();
+}
+
+class StressConcurrency : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/stress_concurrency_XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        tmp_ = pattern;
+        ReleaseTable();
+        QXConvertDataStorage::Destroy();
+        SlotStoreAccess::ForgetLoaded();
+        qxp::SetAppRootPath(StressDataDir());
+        qxp::SetFixedTime(1700000000);
+        qxp::SetUserName(kUser, "stress");
+        qxp::SetServerVersionName("V100R001");
+        // ISO8859-1 bodies and slot flag 1.0, so that conversion of text and slots both run.
+        qxp::SetUserCfgItem("TRANS", "encoding", "2");
+        qxp::SetUserCfgItem("TRANS", "slotversion", "0");
+        CmdNameConvert::AddCmdNameIDMap("cfg-set-board", kBoard);
+        CmdNameConvert::AddCmdNameIDMap("cfg-set-port", kPort);
+        CmdNameConvert::AddCmdNameIDMap("cfg-add-link", kLink);
+    }
+    void TearDown() override {
+        for (unsigned long id : {kBoard, kPort, kLink}) CmdNameConvert::RemoveCmdNameIDMap(id);
+        ReleaseTable();
+        QXConvertDataStorage::Destroy();
+        SlotStoreAccess::ForgetLoaded();
+        QXScriptErrMgr::Destroy();
+        qxp::ResetOverrides();
+        fs::remove_all(tmp_);
+    }
+
+    std::vector<Outcome> SingleThreaded() {
+        std::vector<Outcome> expected;
+        for (int w = 0; w < kWorkers; ++w) expected.push_back(RunWorker(w, tmp_ + "/ref"));
+        return expected;
+    }
+
+    std::string tmp_;
+};
+
+TEST_F(StressConcurrency, WorkersMatchASingleThreadedRunWhileTablesAreReloaded) {
+    const std::vector<Outcome> expected = SingleThreaded();
+    const Outcome& first = expected.front();
+    ASSERT_EQ(first.lookups.find("failed"), std::string::npos) << first.lookups;
+    ASSERT_EQ(first.lookups.find("s2c=0"), std::string::npos) << first.lookups;
+    ASSERT_NE(first.bytes.find("// SlotFlagVer=1.0 \n"), std::string::npos) << first.bytes;
+    ASSERT_NE(first.commands.find("encoding ISO8859-1"), std::string::npos) << first.commands;
+    ASSERT_NE(first.results.find("|1090614023\n"), std::string::npos) << first.results;
+    ASSERT_EQ(QXScriptEnumMgr::GetRefCount(), 0);
+
+    // The slot configuration is read again by whichever thread asks first.
+    SlotStoreAccess::ForgetLoaded();
+    QXConvertDataStorage::Instance()->Release();
+
+    std::vector<Outcome> got(kWorkers);
+    std::atomic<int> running{kWorkers};
+    std::atomic<int> churnWrong{0};
+    int cycles = 0;
+    std::thread churn([&] {
+        do {
+            {
+                const QXScriptEnumDataMgr table(kEnumFile);
+                long code = -100;
+                if (table.GetResult() != 0 ||
+                    ValueS2C(code, std::string("up"), kBoard, std::string("state"), 0) != 1 ||
+                    code != 1) {
+                    ++churnWrong;
+                }
+            }
+            QXConvertDataStorage::Instance()->Init();
+            ++cycles;
+            std::this_thread::yield();
+        } while (running.load() > 0);
+    });
+    std::vector<std::thread> workers;
+    for (int w = 0; w < kWorkers; ++w) {
+        workers.emplace_back([&, w] {
+            got[w] = RunWorker(w, tmp_ + "/run");
+            --running;
+        });
+    }
+    for (std::thread& t : workers) t.join();
+    churn.join();
+
+    EXPECT_EQ(churnWrong.load(), 0);
+    EXPECT_GT(cycles, 0);
+    for (int w = 0; w < kWorkers; ++w) {
+        SCOPED_TRACE("worker " + std::to_string(w));
+        EXPECT_EQ(got[w].bytes, expected[w].bytes);
+        EXPECT_EQ(got[w].commands, expected[w].commands);
+        EXPECT_EQ(got[w].lookups, expected[w].lookups);
+        EXPECT_EQ(got[w].results, expected[w].results);
+    }
+    EXPECT_EQ(QXScriptEnumMgr::GetRefCount(), 0);
+    EXPECT_FALSE(QXScriptEnumMgr::IsLoaded());
+}
+
+// Every thread takes and drops its own references: whoever holds one finds the table, however
+// the others' loads and releases interleave with it.
+TEST_F(StressConcurrency, EachHolderKeepsTheTableWhileOthersInitAndRelease) {
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kWorkers; ++t) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 60; ++i) {
+                const QXScriptEnumDataMgr table(kEnumFile);
+                long code = -100;
+                std::string name;
+                if (table.GetResult() != 0 ||
+                    ValueS2C(code, std::string("m100"), kPort, std::string("mode"), 0) != 1 ||
+                    code != 100 || ValueC2S(name, 1, kBoard, std::string("state"), 0) != 1 ||
+                    name != "up") {
+                    ++wrong;
+                }
+                wrong += BareLookups();
+            }
+        });
+    }
+    for (std::thread& t : threads) t.join();
+    EXPECT_EQ(wrong.load(), 0);
+    EXPECT_EQ(QXScriptEnumMgr::GetRefCount(), 0);
+    EXPECT_FALSE(QXScriptEnumMgr::IsLoaded());
+}
+
+}  // namespace

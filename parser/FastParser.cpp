@@ -355,6 +355,8 @@ class Parser {
             Next();
         }
         if (tok_ != kEqual) return false;
+        // Values read straight from the text unless they start with something unusual.
+        if (*p_ == '"' || Is(*p_, kWordChar)) return Values(false);
         Next();
         if (tok_ == kOpen) {
             if (!List()) return false;
@@ -366,31 +368,123 @@ class Parser {
             b_.EndObjectParameter();
             return true;
         }
+        return Values(true);
+    }
+
+    // A value list, its first value in tok_ when loaded is set, else at p_.
+    bool Values(bool loaded) {
         b_.BeginValues(ValuesAhead());
+        if (loaded) {
+            if (!OneValue()) return false;
+            if (tok_ != kAnd) return b_.EndValues();
+        }
         for (;;) {
-            if (tok_ == kIdent || tok_ == kString) {
-                b_.ValueText(val_.str, val_.len);
-                Next();
-            } else if (tok_ == kNumber) {
-                const std::int64_t first = val_.num;
-                Next();
-                if (tok_ == kTo) {
-                    Next();
-                    if (tok_ != kNumber || !b_.ValueRangeDirect(first, val_.num)) return false;
-                    Next();
-                } else {
-                    b_.ValueInteger(first);
-                }
-            } else if (tok_ == kReal) {
-                b_.ValueReal(val_.real);
-                Next();
-            } else {
-                return false;
-            }
-            if (tok_ != kAnd) break;
+            const Step step = FastValue();
+            if (step == Step::kMore) continue;
+            if (step == Step::kFail) return false;
             Next();
+            if (step == Step::kDecline && !OneValue()) return false;
+            if (tok_ != kAnd) break;
         }
         return b_.EndValues();
+    }
+
+    enum class Step {
+        kMore,     // a value and the '&' after it are taken; p_ is at the next value
+        kEnd,      // a value is taken; p_ is behind it and the next token is not read yet
+        kDecline,  // nothing is taken: the value goes through the token loop
+        kFail,     // the text is no command this parser will claim
+    };
+
+    // The value at p_ and a plain '&' after it, read straight from the text for the shapes
+    // that make up nearly every value list; the token loop sees only what is left. A number
+    // directly followed by a blank declines, since a range operator may come after the blank.
+    QX_ALWAYS_INLINE Step FastValue() {
+        const char* const s = p_;
+        const char c = *s;
+        if (c == '"') {
+            const char* const close = QuoteClose(s + 1);
+            if (close == nullptr) return Step::kFail;
+            b_.ValueText(s + 1, static_cast<std::size_t>(close - s - 1));
+            p_ = close + 1;
+        } else if (Is(c, kWordChar)) {
+            // A plain decimal is converted in the same pass that finds its end.
+            const bool negative = c == '-';
+            const char* const digits = s + (negative ? 1 : 0);
+            const char* e = digits;
+            std::uint64_t magnitude = 0;
+            while (static_cast<unsigned>(*e - '0') < 10u) {
+                magnitude = magnitude * 10 + static_cast<unsigned>(*e - '0');
+                ++e;
+            }
+            if (e != digits && e - digits <= kShortDecimalDigits && !Is(*e, kWordChar) &&
+                *e != '.') {
+                if (Is(*e, kBlankChar)) return Step::kDecline;
+                p_ = e;
+                if (!Integer(NarrowDecimal(magnitude, negative))) return Step::kFail;
+            } else {
+                Word(s);
+                switch (tok_) {
+                    case kIdent:
+                        b_.ValueText(val_.str, val_.len);
+                        break;
+                    case kReal:
+                        b_.ValueReal(val_.real);
+                        break;
+                    case kNumber:
+                        if (Is(*p_, kBlankChar)) {
+                            p_ = s;
+                            return Step::kDecline;
+                        }
+                        if (!Integer(val_.num)) return Step::kFail;
+                        break;
+                    default:
+                        return Step::kFail;
+                }
+            }
+        } else {
+            return Step::kDecline;
+        }
+        if (p_[0] == '&' && p_[1] != '&') {
+            ++p_;
+            return Step::kMore;
+        }
+        return Step::kEnd;
+    }
+
+    // A number whose end p_ is, unless a blank follows: a value, or the first bound of a range.
+    bool Integer(std::int64_t first) {
+        if (p_[0] != '&' || p_[1] != '&') {
+            b_.ValueInteger(first);
+            return true;
+        }
+        p_ += 2;
+        Next();
+        return tok_ == kNumber && b_.ValueRangeDirect(first, val_.num);
+    }
+
+    // The value in tok_, then the token after it.
+    bool OneValue() {
+        if (tok_ == kIdent || tok_ == kString) {
+            b_.ValueText(val_.str, val_.len);
+            Next();
+        } else if (tok_ == kNumber) {
+            const std::int64_t first = val_.num;
+            Next();
+            if (tok_ == kTo) {
+                Next();
+                if (tok_ != kNumber || !b_.ValueRangeDirect(first, val_.num)) return false;
+                Next();
+            } else {
+                b_.ValueInteger(first);
+            }
+        } else if (tok_ == kReal) {
+            b_.ValueReal(val_.real);
+            Next();
+        } else {
+            return false;
+        }
+        return true;
     }
 
     const char* p_;

@@ -12,20 +12,28 @@
 namespace NSQX_script {
 namespace parser {
 
+// Up to this many digits a decimal cannot saturate the 64-bit range.
+constexpr std::ptrdiff_t kShortDecimalDigits = 18;
+
+// The value of a decimal of at most kShortDecimalDigits digits, given as its magnitude and
+// sign: narrowed to 32 bits by wrapping.
+inline std::int64_t NarrowDecimal(std::uint64_t magnitude, bool negative) {
+    return static_cast<std::int32_t>(
+        static_cast<std::uint32_t>(negative ? 0 - magnitude : magnitude));
+}
+
 // Base 10, saturating at the 64-bit range like strtol, then narrowed to 32 bits (wrapping).
 // The text is -?[0-9]+ and the byte after it is no digit.
 inline std::int64_t DecimalValue(const char* text, std::size_t length) {
     const bool negative = text[0] == '-';
     const std::size_t digits = length - (negative ? 1 : 0);
-    std::int64_t value;
-    if (digits <= 18) {
-        std::int64_t v = 0;
+    if (digits <= static_cast<std::size_t>(kShortDecimalDigits)) {
+        std::uint64_t v = 0;
         for (const char* p = text + (negative ? 1 : 0); p != text + length; ++p)
-            v = v * 10 + (*p - '0');
-        value = negative ? -v : v;
-    } else {
-        value = std::strtoll(text, nullptr, 10);  // stops at the first byte that is no digit
+            v = v * 10 + static_cast<unsigned>(*p - '0');
+        return NarrowDecimal(v, negative);
     }
+    const std::int64_t value = std::strtoll(text, nullptr, 10);  // stops at the first non-digit
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
 }
 

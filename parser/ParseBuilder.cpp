@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <limits>
 #include <new>
+#include <string>
+#include <utility>
 
 namespace NSQX_script {
 namespace parser {
@@ -25,7 +27,9 @@ ParseBuilder& TheParseBuilder() {
 }
 
 void ParseBuilder::Begin(MMLCmdStruct& cmd) {
-    if (spare_.capacity() < kSpareLimit) spare_.reserve(kSpareLimit);  // trims then never throw
+    // Trims then never throw.
+    if (spare_.capacity() < kSpareLimit) spare_.reserve(kSpareLimit);
+    if (spareTexts_.capacity() < kSpareTextLimit) spareTexts_.reserve(kSpareTextLimit);
     cmd_ = &cmd;
     cmd.cmdName.clear();
     cur_ = Frame{&cmd.paraList, 0, 0};
@@ -96,6 +100,24 @@ void ParseBuilder::TrimParameters(std::vector<MMLParaStruct>& list, std::size_t 
     }
 }
 
+void ParseBuilder::TrimValues(std::vector<QXValue>& values, std::size_t n) noexcept {
+    static const std::size_t kInline = std::string().capacity();
+    for (std::size_t i = n; i < values.size(); ++i) {
+        const std::size_t capacity = values[i].StringRef().capacity();
+        if (capacity > kInline && capacity <= kSpareTextBytes &&
+            spareTexts_.size() < kSpareTextLimit)
+            spareTexts_.push_back(std::move(values[i]));
+    }
+    Trim(values, n);
+}
+
+void ParseBuilder::TakeSpareText(QXValue& dst) noexcept {
+    // The value's own storage, too small here, goes back to the spares unless it is inline.
+    static const std::size_t kInline = std::string().capacity();
+    std::swap(dst, spareTexts_.back());
+    if (spareTexts_.back().StringRef().capacity() <= kInline) spareTexts_.pop_back();
+}
+
 void ParseBuilder::TrimGroups(std::vector<std::vector<MMLParaStruct>>& groups,
                               std::size_t n) noexcept {
     for (std::size_t i = n; i < groups.size(); ++i) TrimParameters(groups[i], 0);
@@ -144,7 +166,7 @@ bool ParseBuilder::EndParameter() try {
         MMLParaStruct& para = AppendParameter();
         Build(para.name, name);
         std::vector<QXValue>& values = para.values;
-        Trim(values, count);
+        TrimValues(values, count);
         std::size_t i = 0;
         for (; i < values.size(); ++i) Build(values[i], values_[i]);
         if (i < count) values.reserve(count);
@@ -152,7 +174,7 @@ bool ParseBuilder::EndParameter() try {
             values.emplace_back();
             Build(values.back(), values_[i]);
         }
-        if (!para.objects.empty()) para.objects.clear();
+        if (!para.objects.empty()) TrimGroups(para.objects, 0);
     }
     ClearPending();
     return true;
@@ -167,14 +189,14 @@ void ParseBuilder::BeginValues(std::size_t expected) {
         MMLParaStruct& para = AppendParameter();
         directOwner_ = cur_.used - 1;
         Build(para.name, names_.front());
-        if (!para.objects.empty()) para.objects.clear();
+        if (!para.objects.empty()) TrimGroups(para.objects, 0);
         direct_ = &para.values;
     }
     // Old values are overwritten where the list has room; when it must grow they are dropped
     // first, as moving them along would cost more than their storage saves.
     directUsed_ = 0;
     if (direct_->capacity() < expected) {
-        direct_->clear();
+        TrimValues(*direct_, 0);
         direct_->reserve(expected);
     }
 }
@@ -187,21 +209,26 @@ bool ParseBuilder::ValueRangeDirect(std::int64_t from, std::int64_t to) {
     const std::size_t count = static_cast<std::size_t>(last - first + 1);
     if (!Spend(count)) return false;
     std::vector<QXValue>& values = *direct_;
-    if (values.capacity() - directUsed_ < count) {
-        Trim(values, directUsed_);
-        values.reserve(std::max(directUsed_ + count, 2 * values.capacity()));
+    const std::size_t end = directUsed_ + count;
+    if (values.size() < end) {
+        if (values.capacity() < end) {
+            TrimValues(values, directUsed_);
+            values.reserve(std::max(end, 2 * values.capacity()));
+        }
+        values.resize(end);
     }
-    for (std::int64_t i = first; i <= last; ++i) {
-        QXValue& dst = NextValue();
-        dst.Clear();
-        dst.SetInt32(static_cast<int>(i));
+    QXValue* dst = values.data() + directUsed_;
+    for (std::int64_t i = first; i <= last; ++i, ++dst) {
+        ClearText(*dst);
+        dst->SetInt32(static_cast<int>(i));
     }
+    directUsed_ = end;
     return true;
 }
 
 bool ParseBuilder::EndValues() {
     const std::size_t count = directUsed_;
-    Trim(*direct_, count);
+    TrimValues(*direct_, count);
     direct_ = nullptr;
     if (!Spend(names_.size() * std::max<std::size_t>(count, 1))) return false;
     // Further names get copies of the first one's values.
@@ -209,7 +236,7 @@ bool ParseBuilder::EndValues() {
         MMLParaStruct& para = AppendParameter();
         Build(para.name, names_[n]);
         para.values = (*cur_.vec)[directOwner_].values;
-        if (!para.objects.empty()) para.objects.clear();
+        if (!para.objects.empty()) TrimGroups(para.objects, 0);
     }
     ClearPending();
     return true;
@@ -233,7 +260,7 @@ bool ParseBuilder::OpenGroup() try {
     // An object parameter takes only its first name.
     MMLParaStruct& para = AppendParameter();
     Build(para.name, names_.front());
-    para.values.clear();
+    TrimValues(para.values, 0);
     return EnterGroup(para, 0);
 } catch (const std::bad_alloc&) {
     return OutOfMemory();

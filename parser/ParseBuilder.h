@@ -29,6 +29,10 @@ class ParseBuilder {
     // not those whose value lists are larger than kSpareValues.
     static constexpr std::size_t kSpareLimit = 4096;
     static constexpr std::size_t kSpareValues = 1024;
+    // Values whose texts live on the heap are kept too when trimmed, up to this many and this
+    // size, and handed to later texts that would outgrow the storage of their own value.
+    static constexpr std::size_t kSpareTextLimit = 4096;
+    static constexpr std::size_t kSpareTextBytes = 256;
 
     void Begin(MMLCmdStruct& cmd);
     // Erases what lies beyond the built counts of every vector still open; never throws.
@@ -59,15 +63,19 @@ class ParseBuilder {
     // EndValues, with the same result and the same value budget as PushValue, ValueRange and
     // EndParameter. These may throw std::bad_alloc.
     void BeginValues(std::size_t expected);
-    void ValueText(const char* s, std::size_t n) { NextValue().SetString(s, n); }
+    void ValueText(const char* s, std::size_t n) {
+        QXValue& dst = NextValue();
+        if (n > dst.StringRef().capacity() && !spareTexts_.empty()) TakeSpareText(dst);
+        dst.SetString(s, n);
+    }
     void ValueInteger(std::int64_t v) {
         QXValue& dst = NextValue();
-        dst.Clear();
+        ClearText(dst);
         dst.SetInt64(static_cast<long>(v));
     }
     void ValueReal(double v) {
         QXValue& dst = NextValue();
-        dst.Clear();
+        ClearText(dst);
         dst.SetDouble(v);
     }
     bool ValueRangeDirect(std::int64_t from, std::int64_t to);
@@ -112,6 +120,14 @@ class ParseBuilder {
         if (directUsed_ == values.size()) values.emplace_back();
         return values[directUsed_++];
     }
+    // A number keeps the text storage of the value it overwrites; the text is emptied only
+    // when there is one, which spares a store into storage that may be cold.
+    static void ClearText(QXValue& v) noexcept {
+        if (!v.StringRef().empty()) v.Clear();
+    }
+    void TakeSpareText(QXValue& dst) noexcept;
+    // Trims values to n, keeping those of their texts that are worth it in spareTexts_.
+    void TrimValues(std::vector<QXValue>& values, std::size_t n) noexcept;
     bool Spend(std::size_t n);
     MMLParaStruct& AppendParameter();
     bool EnterGroup(MMLParaStruct& owner, std::size_t index);
@@ -135,6 +151,7 @@ class ParseBuilder {
     bool objectOpen_ = false;
     std::size_t objectGroups_ = 0;
     std::vector<MMLParaStruct> spare_;
+    std::vector<QXValue> spareTexts_;
     std::vector<Pending> names_;
     std::vector<Pending> values_;
     std::size_t spent_ = 0;

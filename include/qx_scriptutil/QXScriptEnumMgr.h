@@ -29,7 +29,8 @@ class QX_API QXScriptEnumMgr {
     // "script_enum.xml"). 0 on success and for a file loaded before, 0xFFFFFFFF on failure.
     // Every successful Init is matched by one Release.
     unsigned long Init(char const* path);
-    // Drops one user; the last one frees the table and destroys the instance.
+    // Drops one user; the last one frees the table. The instance stays until Destroy(): another
+    // thread may hold the pointer from Instance() on its way into Init.
     void Release();
 
     // 1 on success, 0 on failure (not loaded, no entry for the key, no such name or code).

@@ -8,6 +8,8 @@
 // - a name with a numeric NE part gives back the NE ID (both 16-bit halves), unless the prefix
 //   holds an underscore of its own or the first half is 0: an NE part that begins with "0" is
 //   read as hexadecimal ("0x%X_"), which "0-5" is not, so it gives 0;
+// - GetNEIDFromFileName, which hands the NE part to the host's NE ID reader, gives a numeric
+//   NE part back whole, the first half 0 included;
 // - a name with a dotted address gives that address back and NE ID 0;
 // - the encoding is not read back, and only encodings without a directory separator keep the
 //   base name whole, so the checks above are made for those;
@@ -98,7 +100,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             if (read.GetIPAddr() != address || read.GetPhyNEID() != 0) std::abort();
         }
     }
-    (void)TScriptFileImpl::GetNEIDFromFileName(name.c_str());
+    const unsigned long fromName = TScriptFileImpl::GetNEIDFromFileName(name.c_str());
+    if (wholeBase && form == 1 && PlainPrefix(prefix) && fromName != (neId & 0xFFFFFFFFul))
+        std::abort();
 
     ScriptFileName any;
     if (!any.AnalyseFileName(rest.c_str()) && any.GetFileName() != CText(rest)) std::abort();

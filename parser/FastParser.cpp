@@ -276,9 +276,11 @@ class Parser {
     // A maximal run of [A-Za-z0-9_-]: a fraction when it is -?[0-9]+ and a full stop follows,
     // else a decimal number when it is -?[0-9]+, else a hexadecimal number when it is
     // 0x[0-9a-fA-F]+, else an identifier.
-    void Word(const char* s) {
+    void Word(const char* s) { Word(s, SkipDigits(s + (*s == '-' ? 1 : 0))); }
+
+    // The same, with e the end of the digits that follow the optional minus sign.
+    void Word(const char* s, const char* e) {
         const char* const digits = s + (*s == '-' ? 1 : 0);
-        const char* e = SkipDigits(digits);
         if (e != digits && !Is(*e, kWordChar)) {
             if (*e != '.') {
                 val_.num = DecimalValue(s, static_cast<std::size_t>(e - s));
@@ -417,13 +419,31 @@ class Parser {
                 magnitude = magnitude * 10 + static_cast<unsigned>(*e - '0');
                 ++e;
             }
-            if (e != digits && e - digits <= kShortDecimalDigits && !Is(*e, kWordChar) &&
-                *e != '.') {
-                if (Is(*e, kBlankChar)) return Step::kDecline;
-                p_ = e;
-                if (!Integer(NarrowDecimal(magnitude, negative))) return Step::kFail;
+            if (e != digits && e - digits <= kShortDecimalDigits && !Is(*e, kWordChar)) {
+                if (*e == '.') {
+                    // A fraction of up to kExactDigits digits, converted as ExactRealValue does.
+                    std::size_t scale = 0;
+                    const char* f = e + 1;
+                    while (static_cast<unsigned>(*f - '0') < 10u) {
+                        magnitude = magnitude * 10 + static_cast<unsigned>(*f - '0');
+                        ++f;
+                        ++scale;
+                    }
+                    double real = 0;
+                    if (static_cast<std::size_t>(f - digits) - 1 <= kExactDigits) {
+                        real = ExactFraction(magnitude, scale, negative);
+                    } else if (!ExactRealValue(s, static_cast<std::size_t>(f - s), real)) {
+                        return Step::kFail;
+                    }
+                    b_.ValueReal(real);
+                    p_ = f;
+                } else {
+                    if (Is(*e, kBlankChar)) return Step::kDecline;
+                    p_ = e;
+                    if (!Integer(NarrowDecimal(magnitude, negative))) return Step::kFail;
+                }
             } else {
-                Word(s);
+                Word(s, e);
                 switch (tok_) {
                     case kIdent:
                         b_.ValueText(val_.str, val_.len);

@@ -53,15 +53,24 @@ inline std::int64_t HexValue(const char* text, std::size_t length) {
     return static_cast<std::uint32_t>(v);
 }
 
-// The fraction -?[0-9]+\.[0-9]* when it is in the range of a double; false otherwise.
-inline bool ExactRealValue(const char* text, std::size_t length, double& value) {
-    // Up to 15 digits the digits as an integer and the power of ten are both exact doubles, so
-    // one division rounds exactly as the full conversion does.
+// Fractions of up to this many digits are converted by ExactFraction.
+constexpr std::size_t kExactDigits = 15;
+
+// A fraction given as all its digits read as one integer and the count of those after the
+// point. Up to kExactDigits digits the integer and the power of ten are both exact doubles, so
+// one division rounds exactly as the full conversion does.
+inline double ExactFraction(std::uint64_t digits, std::size_t scale, bool negative) {
     static constexpr double kPowers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                          1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    const double magnitude = static_cast<double>(digits) / kPowers[scale];
+    return negative ? -magnitude : magnitude;
+}
+
+// The fraction -?[0-9]+\.[0-9]* when it is in the range of a double; false otherwise.
+inline bool ExactRealValue(const char* text, std::size_t length, double& value) {
     const bool negative = text[0] == '-';
-    if (length - (negative ? 1 : 0) <= 16) {
-        std::int64_t digits = 0;
+    if (length - (negative ? 1 : 0) <= kExactDigits + 1) {
+        std::uint64_t digits = 0;
         std::size_t scale = 0;
         bool point = false;
         for (const char* p = text + (negative ? 1 : 0); p != text + length; ++p) {
@@ -69,11 +78,10 @@ inline bool ExactRealValue(const char* text, std::size_t length, double& value) 
                 point = true;
                 continue;
             }
-            digits = digits * 10 + (*p - '0');
+            digits = digits * 10 + static_cast<unsigned>(*p - '0');
             scale += point ? 1 : 0;
         }
-        const double magnitude = static_cast<double>(digits) / kPowers[scale];
-        value = negative ? -magnitude : magnitude;
+        value = ExactFraction(digits, scale, negative);
         return true;
     }
     const auto r = std::from_chars(text, text + length, value);

@@ -128,6 +128,11 @@ class ParseBuilder {
     void TakeSpareText(QXValue& dst) noexcept;
     // Trims values to n, keeping those of their texts that are worth it in spareTexts_.
     void TrimValues(std::vector<QXValue>& values, std::size_t n) noexcept;
+    // A value list about to be filled with some expected count is swapped for a spare list
+    // whose size is closer to that count, so that a list of a few values does not trim away a
+    // long list's values only for a later long list to build them again. Lists only change
+    // places: none is made or freed for this.
+    void FitList(std::vector<QXValue>& values, std::size_t expected) noexcept;
     bool Spend(std::size_t n);
     MMLParaStruct& AppendParameter();
     bool EnterGroup(MMLParaStruct& owner, std::size_t index);
@@ -152,6 +157,8 @@ class ParseBuilder {
     std::size_t objectGroups_ = 0;
     std::vector<MMLParaStruct> spare_;
     std::vector<QXValue> spareTexts_;
+    static constexpr std::size_t kSpareLists = 4;
+    std::vector<QXValue> spareLists_[kSpareLists];
     std::vector<Pending> names_;
     std::vector<Pending> values_;
     std::size_t spent_ = 0;

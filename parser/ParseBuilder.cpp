@@ -38,6 +38,7 @@ void ParseBuilder::Begin(MMLCmdStruct& cmd) {
     ClearPending();
     spent_ = 0;
     direct_ = nullptr;
+    next_ = end_ = nullptr;
     failure_ = "";
     poisoned_ = false;
 }
@@ -102,11 +103,12 @@ void ParseBuilder::TrimParameters(std::vector<MMLParaStruct>& list, std::size_t 
 
 void ParseBuilder::TrimValues(std::vector<QXValue>& values, std::size_t n) noexcept {
     static const std::size_t kInline = std::string().capacity();
-    for (std::size_t i = n; i < values.size(); ++i) {
-        const std::size_t capacity = values[i].StringRef().capacity();
+    QXValue* const end = values.data() + values.size();
+    for (QXValue* v = values.data() + n; v < end; ++v) {
+        const std::size_t capacity = v->StringRef().capacity();
         if (capacity > kInline && capacity <= kSpareTextBytes &&
             spareTexts_.size() < kSpareTextLimit)
-            spareTexts_.push_back(std::move(values[i]));
+            spareTexts_.push_back(std::move(*v));
     }
     Trim(values, n);
 }
@@ -214,11 +216,11 @@ void ParseBuilder::BeginValues(std::size_t expected) {
     }
     // Old values are overwritten where the list has room; when it must grow they are dropped
     // first, as moving them along would cost more than their storage saves.
-    directUsed_ = 0;
     if (direct_->capacity() < expected) {
         TrimValues(*direct_, 0);
         direct_->reserve(expected);
     }
+    Aim(0);
 }
 
 bool ParseBuilder::ValueRangeDirect(std::int64_t from, std::int64_t to) {
@@ -229,27 +231,28 @@ bool ParseBuilder::ValueRangeDirect(std::int64_t from, std::int64_t to) {
     const std::size_t count = static_cast<std::size_t>(last - first + 1);
     if (!Spend(count)) return false;
     std::vector<QXValue>& values = *direct_;
-    const std::size_t end = directUsed_ + count;
+    const std::size_t used = DirectUsed();
+    const std::size_t end = used + count;
     if (values.size() < end) {
         if (values.capacity() < end) {
-            TrimValues(values, directUsed_);
+            TrimValues(values, used);
             values.reserve(std::max(end, 2 * values.capacity()));
         }
         values.resize(end);
+        Aim(used);
     }
-    QXValue* dst = values.data() + directUsed_;
-    for (std::int64_t i = first; i <= last; ++i, ++dst) {
-        ClearText(*dst);
-        dst->SetInt32(static_cast<int>(i));
+    for (std::int64_t i = first; i <= last; ++i, ++next_) {
+        ClearText(*next_);
+        next_->SetInt32(static_cast<int>(i));
     }
-    directUsed_ = end;
     return true;
 }
 
 bool ParseBuilder::EndValues() {
-    const std::size_t count = directUsed_;
+    const std::size_t count = DirectUsed();
     TrimValues(*direct_, count);
     direct_ = nullptr;
+    next_ = end_ = nullptr;
     if (!Spend(names_.size() * std::max<std::size_t>(count, 1))) return false;
     // Further names get copies of the first one's values.
     for (std::size_t n = 1; n < names_.size(); ++n) {

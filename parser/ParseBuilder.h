@@ -116,10 +116,20 @@ class ParseBuilder {
     // The next value of the list being built directly: an old one overwritten in place while
     // there are any, so that texts keep their storage.
     QXValue& NextValue() {
-        std::vector<QXValue>& values = *direct_;
-        if (directUsed_ == values.size()) values.emplace_back();
-        return values[directUsed_++];
+        if (next_ == end_) {
+            std::vector<QXValue>& values = *direct_;
+            values.emplace_back();
+            end_ = values.data() + values.size();
+            next_ = end_ - 1;
+        }
+        return *next_++;
     }
+    // Points next_ and end_ into the list after it has changed size or place.
+    void Aim(std::size_t used) {
+        next_ = direct_->data() + used;
+        end_ = direct_->data() + direct_->size();
+    }
+    std::size_t DirectUsed() const { return static_cast<std::size_t>(next_ - direct_->data()); }
     // A number keeps the text storage of the value it overwrites; the text is emptied only
     // when there is one, which spares a store into storage that may be cold.
     static void ClearText(QXValue& v) noexcept {
@@ -165,7 +175,8 @@ class ParseBuilder {
     // The value list being built directly, the count built so far and the index of its
     // parameter in the current vector. Without names the values go to scratch_ and are lost.
     std::vector<QXValue>* direct_ = nullptr;
-    std::size_t directUsed_ = 0;
+    QXValue* next_ = nullptr;  // the next value to fill
+    QXValue* end_ = nullptr;   // the end of the list's values
     std::size_t directOwner_ = 0;
     std::vector<QXValue> scratch_;
     const char* failure_ = "";

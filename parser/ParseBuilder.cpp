@@ -102,6 +102,7 @@ void ParseBuilder::TrimParameters(std::vector<MMLParaStruct>& list, std::size_t 
 }
 
 void ParseBuilder::TrimValues(std::vector<QXValue>& values, std::size_t n) noexcept {
+    if (values.size() <= n) return;  // the generated parser's lists are trimmed before they grow
     static const std::size_t kInline = std::string().capacity();
     QXValue* const end = values.data() + values.size();
     for (QXValue* v = values.data() + n; v < end; ++v) {

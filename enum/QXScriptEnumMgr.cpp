@@ -135,17 +135,13 @@ unsigned long QXScriptEnumMgr::Init(char const* path) {
 
 // The last user frees the table but leaves the instance to Destroy(): another thread may hold
 // the pointer from Instance() and be on its way into Init, and a destructor run after that
-// Init would also throw away the table it just loaded for its caller.
+// Init would also throw away the table it just loaded for its caller. The last user also drops
+// what a failed Init left behind, as destroying the instance did, so that it cannot turn up in
+// the table of the next Init.
 void QXScriptEnumMgr::Release() {
     qxp::WriteGuard guard(m_RWMutex);
-    bool free = false;
+    if (m_refCnt != 0) --m_refCnt;
     if (m_refCnt == 0) {
-        free = m_bLoaded;
-    } else {
-        --m_refCnt;
-        free = m_bLoaded && m_refCnt == 0;
-    }
-    if (free) {
         m_pEnumMap.reset();
         m_bLoaded = false;
         m_loadedFiles.clear();

@@ -89,6 +89,14 @@ TEST_F(EnumConfigTest, MissingAndMalformedFilesFail) {
     ASSERT_TRUE(QXScriptEnumMgr::CopyEnumMap(map));
     ASSERT_NE(Entry(map, 5, "STATE", 0), nullptr);
     EXPECT_EQ(Entry(map, 6, "X", 0), nullptr);
+
+    // The last Release drops those leftovers: the next file's table holds its own entries only.
+    Mgr()->Release();
+    ASSERT_EQ(Mgr()->Init("other.xml"), 0u);
+    ASSERT_TRUE(QXScriptEnumMgr::CopyEnumMap(map));
+    EXPECT_EQ(Entry(map, 5, "STATE", 0), nullptr);
+    EXPECT_NE(Entry(map, 8, "KIND", 0), nullptr);
+    EXPECT_EQ(map.size(), 4u);
 }
 
 TEST_F(EnumConfigTest, RepeatedFileIsCountedButNotParsedAgain) {

@@ -6,6 +6,12 @@
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 
+#if defined(__GNUC__)
+#define QX_LAYOUT_INLINE inline __attribute__((always_inline))
+#else
+#define QX_LAYOUT_INLINE inline
+#endif
+
 namespace NSQX_script {
 
 const LayoutStyle kScriptFileLayout = {"TScriptFileImpl::WriteParaList, ParaName is empty.\n",
@@ -18,6 +24,62 @@ namespace {
 constexpr std::size_t kWrapColumn = 80;
 constexpr char kWrap[] = "\n  ";
 constexpr std::size_t kWrapIndent = 2;
+
+// Room that a double's fixed form may take: 309 digits before the point for the largest.
+constexpr std::size_t kDoubleRoom = 400;
+constexpr std::size_t kIntegerRoom = 20;  // "-9223372036854775808"
+
+// Two digits at a time. A table at namespace scope: the one inside std::to_chars is rebuilt
+// on the stack at every call with this compiler.
+constexpr char kPairs[201] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+unsigned DigitCount(std::uint64_t u) {
+    unsigned n = 1;
+    for (;;) {
+        if (u < 10) return n;
+        if (u < 100) return n + 1;
+        if (u < 1000) return n + 2;
+        if (u < 10000) return n + 3;
+        u /= 10000;
+        n += 4;
+    }
+}
+
+// The eight decimal digits of u (below 10^8), one per byte, the most significant in the lowest
+// byte: two four-digit halves split in 32-bit lanes, then into pairs, then into digits, each
+// step a multiplication by a reciprocal that is exact in this range.
+std::uint64_t EightDigits(std::uint64_t u) {
+    const std::uint64_t merged = (u / 10000) | ((u % 10000) << 32);
+    const std::uint64_t top = ((merged * 10486) >> 20) & 0x0000007F0000007Full;
+    const std::uint64_t bottom = merged - 100 * top;
+    const std::uint64_t pairs = (bottom << 16) + top;
+    std::uint64_t tens = ((pairs * 103) >> 10) & 0x000F000F000F000Full;
+    tens += (pairs - 10 * tens) << 8;
+    return tens;
+}
+
+std::uint64_t Load8(const char* s) {
+    std::uint64_t w;
+    std::memcpy(&w, s, 8);
+    return w;
+}
+
+std::uint32_t Load4(const char* s) {
+    std::uint32_t w;
+    std::memcpy(&w, s, 4);
+    return w;
+}
+
+std::uint64_t HighBits(const char* s, std::size_t n) {
+    std::uint64_t bits = 0;
+    std::size_t i = 0;
+    for (; i + 8 <= n; i += 8) bits |= Load8(s + i);
+    for (; i < n; ++i) bits |= static_cast<unsigned char>(s[i]);
+    return bits;
+}
 
 }  // namespace
 
@@ -43,60 +105,161 @@ CommandLayout::Kind CommandLayout::Render(unsigned long cmdCode,
 }
 
 void CommandLayout::AppendNamed(const std::string& name, const std::vector<MMLParaStruct>& paras) {
-    Start();
     Put(':');
     Put(name);
-    Put(":{");
+    Put(":{", 2);
     std::size_t column = name.size() + 3;
     ParaList(paras, column);
-    Put("};\n\n");
-    Finish();
+    Put("};\n\n", 4);
 }
 
 void CommandLayout::AppendRaw(const std::vector<MMLParaStruct>& paras) {
-    Start();
     for (const MMLParaStruct& para : paras) {
-        if (!para.values.empty()) Put(ValueText(para.values.front()));
+        if (!para.values.empty()) PutValue(para.values.front());
     }
     Put('\n');
-    Finish();
 }
 
 void CommandLayout::AppendParaList(const std::vector<MMLParaStruct>& paras, std::size_t& column) {
-    Start();
     ParaList(paras, column);
-    Finish();
 }
 
 void CommandLayout::Grow(std::size_t more) {
-    text_.resize(std::max(text_.size() * 2, len_ + more + 256));
+    const std::size_t cap = std::max(cap_ * 2, len_ + more + 4096);
+    std::unique_ptr<char[]> bigger(new char[cap]);
+    if (len_ != 0) std::memcpy(bigger.get(), buf_.get(), len_);
+    buf_ = std::move(bigger);
+    cap_ = cap;
+}
+
+void CommandLayout::Put(const char* s, std::size_t n) {
+    char* d = Room(n);
+    len_ += n;
+    // Most pieces are a few bytes: two overlapping loads copy them without a call, and the
+    // same loads tell whether the text stays ASCII.
+    if (n >= 8 && n <= 16) {
+        const std::uint64_t a = Load8(s);
+        const std::uint64_t b = Load8(s + n - 8);
+        std::memcpy(d, &a, 8);
+        std::memcpy(d + n - 8, &b, 8);
+        high_ |= a | b;
+    } else if (n >= 4 && n < 8) {
+        const std::uint32_t a = Load4(s);
+        const std::uint32_t b = Load4(s + n - 4);
+        std::memcpy(d, &a, 4);
+        std::memcpy(d + n - 4, &b, 4);
+        high_ |= a | b;
+    } else if (n > 0 && n < 4) {
+        d[0] = s[0];
+        d[n / 2] = s[n / 2];
+        d[n - 1] = s[n - 1];
+        high_ |= static_cast<unsigned char>(s[0]) | static_cast<unsigned char>(s[n / 2]) |
+                 static_cast<unsigned char>(s[n - 1]);
+    } else if (n > 16) {
+        std::memcpy(d, s, n);
+        high_ |= HighBits(s, n);
+    }
+}
+
+// Inlined into the value loop: most values are integers, and two calls per value cost about as
+// much as formatting one.
+QX_LAYOUT_INLINE std::size_t CommandLayout::PutInteger(long value) {
+    char* const start = Room(kIntegerRoom);
+    char* p = start;
+    std::uint64_t u = static_cast<std::uint64_t>(value);
+    if (value < 0) {
+        *p++ = '-';
+        u = 0 - u;
+    }
+    std::size_t n;
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    if (u - 1 < 99999999) {
+        // Up to eight digits at once: each byte of the word gets one digit, the most
+        // significant first; the leading zeros are shifted out.
+        std::uint64_t word = EightDigits(u);
+        n = 8 - static_cast<std::size_t>(__builtin_ctzll(word)) / 8;
+        word = (word >> (8 * (8 - n))) + 0x3030303030303030ull;
+        std::memcpy(p, &word, 8);
+    } else
+#endif
+    {
+        n = DigitCount(u);
+        char* e = p + n;
+        while (u >= 100) {
+            e -= 2;
+            std::memcpy(e, kPairs + (u % 100) * 2, 2);
+            u /= 100;
+        }
+        if (u >= 10) {
+            std::memcpy(e - 2, kPairs + u * 2, 2);
+        } else {
+            e[-1] = static_cast<char>('0' + u);
+        }
+    }
+    n += static_cast<std::size_t>(p - start);
+    len_ += n;
+    return n;
+}
+
+std::size_t CommandLayout::PutDouble(double value) {
+    // As QXValue::As_std_string(): the shortest fixed form, and a point unless it has one or
+    // is infinite or not a number.
+    char* const start = Room(kDoubleRoom + 1);
+    const auto res = std::to_chars(start, start + kDoubleRoom - 1, value, std::chars_format::fixed);
+    std::size_t n = res.ec == std::errc() ? static_cast<std::size_t>(res.ptr - start) : 0;
+    if (std::find_if(start, start + n, [](char c) { return c == '.' || c == 'n' || c == 'i'; }) ==
+        start + n) {
+        start[n++] = '.';
+    }
+    len_ += n;
+    return n;
+}
+
+QX_LAYOUT_INLINE std::size_t CommandLayout::PutValue(const QXValue& value) {
+    switch (value.GetType()) {
+        case QXValue::kString: {
+            const std::string& s = value.StringRef();
+            Put(s.data(), s.size());
+            return s.size();
+        }
+        case QXValue::kInt32:
+        case QXValue::kInt64:
+            return PutInteger(value.AsLong());
+        case QXValue::kDouble:
+            return PutDouble(value.AsDouble());
+        case QXValue::kEmpty:
+            return 0;
+    }
+    const std::string s = value.As_std_string();
+    Put(s);
+    return s.size();
 }
 
 void CommandLayout::ParaList(const std::vector<MMLParaStruct>& paras, std::size_t& column) {
     bool first = true;
     for (const MMLParaStruct& para : paras) {
-        std::string_view name = ValueText(para.name);
-        if (name.empty()) {
+        const bool emptyName =
+            para.name.GetType() == QXValue::kEmpty ||
+            (para.name.GetType() == QXValue::kString && para.name.StringRef().empty());
+        if (emptyName) {
             qxp::QXTrace(qxp::kTraceError, "%s", style_->emptyNameTrace);
             if (style_->skipEmptyName) continue;
         }
-        if (!first) Put(", ");
+        if (!first) Put(", ", 2);
         first = false;
         column += 2;
         if (column > kWrapColumn) {
-            Put(kWrap);
+            Put(kWrap, 3);
             column = kWrapIndent;
         }
-        Put(name);
+        column += PutValue(para.name) + 1;
         Put('=');
-        column += name.size() + 1;
 
         if (!para.objects.empty()) {
             bool firstGroup = true;
             for (const std::vector<MMLParaStruct>& group : para.objects) {
-                if (!firstGroup) Put('&');
+                Put(firstGroup ? "{" : "&{", firstGroup ? 1 : 2);
                 firstGroup = false;
-                Put('{');
                 ParaList(group, column);
                 Put('}');
             }
@@ -105,34 +268,18 @@ void CommandLayout::ParaList(const std::vector<MMLParaStruct>& paras, std::size_
         if (para.values.empty() && style_->emptyValuesTrace != nullptr) {
             qxp::QXTrace(qxp::kTraceError, "%s", style_->emptyValuesTrace);
         }
-        const std::size_t count = para.values.size();
-        for (std::size_t i = 0; i < count; ++i) {
-            std::string_view value = ValueText(para.values[i]);
-            column += value.size() + 1;
-            if (i != 0) Put('&');
-            Put(value);
-            if (column > kWrapColumn && i + 1 < count) {
-                Put(kWrap);
+        const QXValue* v = para.values.data();
+        const QXValue* const end = v + para.values.size();
+        if (v == end) continue;
+        column += PutValue(*v) + 1;
+        for (++v; v != end; ++v) {
+            if (column > kWrapColumn) {
+                Put(kWrap, 3);
                 column = kWrapIndent;
             }
+            Put('&');
+            column += PutValue(*v) + 1;
         }
-    }
-}
-
-std::string_view CommandLayout::ValueText(const QXValue& value) {
-    switch (value.GetType()) {
-        case QXValue::kString:
-            return value.StringRef();
-        case QXValue::kInt32:
-        case QXValue::kInt64: {
-            auto res = std::to_chars(digits_, digits_ + sizeof digits_, value.AsLong());
-            return std::string_view(digits_, static_cast<std::size_t>(res.ptr - digits_));
-        }
-        case QXValue::kEmpty:
-            return std::string_view();
-        default:
-            other_ = value.As_std_string();
-            return other_;
     }
 }
 

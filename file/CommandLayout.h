@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,8 +26,8 @@ extern const LayoutStyle kScriptFileLayout;
 extern const LayoutStyle kConvertLogLayout;
 
 // Renders commands into the text of a script body, into one buffer that is reused from
-// command to command: the caller renders, then writes Text() through its own writer. Holds no
-// shared state; one object per thread.
+// command to command: the caller renders, then writes View() (or Text()) through its own
+// writer. Holds no shared state; one object per thread.
 //
 // A named command is ":" name ":{" parameters "};\n\n"; ", " separates parameters, "&" values
 // and object elements, which stand in braces. A running column starts at the name's length
@@ -34,53 +36,65 @@ extern const LayoutStyle kConvertLogLayout;
 // that takes the column above 80 unless it is the last one). Object members continue the same
 // column. A command whose code has no name is a raw line: each parameter's first value text,
 // nothing between them, then "\n".
+//
+// Values are written as QXValue::As_std_string() gives them, but formatted straight into the
+// buffer: integers in decimal, doubles in their shortest fixed form with a decimal point.
 class CommandLayout {
   public:
     enum class Kind { kNothing, kNamed, kRaw };
 
     explicit CommandLayout(const LayoutStyle& style = kScriptFileLayout) : style_(&style) {}
+    CommandLayout(const CommandLayout&) = delete;
+    CommandLayout& operator=(const CommandLayout&) = delete;
 
-    // Replaces Text() with the command. A command without parameters renders nothing.
+    // Replaces the text with the command. A command without parameters renders nothing.
     Kind Render(const TScriptCmdRef& cmd);
     Kind Render(unsigned long cmdCode, const std::vector<MMLParaStruct>& paras);
 
-    // Building blocks; they append to Text().
+    // Building blocks; they append to the text.
     void AppendNamed(const std::string& name, const std::vector<MMLParaStruct>& paras);
     void AppendRaw(const std::vector<MMLParaStruct>& paras);
     void AppendParaList(const std::vector<MMLParaStruct>& paras, std::size_t& column);
 
-    const std::string& Text() const { return text_; }
-    void Clear() {
-        text_.clear();
+    std::string_view View() const noexcept { return std::string_view(buf_.get(), len_); }
+    // A copy of the text, kept until the next call; View() spares the copy.
+    const std::string& Text() const {
+        text_.assign(buf_.get(), len_);
+        return text_;
+    }
+    // False when the text may hold bytes above 0x7F (it is then not plain ASCII).
+    bool IsAscii() const noexcept { return (high_ & 0x8080808080808080ull) == 0; }
+    void Clear() noexcept {
         len_ = 0;
+        high_ = 0;
     }
 
   private:
-    // While a public call runs, text_ is a buffer whose first len_ bytes are the text: writing
-    // through it saves a capacity check and a call per piece. Finish() trims it to the text.
-    void Put(std::string_view piece) {
-        if (len_ + piece.size() > text_.size()) Grow(piece.size());
-        std::memcpy(&text_[len_], piece.data(), piece.size());
-        len_ += piece.size();
+    char* Room(std::size_t n) {
+        if (cap_ - len_ < n) Grow(n);
+        return buf_.get() + len_;
     }
+    void Put(const char* s, std::size_t n);
+    void Put(std::string_view piece) { Put(piece.data(), piece.size()); }
     void Put(char c) {
-        if (len_ + 1 > text_.size()) Grow(1);
-        text_[len_++] = c;
+        *Room(1) = c;
+        ++len_;
     }
     void Grow(std::size_t more);
-    void Start() { len_ = text_.size(); }
-    void Finish() { text_.resize(len_); }
     void ParaList(const std::vector<MMLParaStruct>& paras, std::size_t& column);
 
-    // The value's text; valid until the next call.
-    std::string_view ValueText(const QXValue& value);
+    // Appends the value's text; returns its length.
+    std::size_t PutValue(const QXValue& value);
+    std::size_t PutInteger(long value);
+    std::size_t PutDouble(double value);
 
     const LayoutStyle* style_;
-    std::string text_;
+    std::unique_ptr<char[]> buf_;
+    std::size_t cap_ = 0;
     std::size_t len_ = 0;
+    std::uint64_t high_ = 0;  // every byte copied from a text, or-ed together
     std::string name_;
-    std::string other_;  // text of a value that is neither a string nor an integer
-    char digits_[24];
+    mutable std::string text_;
 };
 
 }  // namespace NSQX_script

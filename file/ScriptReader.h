@@ -12,9 +12,12 @@ namespace NSQX_script {
 constexpr std::size_t kMaxCommandText = 131071;
 
 // Buffered input of a script file and the command gatherer's working memory, reused from one
-// command to the next. Belongs to one TScriptFileImpl.
+// command to the next, and the buffer of the stream of a file being written. Belongs to one
+// TScriptFileImpl.
 struct ScriptReadBuffer {
     static constexpr std::size_t kSize = 64 * 1024;
+    // Written text reaches the kernel in blocks of this size.
+    static constexpr std::size_t kWriteSize = 64 * 1024;
 
     std::unique_ptr<char[]> data{new char[kSize]};
     std::size_t pos = 0;
@@ -23,10 +26,12 @@ struct ScriptReadBuffer {
     bool boardInfo = false;  // the marker was seen: nothing after it is a command
     bool capped = false;     // the text reached the parser's limit; later bytes are not kept
     bool overlong = false;   // the trimmed text is known to exceed the parser's limit
-    std::string raw;         // the gathered bytes, in the file's encoding
-    std::string text;        // the text converted to UTF-8
+    std::string raw;         // the gathered bytes, in the file's encoding; when writing, scratch
+    std::string text;        // the text converted to UTF-8; when writing, the converted text
     MMLCmdStruct parsed;     // the parse target
     TScriptCmd spare;        // a handed-out command whose storage the next one reuses
+    // The write stream's buffer; it outlives the stream, which is closed before this goes.
+    std::unique_ptr<char[]> out;
 
     // Refills from the stream; false at its end or on a read error.
     bool Fill(FILE* stream) {

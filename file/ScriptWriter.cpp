@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "file/CommandLayout.h"
 #include "file/ScriptReader.h"
@@ -73,10 +74,7 @@ std::string CreationLine(int userId) {
            qxp::OrinGetUserName(userId) + "\n";
 }
 
-// Written scripts are large; a bigger stream buffer saves most write calls.
-constexpr std::size_t kWriteBuffer = 256 * 1024;
-
-bool IsAscii(const std::string& text) {
+bool IsAscii(std::string_view text) {
     const unsigned char* p = reinterpret_cast<const unsigned char*>(text.data());
     const unsigned char* const end = p + text.size();
     std::uint64_t bits = 0;
@@ -87,6 +85,45 @@ bool IsAscii(const std::string& text) {
     }
     for (; p < end; ++p) bits |= *p;
     return (bits & 0x8080808080808080ull) == 0;
+}
+
+// Converts UTF-8 text into the file's encoding and writes it with one write; false on a short
+// write. ASCII reads the same in all three encodings and is written as it is.
+bool WriteEncoded(FILE* stream, const std::string& encoding, std::string_view text, bool ascii,
+                  ScriptReadBuffer& work) {
+    std::string_view bytes = text;
+    if (!ascii) {
+        std::string& in = work.raw;
+        std::string& out = work.text;
+        in.assign(text.data(), text.size());
+        bytes = in;
+        if (qxp::OrinCodeSetConvert("UTF-8", encoding.c_str(), in, out)) {
+            bytes = out;
+        } else {
+            // The other single-byte encoding is tried before writing the text unconverted;
+            // the header still names the file's own encoding.
+            const char* second =
+                encoding == "GBK" ? "ISO8859-1" : (encoding == "ISO8859-1" ? "GBK" : "");
+            if (qxp::OrinCodeSetConvert("UTF-8", second, in, out)) {
+                bytes = out;
+            } else {
+                qxp::QXTrace(
+                    qxp::kTraceError,
+                    "Script export write string failed! It will write originally str. %s to %s",
+                    in.c_str(), encoding.c_str());
+            }
+        }
+    }
+    return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size();
+}
+
+// Writes a rendered command or parameter list; false on a short write or without a stream.
+bool WriteRendered(FILE* stream, int openMode, const std::string& encoding,
+                   const CommandLayout& layout, ScriptReadBuffer& work) {
+    if (stream == nullptr || openMode != 1) return false;
+    const std::string_view text = layout.View();
+    if (text.empty()) return true;
+    return WriteEncoded(stream, encoding, text, layout.IsAscii(), work);
 }
 
 void SetThreadWriteError() {
@@ -148,7 +185,9 @@ bool TScriptFileImpl::OpenForWriteNoHead(const char* directory, const char* file
                      path.c_str(), qxp::OrinGetLastError());
         return false;
     }
-    std::setvbuf(m_stream, nullptr, _IOFBF, kWriteBuffer);
+    // glibc ignores the size asked for unless it is given the buffer too.
+    if (!m_reader->out) m_reader->out.reset(new char[ScriptReadBuffer::kWriteSize]);
+    std::setvbuf(m_stream, m_reader->out.get(), _IOFBF, ScriptReadBuffer::kWriteSize);
     return true;
 }
 
@@ -287,25 +326,7 @@ bool TScriptFileImpl::WriteString(const char* text) {
 bool TScriptFileImpl::WriteText(const std::string& text) {
     if (m_stream == nullptr || m_openMode != 1) return false;
     if (text.empty()) return true;
-    std::string& out = m_reader->text;
-    const std::string* bytes = &out;
-    if (IsAscii(text)) {
-        // ASCII reads the same in all three encodings.
-        bytes = &text;
-    } else if (!qxp::OrinCodeSetConvert("UTF-8", m_encoding.c_str(), text, out)) {
-        // The other single-byte encoding is tried before writing the text unconverted; the
-        // header still names the file's own encoding.
-        const char* second =
-            m_encoding == "GBK" ? "ISO8859-1" : (m_encoding == "ISO8859-1" ? "GBK" : "");
-        if (!qxp::OrinCodeSetConvert("UTF-8", second, text, out)) {
-            qxp::QXTrace(
-                qxp::kTraceError,
-                "Script export write string failed! It will write originally str. %s to %s",
-                text.c_str(), m_encoding.c_str());
-            bytes = &text;
-        }
-    }
-    return std::fwrite(bytes->data(), 1, bytes->size(), m_stream) == bytes->size();
+    return WriteEncoded(m_stream, m_encoding, text, IsAscii(text), *m_reader);
 }
 
 void TScriptFileImpl::WriteAnnotationCommand(const char* text) {
@@ -320,7 +341,7 @@ bool TScriptFileImpl::WriteParaList(const std::vector<MMLParaStruct>& paras,
     std::size_t col = column;
     layout.AppendParaList(paras, col);
     column = col;
-    if (!WriteText(layout.Text())) {
+    if (!WriteRendered(m_stream, m_openMode, m_encoding, layout, *m_reader)) {
         SetThreadWriteError();
         return false;
     }
@@ -332,7 +353,7 @@ bool TScriptFileImpl::WriteCommand(TScriptCmd& cmd) {
     if (cmd.GetSize() == 0) return true;
     CommandLayout& layout = ThreadLayout();
     layout.Render(cmd);
-    if (!WriteText(layout.Text())) {
+    if (!WriteRendered(m_stream, m_openMode, m_encoding, layout, *m_reader)) {
         SetThreadWriteError();
         return false;
     }

@@ -260,6 +260,35 @@ TEST_F(ScriptWrite, FailedWritesSetTheThreadErrorCode) {
     EXPECT_EQ(kScriptErrWriteFailed, QXScriptErrMgr::Instance()->m_errorCode);
 }
 
+// Small commands collect in the stream's buffer and reach the file in blocks: every byte arrives
+// in order, and a block that cannot be written fails the command that filled it.
+TEST_F(ScriptWrite, ManySmallCommandsArriveWholeAndAFullDiskIsReported) {
+    std::string expected;
+    std::vector<TScriptCmd> cmds;
+    for (int i = 0; i < 3000; ++i) {
+        TScriptCmd cmd(201);
+        cmd.GetParaList().push_back(Para("n", {std::to_string(i * 7919)}));
+        cmd.GetParaList().push_back(Para("t", {"\"caf\xC3\xA9\"", "x"}));
+        expected += ":cfg-set:{n=" + std::to_string(i * 7919) + ", t=\"caf\xC3\xA9\"&x};\n\n";
+        cmds.push_back(cmd);
+    }
+    {
+        TScriptFileImpl file(1);
+        ASSERT_TRUE(file.SetEncoding("UTF-8"));
+        ASSERT_TRUE(file.OpenForWriteNoHead(dir_.c_str(), "many.txt"));
+        for (auto& c : cmds) ASSERT_TRUE(file.WriteCommand(c));
+        file.WriteAnnotationCommand("// end\n");
+    }
+    EXPECT_EQ(expected + "// end\n", Read("many.txt"));
+
+    TScriptFileImpl full(1);
+    ASSERT_TRUE(full.OpenForWriteNoHead(nullptr, "/dev/full"));
+    std::size_t failed = 0;
+    for (auto& c : cmds) failed += full.WriteCommand(c) ? 0 : 1;
+    EXPECT_GT(failed, 0u);
+    EXPECT_EQ(kScriptErrWriteFailed, QXScriptErrMgr::Instance()->m_errorCode);
+}
+
 TEST_F(ScriptWrite, RoundTripThroughWriterAndReader) {
     std::mt19937 rng(3);
     std::vector<TScriptCmd> written;

@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -141,6 +145,63 @@ TEST_F(LayoutTest, EmptyNamesAndEmptyValueLists) {
         EXPECT_EQ(":x:{B=, C=2};\n\n", Render(7102, paras, kConvertLogLayout));
         EXPECT_TRUE(trace.Contains("ParaName is empty when write command.\n"));
         EXPECT_TRUE(trace.Contains("ParaValue List is empty.\n"));
+    }
+}
+
+// Numbers are formatted straight into the buffer; each must read exactly as the value's own text.
+TEST_F(LayoutTest, NumbersReadAsTheirValueText) {
+    std::vector<QXValue> values;
+    for (long v : {0L, 1L, -1L, 9L, 10L, 99L, 100L, 9999L, 10000L, 99999999L, 100000000L,
+                   -99999999L, -100000000L, 4294967295L, std::numeric_limits<long>::max(),
+                   std::numeric_limits<long>::min()}) {
+        values.emplace_back(v);
+    }
+    for (int v :
+         {0, 7, -7, 12345, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
+        values.emplace_back(v);
+    }
+    std::mt19937_64 rng(11);
+    for (int i = 0; i < 2000; ++i) {
+        const long wide = static_cast<long>(rng());
+        values.emplace_back(wide >> (rng() % 64));  // every digit count, both signs
+        std::uint64_t bits = rng();
+        double d;
+        std::memcpy(&d, &bits, sizeof d);
+        values.emplace_back(d);
+        values.emplace_back(static_cast<double>(static_cast<long>(rng() % 2000000) - 1000000) /
+                            static_cast<double>(1 + rng() % 1000));
+    }
+    for (double d :
+         {0.0, -0.0, 1.5, 12.0, -0.25, 0.1, 1e300, -1e-300, std::numeric_limits<double>::max(),
+          std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
+          std::numeric_limits<double>::quiet_NaN()}) {
+        values.emplace_back(d);
+    }
+    CommandLayout layout;
+    for (const QXValue& v : values) {
+        MMLParaStruct p;
+        p.name = QXValue("P", false);
+        p.values = {v};
+        layout.Render(7102, {p});
+        ASSERT_EQ(":x:{P=" + v.As_std_string() + "};\n\n", layout.Text());
+    }
+}
+
+TEST_F(LayoutTest, TextsWithAByteAboveAsciiAreNoticedWhereverItStands) {
+    CommandLayout layout;
+    for (std::size_t len = 1; len <= 40; ++len) {
+        const std::string plain(len, 'a');
+        layout.Render(7102, {Para("P", {plain})});
+        EXPECT_TRUE(layout.IsAscii()) << len;
+        for (std::size_t at = 0; at < len; ++at) {
+            std::string text = plain;
+            text[at] = '\xE9';
+            layout.Render(7102, {Para("P", {text})});
+            EXPECT_FALSE(layout.IsAscii()) << len << " " << at;
+            EXPECT_EQ(":x:{P=" + text + "};\n\n", layout.View());
+            layout.Render(7102, {Para(text, {"1"})});
+            EXPECT_FALSE(layout.IsAscii()) << len << " " << at;
+        }
     }
 }
 

@@ -19,7 +19,7 @@ namespace {
 constexpr int kMaxDepth = 64;
 
 #if defined(__clang__) || defined(__GNUC__)
-#define QX_NO_ADDRESS_CHECK __attribute__((no_sanitize("address")))
+#define QX_NO_ADDRESS_CHECK __attribute__((no_sanitize("address", "thread")))
 #define QX_ALWAYS_INLINE inline __attribute__((always_inline))
 #else
 #define QX_NO_ADDRESS_CHECK

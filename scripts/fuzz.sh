@@ -56,7 +56,7 @@ for bin in "${targets[@]}"; do
     args=("$dir/corpus" "-max_total_time=$seconds" "-timeout=60" "-rss_limit_mb=2048"
         "-close_fd_mask=1" "-artifact_prefix=$dir/artifacts/" "-print_final_stats=1")
     case "$name" in
-        parse | parse_diff) dict=fuzz/parse.dict ;;
+        parse | parse_diff | roundtrip) dict=fuzz/parse.dict ;;
         *) dict="fuzz/$name.dict" ;;
     esac
     if [ -f "$dict" ]; then args+=("-dict=$dict"); fi

@@ -1,5 +1,7 @@
 // Reading and writing whole script files: a generated 64 MiB script is read through
-// OpenForRead/GetOneCommand and written through WriteCommand.
+// OpenForRead/GetOneCommand and written through WriteCommand; the baselines read it with
+// getc_unlocked and write the already rendered text with fwrite. Temporary files carry the
+// process id and are removed at the end.
 //
 //   build/bench/script_file_bench --benchmark_filter=. --benchmark_min_time=1
 

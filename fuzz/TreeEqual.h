@@ -17,18 +17,25 @@ inline bool SameValue(const QXValue& a, const QXValue& b) {
     return a.GetType() == b.GetType() && a == b && a.StringRef() == b.StringRef();
 }
 
-inline bool SameList(const std::vector<MMLParaStruct>& a, const std::vector<MMLParaStruct>& b) {
+// The lists match parameter by parameter, names and values compared by same.
+template <class ValueEq>
+bool SameList(const std::vector<MMLParaStruct>& a, const std::vector<MMLParaStruct>& b,
+              ValueEq same) {
     if (a.size() != b.size()) return false;
     for (std::size_t i = 0; i < a.size(); ++i) {
-        if (!SameValue(a[i].name, b[i].name) || a[i].values.size() != b[i].values.size() ||
+        if (!same(a[i].name, b[i].name) || a[i].values.size() != b[i].values.size() ||
             a[i].objects.size() != b[i].objects.size())
             return false;
         for (std::size_t j = 0; j < a[i].values.size(); ++j)
-            if (!SameValue(a[i].values[j], b[i].values[j])) return false;
+            if (!same(a[i].values[j], b[i].values[j])) return false;
         for (std::size_t j = 0; j < a[i].objects.size(); ++j)
-            if (!SameList(a[i].objects[j], b[i].objects[j])) return false;
+            if (!SameList(a[i].objects[j], b[i].objects[j], same)) return false;
     }
     return true;
+}
+
+inline bool SameList(const std::vector<MMLParaStruct>& a, const std::vector<MMLParaStruct>& b) {
+    return SameList(a, b, SameValue);
 }
 
 inline bool Same(const MMLCmdStruct& a, const MMLCmdStruct& b) {

@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "enum/ScriptXMLParser.h"
+#include "fuzz/FuzzFiles.h"
 #include "qx_platform/Control.h"
 #include "qx_platform/StaticData.h"
 #include "qx_platform/Strings.h"
@@ -49,9 +50,7 @@ void RemoveFiles() {
 
 const std::string& Path() {
     static const std::string path = [] {
-        char pattern[] = "/tmp/qx_fuzz_enum_XXXXXX";
-        if (mkdtemp(pattern) == nullptr) std::abort();
-        g_dir = std::string(pattern) + "/";
+        g_dir = fuzz_files::MakeDir("qx_fuzz_enum");
         std::atexit(RemoveFiles);
         qxp::SetAppRootPath(g_dir);
         // The reader reports malformed files on standard output.
@@ -169,10 +168,7 @@ void CheckLookups(QXScriptEnumMgr& mgr, const EnumMap& table) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string& path = Path();
-    std::FILE* f = std::fopen(path.c_str(), "wb");
-    if (f == nullptr) return 0;
-    std::fwrite(data, 1, size, f);
-    std::fclose(f);
+    if (!fuzz_files::Store(path, data, size)) return 0;
 
     EnumMap read;
     bool readOk = false;

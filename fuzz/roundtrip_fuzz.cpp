@@ -68,20 +68,6 @@ bool SameValue(const QXValue& a, const QXValue& b) {
     return tree_equal::SameValue(a, b);
 }
 
-bool SameList(const std::vector<MMLParaStruct>& a, const std::vector<MMLParaStruct>& b) {
-    if (a.size() != b.size()) return false;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        if (!SameValue(a[i].name, b[i].name) || a[i].values.size() != b[i].values.size() ||
-            a[i].objects.size() != b[i].objects.size())
-            return false;
-        for (std::size_t j = 0; j < a[i].values.size(); ++j)
-            if (!SameValue(a[i].values[j], b[i].values[j])) return false;
-        for (std::size_t j = 0; j < a[i].objects.size(); ++j)
-            if (!SameList(a[i].objects[j], b[i].objects[j])) return false;
-    }
-    return true;
-}
-
 bool Writable(const std::vector<MMLParaStruct>& paras) {
     for (const MMLParaStruct& para : paras) {
         if (para.name.StringRef().empty()) return false;
@@ -107,7 +93,8 @@ bool RoundTrip(CommandLayout& layout, const MMLCmdStruct& from, MMLCmdStruct& in
     text = Written(layout, from);
     const int result = AnalyseOneCommandEx(text, into);
     if (result == kParseTooLong) return false;
-    if (result != 0 || from.cmdName != into.cmdName || !SameList(from.paraList, into.paraList))
+    if (result != 0 || from.cmdName != into.cmdName ||
+        !tree_equal::SameList(from.paraList, into.paraList, SameValue))
         std::abort();
     return true;
 }
@@ -123,8 +110,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static std::string twice;
 
     const std::string text(reinterpret_cast<const char*>(data), size);
-    if (AnalyseOneCommandEx(text, first) != 0 || first.cmdName.empty() ||
-        !Writable(first.paraList))
+    if (AnalyseOneCommandEx(text, first) != 0 || first.cmdName.empty() || !Writable(first.paraList))
         return 0;
     if (!RoundTrip(layout, first, second, once) || !RoundTrip(layout, second, third, twice))
         return 0;

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "fuzz/FuzzFiles.h"
 #include "fuzz/TreeEqual.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 #include "qx_scriptutil/TScriptFileImpl.h"
@@ -17,13 +18,22 @@ using namespace NSQX_script;
 
 namespace {
 
+std::string g_dir;
+
+void RemoveFiles() {
+    std::remove((g_dir + "script.txt").c_str());
+    rmdir(g_dir.c_str());
+}
+
 const std::string& Path() {
     static const std::string path = [] {
         for (const char* name : {"a", "b", "x", "cfg-set", "cfg-add"}) {
             static unsigned long id = 500;
             CmdNameConvert::AddCmdNameIDMap(name, ++id);
         }
-        return "/tmp/qx_fuzz_script_" + std::to_string(getpid()) + ".txt";
+        g_dir = fuzz_files::MakeDir("qx_fuzz_script");
+        std::atexit(RemoveFiles);
+        return g_dir + "script.txt";
     }();
     return path;
 }
@@ -32,10 +42,7 @@ const std::string& Path() {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string& path = Path();
-    std::FILE* f = std::fopen(path.c_str(), "wb");
-    if (f == nullptr) return 0;
-    std::fwrite(data, 1, size, f);
-    std::fclose(f);
+    if (!fuzz_files::Store(path, data, size)) return 0;
 
     TScriptFileImpl streamed(1);
     if (!streamed.OpenForRead(1, nullptr, path.c_str())) std::abort();

@@ -22,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "fuzz/FuzzFiles.h"
 #include "fuzz/TreeEqual.h"
 #include "qx_platform/Control.h"
 #include "qx_platform/Xml.h"
@@ -55,14 +56,9 @@ void Cleanup() {
 
 const std::string& Path() {
     static const std::string path = [] {
-        char pattern[] = "/tmp/qx_fuzz_slot_XXXXXX";
-        if (mkdtemp(pattern) == nullptr) std::abort();
-        g_dir = std::string(pattern) + "/";
+        g_dir = fuzz_files::MakeDir("qx_fuzz_slot");
         qxp::SetAppRootPath(g_dir);
-        std::FILE* f = std::fopen((g_dir + kEnumName).c_str(), "wb");
-        if (f == nullptr) std::abort();
-        std::fputs(kEnumTable, f);
-        std::fclose(f);
+        if (!fuzz_files::Store(g_dir + kEnumName, kEnumTable, sizeof kEnumTable - 1)) std::abort();
         if (QXScriptEnumMgr::Instance()->Init(kEnumName) != 0) std::abort();
         for (unsigned long i = 0; i < 4; ++i) {
             CmdNameConvert::AddCmdNameIDMap(kCommands[i], kFirstCode + i);
@@ -224,10 +220,7 @@ void CheckConversion(const TScriptCmd& original, const QXScriptCfgCmdInfo& info)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string& path = Path();
-    std::FILE* f = std::fopen(path.c_str(), "wb");
-    if (f == nullptr) return 0;
-    std::fwrite(data, 1, size, f);
-    std::fclose(f);
+    if (!fuzz_files::Store(path, data, size)) return 0;
 
     const std::list<QXScriptCfgCmdInfo> first = Load(path);
     const std::list<QXScriptCfgCmdInfo> records = Load(path);

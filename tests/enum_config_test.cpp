@@ -10,6 +10,7 @@
 #include "qx_platform/Xml.h"
 #include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/ScriptEnumCfg.h"
+#include "tests/TestFiles.h"
 
 using namespace NSQX_script;
 
@@ -17,13 +18,8 @@ namespace {
 
 constexpr unsigned long kFailed = 0xFFFFFFFFul;
 
-// QX_TEST_DATA names the data folder; without it, the folder beside this source file.
 std::string EnumDataDir() {
-    const char* dir = std::getenv("QX_TEST_DATA");
-    const std::string source = __FILE__;
-    return (dir != nullptr ? std::string(dir)
-                           : source.substr(0, source.find_last_of('/')) + "/data") +
-           "/enum/";
+    return test_files::DataDir("enum/");
 }
 
 std::vector<QXEnumPair> const* Entry(EnumMap const& map, unsigned long cmd, std::string name,

@@ -10,18 +10,14 @@
 #include "qx_platform/Control.h"
 #include "qx_scriptutil/EnumMap.h"
 #include "qx_scriptutil/QXScriptEnumMgr.h"
+#include "tests/TestFiles.h"
 
 using namespace NSQX_script;
 
 namespace {
 
-// QX_TEST_DATA names the data folder; without it, the folder beside this source file.
 std::string EnumDataDir() {
-    const char* dir = std::getenv("QX_TEST_DATA");
-    const std::string source = __FILE__;
-    return (dir != nullptr ? std::string(dir)
-                           : source.substr(0, source.find_last_of('/')) + "/data") +
-           "/enum/";
+    return test_files::DataDir("enum/");
 }
 
 // The code of a name; nothing when the lookup fails, which must leave the output alone.

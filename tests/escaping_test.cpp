@@ -6,18 +6,13 @@
 #include "qx_platform/Control.h"
 #include "qx_platform/Task.h"
 #include "qx_platform/Trace.h"
-#include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/Escaping.h"
+#include "qx_scriptutil/QXScriptEnumMgr.h"
+#include "tests/TestFiles.h"
 
 using namespace NSQX_script;
 
 namespace {
-
-// QX_TEST_DATA names the data folder; without it, the folder beside this source file.
-std::string TestDataBesideSource() {
-    const std::string source = __FILE__;
-    return source.substr(0, source.find_last_of('/') + 1) + "data";
-}
 
 std::string Unconvert(std::string in) {
     std::string out = "stale";
@@ -87,8 +82,7 @@ TEST(Escaping, CfgEncodingFollowsTheEncodingSetting) {
         EXPECT_STREQ(GetCfgEncoding(), "UTF-8");  // no table loaded
         EXPECT_FALSE(trace.Contains("encoding ="));
     }
-    const char* dir = std::getenv("QX_TEST_DATA");
-    qxp::SetAppRootPath((dir != nullptr ? std::string(dir) : TestDataBesideSource()) + "/enum/");
+    qxp::SetAppRootPath(test_files::DataDir("enum/"));
     for (auto const& [setting, expected] : {std::pair<char const*, char const*>{"0", "GBK"},
                                             {"1", "UTF-8"},
                                             {"2", "ISO8859-1"},

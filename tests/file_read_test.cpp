@@ -1,10 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <atomic>
 #include <cstdio>
-#include <fstream>
 #include <memory>
 #include <string>
 
@@ -15,6 +12,7 @@
 #include "qx_scriptutil/PostAnalyse.h"
 #include "qx_scriptutil/QXConvertDataStorage.h"
 #include "qx_scriptutil/TScriptFileImpl.h"
+#include "tests/TestFiles.h"
 
 using namespace NSQX_script;
 
@@ -31,9 +29,7 @@ constexpr const char* kUtf8Header = "// encoding=\"UTF-8\"\n";
 class ScriptRead : public ::testing::Test {
   protected:
     void SetUp() override {
-        char tmpl[] = "/tmp/qx_read_XXXXXX";
-        ASSERT_NE(nullptr, mkdtemp(tmpl));
-        dir_ = tmpl;
+        ASSERT_TRUE(tmp_.ok());
         CmdNameConvert::AddCmdNameIDMap("cfg-set", 101);
         CmdNameConvert::AddCmdNameIDMap("cfg-add", 102);
     }
@@ -41,8 +37,6 @@ class ScriptRead : public ::testing::Test {
         CmdNameConvert::RemoveCmdNameIDMap(101);
         CmdNameConvert::RemoveCmdNameIDMap(102);
         g_rejectAll = false;
-        std::string cmd = "rm -rf " + dir_;
-        ASSERT_EQ(0, std::system(cmd.c_str()));
     }
 
     // A file object reading the named file of the test directory, written first when given.
@@ -52,7 +46,7 @@ class ScriptRead : public ::testing::Test {
         return *files_.back();
     }
     TScriptFileImpl& Open(const std::string& name, const std::string& bytes) {
-        std::ofstream(dir_ + "/" + name, std::ios::binary) << bytes;
+        test_files::WriteFile(tmp_ / name, bytes);
         return Open(name);
     }
 
@@ -69,7 +63,8 @@ class ScriptRead : public ::testing::Test {
         return cmd.GetParaList().at(para).values.at(value).As_std_string();
     }
 
-    std::string dir_;
+    test_files::TempDir tmp_{"qx_read"};
+    const std::string dir_ = tmp_.path();
     std::vector<std::unique_ptr<TScriptFileImpl>> files_;
 };
 

@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <random>
-#include <sstream>
 #include <string>
 
 #include "qx_platform/CodeSet.h"
@@ -15,6 +13,7 @@
 #include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/QXScriptErrMgr.h"
 #include "qx_scriptutil/TScriptFileImpl.h"
+#include "tests/TestFiles.h"
 
 using namespace NSQX_script;
 
@@ -25,9 +24,7 @@ constexpr std::int64_t kNoon = 1795334400;  // 2026-11-22 08:00:00 UTC
 class ScriptWrite : public ::testing::Test {
   protected:
     void SetUp() override {
-        char tmpl[] = "/tmp/qx_write_XXXXXX";
-        ASSERT_NE(nullptr, mkdtemp(tmpl));
-        dir_ = tmpl;
+        ASSERT_TRUE(tmp_.ok());
         qxp::SetFixedTime(kNoon);
         qxp::SetUserName(7, "alice");
         CmdNameConvert::AddCmdNameIDMap("cfg-set", 201);
@@ -37,15 +34,9 @@ class ScriptWrite : public ::testing::Test {
         qxp::ResetOverrides();
         CmdNameConvert::RemoveCmdNameIDMap(201);
         QXScriptErrMgr::Destroy();
-        ASSERT_EQ(0, std::system(("rm -rf " + dir_).c_str()));
     }
 
-    std::string Read(const std::string& name) {
-        std::ifstream in(dir_ + "/" + name, std::ios::binary);
-        std::stringstream s;
-        s << in.rdbuf();
-        return s.str();
-    }
+    std::string Read(const std::string& name) { return test_files::ReadFile(tmp_ / name); }
 
     static MMLParaStruct Para(const std::string& name, std::initializer_list<std::string> values) {
         MMLParaStruct p;
@@ -54,7 +45,8 @@ class ScriptWrite : public ::testing::Test {
         return p;
     }
 
-    std::string dir_;
+    test_files::TempDir tmp_{"qx_write"};
+    const std::string dir_ = tmp_.path();
 };
 
 }  // namespace

@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <cstdio>
-#include <fstream>
 #include <set>
 #include <string>
 #include <vector>
@@ -11,6 +8,7 @@
 #include "qx_scriptutil/CmdNameConvert.h"
 #include "qx_scriptutil/QXScriptErrMgr.h"
 #include "qx_scriptutil/TScriptFileImpl.h"
+#include "tests/TestFiles.h"
 
 // The example plug-in is compiled into this test with the library objects; linking its static
 // library would bring in a second copy of the library through the shared one.
@@ -195,23 +193,21 @@ TEST_F(IePlugin, ImportRecordsFailuresAndExportRoundTrips) {
 // The import flow of a task: open the script, find the plug-in of each command's code through
 // the registry, let it import, and collect what failed in the thread's error manager.
 TEST_F(IePlugin, ImportsAScriptFileEndToEnd) {
-    char dir[] = "/tmp/qx_import_XXXXXX";
-    ASSERT_NE(nullptr, mkdtemp(dir));
-    const std::string path = std::string(dir) + "/NE_0-7_cfg.txt";
-    {
-        std::ofstream out(path);
-        out << "// encoding=\"UTF-8\"\n\n"
-               ":CFG-ADD-VLAN:{VLANID=10&&12, NAME=\"Office\"};\n"
-               ":cfg-set-portdesc:{port=3, desc=\"uplink\"};\n"
-               ":cfg-set-portdesc:{port=4};\n"  // no desc: the plug-in reports it
-               ":cfg-unknown:{x=1};\n"
-               ":cfg-add-vlan:{vlanid=};\n";  // does not parse: the reader reports it
-    }
+    const test_files::TempDir dir("qx_import");
+    ASSERT_TRUE(test_files::WriteFile(dir / "NE_0-7_cfg.txt",
+                                      "// encoding=\"UTF-8\"\n\n"
+                                      ":CFG-ADD-VLAN:{VLANID=10&&12, NAME=\"Office\"};\n"
+                                      ":cfg-set-portdesc:{port=3, desc=\"uplink\"};\n"
+                                      // no desc: the plug-in reports it
+                                      ":cfg-set-portdesc:{port=4};\n"
+                                      ":cfg-unknown:{x=1};\n"
+                                      // does not parse: the reader reports it
+                                      ":cfg-add-vlan:{vlanid=};\n"));
     ExampleVlanPlugin plugin;
     plugin.Register();
 
     TScriptFileImpl file(kScriptTypeNe);
-    ASSERT_TRUE(file.OpenForRead(kScriptTypeNe, dir, "NE_0-7_cfg.txt"));
+    ASSERT_TRUE(file.OpenForRead(kScriptTypeNe, dir.path().c_str(), "NE_0-7_cfg.txt"));
     std::map<unsigned long, ScriptRegeisterIF*> plugins;
     ScriptManagerIF::Instance()->GetRegisterIFs(kScriptTypeNe, plugins);
     std::set<ScriptRegeisterIF*> called;
@@ -236,6 +232,4 @@ TEST_F(IePlugin, ImportsAScriptFileEndToEnd) {
     EXPECT_EQ(7, results.back().m_kind);  // the line of the command that did not parse
     EXPECT_EQ(0x41017307ul, results.back().m_value);
     plugin.Unregister();
-    std::remove(path.c_str());
-    rmdir(dir);
 }

@@ -8,42 +8,24 @@
 
 #include "qx_platform/Control.h"
 #include "qx_platform/Files.h"
+#include "tests/TestFiles.h"
 
 namespace {
 
 // A fresh directory under the system's temporary directory, removed afterwards.
 class PlatformFiles : public ::testing::Test {
   protected:
-    void SetUp() override {
-        char tmpl[] = "/tmp/qx_platform_files_XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        dir_ = tmpl;
-    }
-    void TearDown() override {
-        qxp::SetFileService(nullptr);
-        std::system(("rm -rf '" + dir_ + "'").c_str());
-    }
-    std::string Path(const std::string& name) const { return dir_ + "/" + name; }
-
-    static std::string ReadAll(const std::string& path) {
-        std::string text;
-        if (FILE* f = std::fopen(path.c_str(), "rb")) {
-            char buf[256];
-            std::size_t n;
-            while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) text.append(buf, n);
-            std::fclose(f);
-        }
-        return text;
-    }
+    void SetUp() override { ASSERT_TRUE(tmp_.ok()); }
+    void TearDown() override { qxp::SetFileService(nullptr); }
+    std::string Path(const std::string& name) const { return tmp_ / name; }
     static void WriteAll(const std::string& path, const std::string& text) {
-        FILE* f = std::fopen(path.c_str(), "wb");
-        ASSERT_NE(f, nullptr);
-        std::fwrite(text.data(), 1, text.size(), f);
-        std::fclose(f);
+        ASSERT_TRUE(test_files::WriteFile(path, text)) << path;
     }
 
-    std::string dir_;
+    test_files::TempDir tmp_{"qx_platform_files"};
 };
+
+using test_files::ReadFile;
 
 // Streams that accept nothing, as on a full disk.
 class FullDiskService : public qxp::FileService {
@@ -77,12 +59,12 @@ TEST_F(PlatformFiles, FileObjectWritesTruncatesAndReads) {
         ASSERT_NE(file.GetStream(), nullptr);
         std::fputs("new", file.GetStream());
     }  // closed by the destructor
-    EXPECT_EQ(ReadAll(path), "new");
+    EXPECT_EQ(ReadFile(path), "new");
 
     qxp::OrinFile noHeader;
     ASSERT_EQ(noHeader.Open(path.c_str(), qxp::kOrinWriteNoHeader), 0);
     EXPECT_EQ(noHeader.Close(), 0);
-    EXPECT_EQ(ReadAll(path), "");
+    EXPECT_EQ(ReadFile(path), "");
     EXPECT_EQ(noHeader.Close(), 0);  // closing twice is harmless
 
     WriteAll(path, "x");
@@ -116,7 +98,7 @@ TEST_F(PlatformFiles, RenameReplacesAnExistingTargetAndDeleteRemoves) {
     WriteAll(Path("a"), "A");
     WriteAll(Path("b"), "B");
     ASSERT_TRUE(qxp::OrinFileRename(Path("a").c_str(), Path("b").c_str()));
-    EXPECT_EQ(ReadAll(Path("b")), "A");
+    EXPECT_EQ(ReadFile(Path("b")), "A");
     EXPECT_FALSE(qxp::OrinFileRename(Path("a").c_str(), Path("c").c_str()));
     EXPECT_EQ(qxp::OrinGetLastError(), ENOENT);
     EXPECT_TRUE(qxp::OrinFileDelete(Path("b").c_str()));
@@ -173,7 +155,7 @@ TEST_F(PlatformFiles, InstalledServiceServesEveryCall) {
     ASSERT_EQ(file.Open(Path("ok.txt").c_str(), qxp::kOrinWriteNoHeader), 0);
     EXPECT_EQ(std::fputs("fits", file.GetStream()) >= 0, true);
     EXPECT_EQ(file.Close(), 0);
-    EXPECT_EQ(ReadAll(Path("ok.txt")), "fits");
+    EXPECT_EQ(ReadFile(Path("ok.txt")), "fits");
 }
 
 }  // namespace

@@ -7,18 +7,12 @@
 #include "qx_platform/Control.h"
 #include "qx_platform/Settings.h"
 #include "qx_platform/Trace.h"
+#include "tests/TestFiles.h"
 
 namespace {
 
-// QX_TEST_DATA, else the data folder next to this source file.
 std::string DataFile(const char* name) {
-    const char* base = std::getenv("QX_TEST_DATA");
-    std::string dir = base != nullptr ? base : "";
-    if (dir.empty()) {
-        dir = __FILE__;
-        dir = dir.substr(0, dir.find_last_of('/') + 1) + "data";
-    }
-    return dir + "/platform/" + name;
+    return test_files::DataDir("platform/") + name;
 }
 
 // Every test starts from the built-in defaults and leaves no override behind.
@@ -31,14 +25,7 @@ class PlatformSettings : public ::testing::Test {
     void TearDown() override {
         unsetenv("QX_PLATFORM_CONFIG");
         qxp::ResetOverrides();
-        if (!tmp_.empty()) std::system(("rm -rf '" + tmp_ + "'").c_str());
     }
-    std::string TempDir() {
-        char tmpl[] = "/tmp/qx_platform_settings_XXXXXX";
-        if (mkdtemp(tmpl) != nullptr) tmp_ = tmpl;
-        return tmp_;
-    }
-    std::string tmp_;
 };
 
 TEST_F(PlatformSettings, DefaultsWithoutConfiguration) {
@@ -93,8 +80,9 @@ TEST_F(PlatformSettings, MissingConfigurationFileIsTracedAndDefaultsApply) {
 }
 
 TEST_F(PlatformSettings, PackagePathPrefersAnExistingCandidate) {
-    const std::string root = TempDir();
-    ASSERT_FALSE(root.empty());
+    const test_files::TempDir tmp("qx_platform_settings");
+    const std::string root = tmp.path();
+    ASSERT_TRUE(tmp.ok());
     qxp::SetAppRootPath(root);
     EXPECT_EQ(qxp::OrinGetPackagePath("a/conf", "b/conf"), root + "/a/conf/");
     ASSERT_EQ(std::system(("mkdir -p '" + root + "/b/conf'").c_str()), 0);

@@ -8,18 +8,12 @@
 #include "qx_platform/StaticData.h"
 #include "qx_platform/Trace.h"
 #include "qx_platform/Xml.h"
+#include "tests/TestFiles.h"
 
 namespace {
 
-// QX_TEST_DATA, else the data folder next to this source file.
 std::string DataFile(const char* name) {
-    const char* base = std::getenv("QX_TEST_DATA");
-    std::string dir = base != nullptr ? base : "";
-    if (dir.empty()) {
-        dir = __FILE__;
-        dir = dir.substr(0, dir.find_last_of('/') + 1) + "data";
-    }
-    return dir + "/platform/" + name;
+    return test_files::DataDir("platform/") + name;
 }
 
 // Records what it was given, and on which kind of thread.

@@ -1,10 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -18,6 +15,7 @@
 #include "qx_scriptutil/ScriptSlotConvert.h"
 #include "slot/CommandSlotConvert.h"
 #include "slot/SlotStoreAccess.h"
+#include "tests/TestFiles.h"
 
 using namespace NSQX_script;
 namespace fs = std::filesystem;
@@ -29,11 +27,7 @@ constexpr unsigned long kXc = 8402;
 constexpr unsigned long kOnePara = 8403;
 
 std::string SlotDataDir() {
-    // Beside this file when the runner does not pass the data directory on.
-    const char* dir = std::getenv("QX_TEST_DATA");
-    return (dir != nullptr ? std::string(dir)
-                           : fs::path(__FILE__).parent_path().string() + "/data") +
-           "/slot/";
+    return test_files::DataDir("slot/");
 }
 
 QXConvertDataStorage* Store() {
@@ -98,8 +92,7 @@ class SlotConvertTest : public ::testing::Test {
         CmdNameConvert::AddCmdNameIDMap("cfg-set-board", kBoard);
         CmdNameConvert::AddCmdNameIDMap("cfg-add-xc", kXc);
         CmdNameConvert::AddCmdNameIDMap("cfg-onepara", kOnePara);
-        char pattern[] = "/tmp/slot_convert_XXXXXX";
-        tmp_ = mkdtemp(pattern);
+        ASSERT_TRUE(tmpDir_.ok());
         qxp::SetAppRootPath(tmp_ + "/");
         fs::create_directory(tmp_ + "/script");
     }
@@ -112,16 +105,10 @@ class SlotConvertTest : public ::testing::Test {
         QXConvertDataStorage::Destroy();
         SlotStoreAccess::ForgetLoaded();
         qxp::ResetOverrides();
-        fs::remove_all(tmp_);
     }
     virtual const char* EnumFile() const { return "script_enum.xml"; }
 
-    std::string Log() const {
-        std::ifstream in(tmp_ + "/script/ConvertSlotResult.txt", std::ios::binary);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
+    std::string Log() const { return test_files::ReadFile(tmp_ + "/script/ConvertSlotResult.txt"); }
 
     static TScriptCmd XcCommand() {
         TScriptCmd cmd(kXc);
@@ -130,7 +117,8 @@ class SlotConvertTest : public ::testing::Test {
         return cmd;
     }
 
-    std::string tmp_;
+    test_files::TempDir tmpDir_{"slot_convert"};
+    const std::string tmp_ = tmpDir_.path();
 };
 
 TEST_F(SlotConvertTest, ExportedRuleAtRangeEdges) {

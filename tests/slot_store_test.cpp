@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <list>
 #include <map>
@@ -17,6 +15,7 @@
 #include "qx_scriptutil/ScriptStaticData.h"
 #include "slot/SlotCovertCfgInterpreter.h"
 #include "slot/SlotStoreAccess.h"
+#include "tests/TestFiles.h"
 
 using namespace NSQX_script;
 namespace fs = std::filesystem;
@@ -24,11 +23,7 @@ namespace fs = std::filesystem;
 namespace {
 
 std::string SlotData(const std::string& name) {
-    // Beside this file when the runner does not pass the data directory on.
-    const char* dir = std::getenv("QX_TEST_DATA");
-    return (dir != nullptr ? std::string(dir)
-                           : fs::path(__FILE__).parent_path().string() + "/data") +
-           "/slot/" + name;
+    return test_files::DataDir("slot/") + name;
 }
 
 QXConvertDataStorage* Store() {
@@ -52,14 +47,10 @@ class SlotStoreTest : public ::testing::Test {
         QXConvertDataStorage::Destroy();
         SlotStoreAccess::ForgetLoaded();
         qxp::ResetOverrides();
-        if (!tmp_.empty()) fs::remove_all(tmp_);
     }
-    std::string TempRoot() {
-        char pattern[] = "/tmp/slot_store_XXXXXX";
-        tmp_ = mkdtemp(pattern);
-        return tmp_ + "/";
-    }
-    std::string tmp_;
+    std::string TempRoot() { return tmp_ + "/"; }
+    test_files::TempDir tmpDir_{"slot_store"};
+    const std::string tmp_ = tmpDir_.path();
 };
 
 TEST_F(SlotStoreTest, ReaderFollowsEveryRule) {

@@ -21,15 +21,14 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "TestFiles.h"
 #include "TreeText.h"
 #include "qx_platform/Control.h"
 #include "qx_platform/Task.h"
@@ -55,10 +54,7 @@ constexpr char kEnumFile[] = "port_enum.xml";
 constexpr int kUser = 7;
 
 std::string StressDataDir() {
-    const char* dir = std::getenv("QX_TEST_DATA");
-    return (dir != nullptr ? std::string(dir)
-                           : fs::path(__FILE__).parent_path().string() + "/data") +
-           "/stress/";
+    return test_files::DataDir("stress/");
 }
 
 unsigned long NeOf(int worker) {
@@ -72,13 +68,6 @@ struct Outcome {
     std::string lookups;
     std::string results;
 };
-
-std::string FileText(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 std::vector<TScriptCmd> CommandsOf(int worker, int pass) {
     static const char* const kStates[] = {"up", "down", "testing"};
@@ -163,7 +152,7 @@ void RunPass(int worker, int pass, const std::string& dir, Outcome& out) {
         file.WriteAnnotationCommand(":cfg-set-port:{mode=auto;\n");
         file.WriteAnnotationCommand(":cfg-not-known:{a=1};\n");
     }
-    out.bytes += FileText(fs::path(dir) / name);
+    out.bytes += test_files::ReadFile(fs::path(dir) / name);
 
     TScriptFileImpl file(kNeConfigScript);
     if (!file.OpenForRead(kNeConfigScript, dir.c_str(), name.c_str())) {
@@ -234,9 +223,7 @@ void ReleaseTable() {
 class StressConcurrency : public ::testing::Test {
   protected:
     void SetUp() override {
-        char pattern[] = "/tmp/stress_concurrency_XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        tmp_ = pattern;
+        ASSERT_TRUE(tmpDir_.ok());
         ReleaseTable();
         QXConvertDataStorage::Destroy();
         SlotStoreAccess::ForgetLoaded();
@@ -258,7 +245,6 @@ class StressConcurrency : public ::testing::Test {
         SlotStoreAccess::ForgetLoaded();
         QXScriptErrMgr::Destroy();
         qxp::ResetOverrides();
-        fs::remove_all(tmp_);
     }
 
     std::vector<Outcome> SingleThreaded() {
@@ -267,7 +253,8 @@ class StressConcurrency : public ::testing::Test {
         return expected;
     }
 
-    std::string tmp_;
+    test_files::TempDir tmpDir_{"stress_concurrency"};
+    const std::string tmp_ = tmpDir_.path();
 };
 
 TEST_F(StressConcurrency, WorkersMatchASingleThreadedRunWhileTablesAreReloaded) {

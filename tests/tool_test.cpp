@@ -5,13 +5,14 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+
+#include "tests/TestFiles.h"
 
 namespace fs = std::filesystem;
 
@@ -23,21 +24,11 @@ struct ToolRun {
     std::string err;
 };
 
-std::string ReadAll(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream buffer;
-    buffer << in.rdbuf();
-    return buffer.str();
-}
+using test_files::ReadFile;
+using test_files::WriteFile;
 
-void WriteAll(const fs::path& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
-}
-
-// The test data directory: QX_TEST_DATA, else the one beside this source file.
 fs::path TestData() {
-    if (const char* env = std::getenv("QX_TEST_DATA")) return env;
-    return fs::path(__FILE__).parent_path() / "data";
+    return test_files::DataDir();
 }
 
 std::string Quote(const std::string& arg) {
@@ -74,8 +65,8 @@ class ToolTest : public ::testing::Test {
         ToolRun run;
         const int rc = std::system(cmd.c_str());
         run.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-        run.out = ReadAll(out);
-        run.err = ReadAll(err);
+        run.out = ReadFile(out);
+        run.err = ReadFile(err);
         fs::remove(out);
         fs::remove(err);
         return run;
@@ -191,19 +182,19 @@ TEST_F(ToolTest, FmtRewritesIntoTheOtherEncodingWithoutChangingAnyCommand) {
 
     EXPECT_EQ(Commands(toUtf8), Commands(gbk));
     EXPECT_EQ(Commands(toGbk), Commands(utf8));
-    const std::string written = ReadAll(toUtf8);
+    const std::string written = ReadFile(toUtf8);
     EXPECT_NE(written.find("// encoding=\"UTF-8\""), std::string::npos);
     EXPECT_NE(written.find("// NE Configuration Data Script\n"), std::string::npos);
     EXPECT_NE(written.find("nename=\"汇聚-北环-03\""), std::string::npos);
     EXPECT_NE(written.find("slot=11&&18"), std::string::npos);
     EXPECT_NE(written.find(":cfg-save:{};"), std::string::npos);
-    EXPECT_NE(ReadAll(toGbk).find("// encoding=\"GBK\""), std::string::npos);
+    EXPECT_NE(ReadFile(toGbk).find("// encoding=\"GBK\""), std::string::npos);
 
     // A second pass changes nothing but the creation line.
     const fs::path again = dir_ / "again.txt";
     ASSERT_EQ(Exec({"fmt", "-o", again.string(), toUtf8.string()}).status, 0);
     auto body = [](const std::string& s) { return s.substr(s.find("encoding=")); };
-    EXPECT_EQ(body(ReadAll(again)), body(written));
+    EXPECT_EQ(body(ReadFile(again)), body(written));
 
     // Standard output by default.
     const ToolRun run = Exec({"fmt", gbk.string()});
@@ -219,7 +210,7 @@ TEST_F(ToolTest, FmtKeepsEveryValueKindAndType) {
     const fs::path out = dir_ / "values.txt";
     ASSERT_EQ(Exec({"fmt", "-o", out.string(), values.string()}).status, 0);
     EXPECT_EQ(Commands(out), Commands(values));
-    const std::string text = ReadAll(out);
+    const std::string text = ReadFile(out);
     for (const char* kept : {"a=\"Upper Case\"", "b=\"12\"", "d=1&&0", "e=1&&3&7&9&&10", "5&&7=x",
                              "\"Quoted Name\"=1", "{k=2&&2}", ":cfg-edge:{};"}) {
         EXPECT_NE(text.find(kept), std::string::npos) << kept << "\n" << text;
@@ -237,7 +228,7 @@ TEST_F(ToolTest, FmtKeepsEveryValueKindAndType) {
                     Fixture("latin.txt").string()})
                   .status,
               0);
-    EXPECT_NE(ReadAll(latin).find("caf\xe9 cr\xe8me"), std::string::npos);
+    EXPECT_NE(ReadFile(latin).find("caf\xe9 cr\xe8me"), std::string::npos);
     EXPECT_EQ(Commands(latin), Commands(Fixture("latin.txt")));
 }
 
@@ -268,7 +259,7 @@ TEST_F(ToolTest, CheckReadsTheEncodingFromTheHeader) {
 
 TEST_F(ToolTest, FmtLeavesTheOutputAloneWhenItWouldLoseSomething) {
     const fs::path out = dir_ / "out.txt";
-    WriteAll(out, "previous content\n");
+    WriteFile(out, "previous content\n");
 
     ToolRun run = Exec({"fmt", "-o", out.string(), Fixture("broken.txt").string()});
     EXPECT_EQ(run.status, 1);
@@ -283,7 +274,7 @@ TEST_F(ToolTest, FmtLeavesTheOutputAloneWhenItWouldLoseSomething) {
     ExpectStatus(1, {{"fmt", "--no-auto-names", "-o", out.string(), script}});
     ExpectStatus(2, {{"fmt", "--encoding", "UTF8", "-o", out.string(), script},
                      {"fmt", "-o", (dir_ / "no/such/dir/out.txt").string(), script}});
-    EXPECT_EQ(ReadAll(out), "previous content\n");
+    EXPECT_EQ(ReadFile(out), "previous content\n");
     EXPECT_EQ(DirEntries(), std::vector<std::string>{"out.txt"});  // no temporary files left
 
     // In place: the file is replaced whole and keeps its permission bits.
@@ -316,7 +307,7 @@ TEST_F(ToolTest, CommandNamesComeFromTablesNamesFilesOrTheScript) {
     EXPECT_NE(run.out.find("3 commands (UTF-8)"), std::string::npos) << run.out;
 
     const fs::path badNames = dir_ / "bad_names.txt";
-    WriteAll(badNames, "12 a b\n");
+    WriteFile(badNames, "12 a b\n");
     run = Exec({"check", "--names", badNames.string(), script});
     EXPECT_EQ(run.status, 2);
     EXPECT_NE(run.err.find("bad_names.txt:1: expected \"ID NAME\""), std::string::npos);
@@ -333,7 +324,7 @@ TEST_F(ToolTest, SlotsConvertsTheNesOfTheScriptAsItsHeaderSays) {
     ToolRun run =
         Exec({"slots", "--config", cfg, "-o", out.string(), "--log", log.string(), script});
     ASSERT_EQ(run.status, 0) << run.err;
-    std::string text = ReadAll(out);
+    std::string text = ReadFile(out);
     // NE 9-3 is declared by cfg-nepara: 203 is shelf 2 slot 3, 85 becomes 125.
     EXPECT_NE(text.find(":cfg-set-board:{neid=9-3, bid=131075, boardtype=eg16};"),
               std::string::npos)
@@ -341,7 +332,7 @@ TEST_F(ToolTest, SlotsConvertsTheNesOfTheScriptAsItsHeaderSays) {
     EXPECT_NE(text.find(":cfg-set-board:{neid=7-1, bid=203, boardtype=eg16};"), std::string::npos);
     EXPECT_NE(text.find(":cfg-onepara:{neid=9-3, slot=125, value=1-131075};"), std::string::npos);
     EXPECT_NE(text.find("// SlotFlagVer=1.1 \n"), std::string::npos);
-    EXPECT_NE(ReadAll(log).find("bid=203"), std::string::npos);
+    EXPECT_NE(ReadFile(log).find("bid=203"), std::string::npos);
 
     run = Exec({"slots", "--config", cfg, "--ne", "7-1", script});
     ASSERT_EQ(run.status, 0) << run.err;
@@ -350,7 +341,7 @@ TEST_F(ToolTest, SlotsConvertsTheNesOfTheScriptAsItsHeaderSays) {
 
     // A header that already says 1.1 leaves the numbers alone.
     const fs::path newer = dir_ / "new_NE.txt";
-    WriteAll(newer, "// SlotFlagVer=1.1 \n" + ReadAll(script));
+    WriteFile(newer, "// SlotFlagVer=1.1 \n" + ReadFile(script));
     run = Exec({"slots", "--config", cfg, newer.string()});
     EXPECT_NE(run.out.find("neid=9-3, bid=203,"), std::string::npos) << run.out;
 
@@ -358,7 +349,7 @@ TEST_F(ToolTest, SlotsConvertsTheNesOfTheScriptAsItsHeaderSays) {
                      {"slots", "--config", cfg, "--ne", "9/3", script}});
     ExpectStatus(1,
                  {{"slots", "--config", cfg, "-o", out.string(), Fixture("broken.txt").string()}});
-    EXPECT_NE(ReadAll(out).find("bid=131075"), std::string::npos);  // untouched
+    EXPECT_NE(ReadFile(out).find("bid=131075"), std::string::npos);  // untouched
 }
 
 TEST_F(ToolTest, EnumAndNameConvertSingleValues) {
@@ -405,7 +396,7 @@ TEST_F(ToolTest, HelpVersionAndDocsAgree) {
     // docs/qxscript.md is generated from these texts (target qxscript-docs).
     run = Exec({"help-all", "--markdown"});
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, ReadAll(Repo() / "docs" / "qxscript.md"))
+    EXPECT_EQ(run.out, ReadFile(Repo() / "docs" / "qxscript.md"))
         << "docs/qxscript.md is stale: build the target qxscript-docs";
 }
 

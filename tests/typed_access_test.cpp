@@ -10,6 +10,7 @@
 #include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/ScriptParser.h"
 #include "qx_scriptutil/TScriptCmd.h"
+#include "tests/TestFiles.h"
 
 using namespace NSQX_script;
 
@@ -45,12 +46,7 @@ std::string Written(MMLParaStruct const& para) {
 class TypedAccessTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        const char* dir = std::getenv("QX_TEST_DATA");
-        const std::string source = __FILE__;
-        qxp::SetAppRootPath((dir != nullptr
-                                 ? std::string(dir)
-                                 : source.substr(0, source.find_last_of('/')) + "/data") +
-                            "/enum/");
+        qxp::SetAppRootPath(test_files::DataDir("enum/"));
         ASSERT_EQ(QXScriptEnumMgr::Instance()->Init("good.xml"), 0u);
     }
     void TearDown() override {

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <iterator>
 #include <list>
 #include <map>
 #include <string>
@@ -36,8 +35,29 @@ std::vector<QXScriptCfgCmdInfo> Records() {
     return {list.begin(), list.end()};
 }
 
-const NeSlotLocator& LocatorAt(const QXScriptCfgCmdInfo& info, std::size_t index) {
-    return *std::next(info.m_locators.begin(), static_cast<long>(index));
+// A separator tree as one line: 'sign'[position:deeper ...], "-" for a missing deeper node.
+std::string Show(const SeparatorNode& node) {
+    std::string out = "'" + node.m_sign + "'";
+    if (node.m_positions.empty()) return out;
+    for (std::size_t i = 0; i < node.m_positions.size(); ++i) {
+        const SeparatorNode::Position& p = node.m_positions[i];
+        out += (i ? " " : "[") + std::to_string(p.first) + ":" + (p.second ? Show(*p.second) : "-");
+    }
+    return out + "]";
+}
+
+// Records as lines: name, then each locator as NE-ID parameter and tree, slot parameter and tree.
+std::string Show(const std::vector<QXScriptCfgCmdInfo>& records) {
+    std::string out;
+    for (const QXScriptCfgCmdInfo& info : records) {
+        out += info.m_cmdName + ":";
+        for (const NeSlotLocator& l : info.m_locators) {
+            out += " {" + l.m_neIdParaName + Show(l.m_neIdSeparator) + " " + l.m_slotParaName +
+                   Show(l.m_slotSeparator) + "}";
+        }
+        out += "\n";
+    }
+    return out;
 }
 
 class SlotStoreTest : public ::testing::Test {
@@ -55,54 +75,18 @@ class SlotStoreTest : public ::testing::Test {
 
 TEST_F(SlotStoreTest, ReaderFollowsEveryRule) {
     SlotStoreAccess::LoadFile(SlotData("slotcovert_cmd_cfg.xml"));
-    const std::vector<QXScriptCfgCmdInfo> records = Records();
-    ASSERT_EQ(4u, records.size());  // other root children are not commands
-    EXPECT_EQ("cfg-set-board", records[0].m_cmdName);
-    EXPECT_EQ("cfg-add-xc", records[1].m_cmdName);
-    EXPECT_EQ("cfg-onepara", records[2].m_cmdName);
-    EXPECT_EQ("cfg-set-board", records[3].m_cmdName);  // same name again: kept, not merged
-
-    // A pair element without children is no locator; one with any child is, names left empty.
-    const QXScriptCfgCmdInfo& board = records[0];
-    ASSERT_EQ(2u, board.m_locators.size());
-    EXPECT_EQ("neid", LocatorAt(board, 0).m_neIdParaName);
-    EXPECT_EQ("bid", LocatorAt(board, 0).m_slotParaName);
-    EXPECT_TRUE(LocatorAt(board, 0).m_slotSeparator.m_sign.empty());
-    EXPECT_TRUE(LocatorAt(board, 0).m_slotSeparator.m_positions.empty());
-    EXPECT_EQ("", LocatorAt(board, 1).m_neIdParaName);
-    EXPECT_EQ("", LocatorAt(board, 1).m_slotParaName);
-
-    const QXScriptCfgCmdInfo& xc = records[1];
-    ASSERT_EQ(2u, xc.m_locators.size());
-    const NeSlotLocator& src = LocatorAt(xc, 0);
-    EXPECT_EQ("-", src.m_neIdSeparator.m_sign);
-    const SeparatorNode& port = src.m_slotSeparator;
-    EXPECT_EQ("&&", port.m_sign);  // "++"
-    ASSERT_EQ(1u, port.m_positions.size());
-    EXPECT_EQ(2, port.m_positions[0].first);
-    ASSERT_TRUE(port.m_positions[0].second);
-    const SeparatorNode& inner = *port.m_positions[0].second;
-    EXPECT_EQ("-", inner.m_sign);
-    ASSERT_EQ(1u, inner.m_positions.size());
-    EXPECT_EQ(1, inner.m_positions[0].first);  // " +1"
-    ASSERT_TRUE(inner.m_positions[0].second);  // a position always has a deeper node
-    EXPECT_TRUE(inner.m_positions[0].second->m_sign.empty());
-    EXPECT_TRUE(inner.m_positions[0].second->m_positions.empty());
-
-    // Two sign elements (matched by "contains") write into one node; the last sign wins.
-    const SeparatorNode& dst = LocatorAt(xc, 1).m_neIdSeparator;
-    EXPECT_EQ("+++", dst.m_sign);
-    ASSERT_EQ(3u, dst.m_positions.size());
-    EXPECT_EQ(1, dst.m_positions[0].first);
-    EXPECT_TRUE(dst.m_positions[0].second);
-    EXPECT_EQ(0, dst.m_positions[1].first);  // a non-position child
-    EXPECT_FALSE(dst.m_positions[1].second);
-    EXPECT_EQ(0, dst.m_positions[2].first);  // "x9" is no number
-    EXPECT_TRUE(dst.m_positions[2].second);
-    const SeparatorNode& dstSlot = LocatorAt(xc, 1).m_slotSeparator;
-    EXPECT_EQ("&", dstSlot.m_sign);
-    ASSERT_EQ(3u, dstSlot.m_positions.size());
-    EXPECT_EQ(9, dstSlot.m_positions[2].first);
+    // Other root children are not commands; a name seen again is kept, not merged. A pair
+    // element without children is no locator; one with any child is, names left empty. "++"
+    // reads as "&&", " +1" as 1; a position always has a deeper node, a non-position child
+    // gives 0 and none, "x9" is no number. Two sign elements (matched by "contains") write into
+    // one node; the last sign wins.
+    EXPECT_EQ(
+        "cfg-set-board: {neid'' bid''} {'' ''}\n"
+        "cfg-add-xc: {srcne'-' srcport'&&'[2:'-'[1:'']]} "
+        "{dstne'+++'[1:'' 0:- 0:''] dstslot'&'[1:'' 3:'' 9:'']}\n"
+        "cfg-onepara: {neid'' slot''} {noneid'' value'-'[2:'']}\n"
+        "cfg-set-board: {other'' other''}\n",
+        Show(Records()));
 
     using Reader = slotcovertcfgfileinterpreter;
     EXPECT_EQ("&", Reader::SignFromAttr("+"));
@@ -118,13 +102,12 @@ TEST_F(SlotStoreTest, ReaderFollowsEveryRule) {
 
 TEST_F(SlotStoreTest, ExampleConfigurationLoads) {
     SlotStoreAccess::LoadFile(SlotData("../../../examples/config/slotcovert_cmd_cfg.xml"));
-    const std::vector<QXScriptCfgCmdInfo> records = Records();
-    ASSERT_EQ(3u, records.size());
-    EXPECT_EQ(1u, records[0].m_locators.size());
-    const SeparatorNode& dstne = LocatorAt(records[1], 1).m_neIdSeparator;
-    EXPECT_EQ("&", dstne.m_sign);
-    EXPECT_EQ(2u, dstne.m_positions.size());
-    EXPECT_EQ(3, LocatorAt(records[1], 1).m_slotSeparator.m_positions[1].first);
+    EXPECT_EQ(
+        "cfg-set-board: {neid'' bid''}\n"
+        "cfg-add-xc: {srcne'-' srcport'&&'[2:'-'[1:'']]} {dstne'&'[1:'' 0:-] dstslot'&'[1:'' 3:'' "
+        "9:'']}\n"
+        "cfg-onepara: {neid'' slot''} {none'' value'-'[2:'']}\n",
+        Show(Records()));
 }
 
 TEST_F(SlotStoreTest, RecordsCopyDeeply) {

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -121,28 +122,37 @@ class SlotConvertTest : public ::testing::Test {
     const std::string tmp_ = tmpDir_.path();
 };
 
-TEST_F(SlotConvertTest, ExportedRuleAtRangeEdges) {
-    UseType(0);
-    const std::map<std::string, std::string> type0 = {
-        {"79", "79"},     {"80", "120"},     {"87", "127"},     {"88", "88"},
-        {"99", "99"},     {"100", "65536"},  {"998", "589922"}, {"999", "999"},
-        {"1203", "1203"}, {"203", "131075"}, {"099", "99"},     {"65536", "65536"}};
-    for (const auto& [in, out] : type0) EXPECT_EQ(out, Exported(in)) << in;
-
-    UseType(1);
-    const std::map<std::string, std::string> type1 = {
-        {"9999", "9999"}, {"080", "80"},     {"10000", "0"}, {"10999", "999"}, {"11000", "11000"},
-        {"120", "65556"}, {"998", "589922"}, {"999", "999"}, {"85", "85"}};
-    for (const auto& [in, out] : type1) EXPECT_EQ(out, Exported(in)) << in;
-
-    UseType(2);
-    const std::map<std::string, std::string> type2 = {{"65535", "65535"}, {"65536", "100"},
-                                                      {"131075", "203"},  {"65636", "10100"},
-                                                      {"500", "500"},     {"0500", "0500"}};
-    for (const auto& [in, out] : type2) EXPECT_EQ(out, Exported(in)) << in;
-
-    UseType(3);
-    EXPECT_EQ("203", Exported("203"));
+// The single-value rule and the wider one for commands, at the edges of each conversion type;
+// each case lists "input:output" pairs.
+TEST_F(SlotConvertTest, RulesAtRangeEdges) {
+    struct Case {
+        int type;
+        bool forCommands;
+        const char* pairs;
+    };
+    const Case cases[] = {
+        {0, false,
+         "79:79 80:120 87:127 88:88 99:99 100:65536 998:589922 999:999 1203:1203 203:131075 "
+         "099:99 65536:65536"},
+        {1, false,
+         "9999:9999 080:80 10000:0 10999:999 11000:11000 120:65556 998:589922 999:999 85:85"},
+        {2, false, "65535:65535 65536:100 131075:203 65636:10100 500:500 0500:0500"},
+        {3, false, "203:203"},
+        {0, true, "80:120 87:127 88:88 99:99 100:65536 999:589923 1203:786435 65536:42926116"},
+        {1, true, "10000:0 10999:999 11000:7208960 9999:6488163 99:99 85:85"},
+        {2, true, "99:99 100:10100 500:10500 65535:75535 65536:100 131075:203 65636:200"},
+        {3, true, "1203:1203"},
+    };
+    for (const Case& c : cases) {
+        UseType(c.type);
+        std::istringstream pairs(c.pairs);
+        for (std::string pair; pairs >> pair;) {
+            const std::string in = pair.substr(0, pair.find(':'));
+            const std::string out = pair.substr(pair.find(':') + 1);
+            EXPECT_EQ(out, c.forCommands ? ForCommands(in) : Exported(in))
+                << "type " << c.type << (c.forCommands ? " commands " : " single ") << in;
+        }
+    }
 }
 
 TEST_F(SlotConvertTest, ExportedRuleTracesAndRefusals) {
@@ -183,29 +193,6 @@ TEST_F(SlotConvertTest, ExportedRuleTracesAndRefusals) {
     EXPECT_EQ("203", Exported("203", 98));
     EXPECT_TRUE(ConvertSlotValue(98, CStdString("203"), out));
     EXPECT_EQ("203", out);
-}
-
-TEST_F(SlotConvertTest, CommandRuleHasWiderRanges) {
-    UseType(0);
-    const std::map<std::string, std::string> type0 = {
-        {"80", "120"},    {"87", "127"},     {"88", "88"},       {"99", "99"},
-        {"100", "65536"}, {"999", "589923"}, {"1203", "786435"}, {"65536", "42926116"}};
-    for (const auto& [in, out] : type0) EXPECT_EQ(out, ForCommands(in)) << in;
-
-    UseType(1);
-    const std::map<std::string, std::string> type1 = {{"10000", "0"},       {"10999", "999"},
-                                                      {"11000", "7208960"}, {"9999", "6488163"},
-                                                      {"99", "99"},         {"85", "85"}};
-    for (const auto& [in, out] : type1) EXPECT_EQ(out, ForCommands(in)) << in;
-
-    UseType(2);
-    const std::map<std::string, std::string> type2 = {
-        {"99", "99"},     {"100", "10100"},  {"500", "10500"}, {"65535", "75535"},
-        {"65536", "100"}, {"131075", "203"}, {"65636", "200"}};
-    for (const auto& [in, out] : type2) EXPECT_EQ(out, ForCommands(in)) << in;
-
-    UseType(3);
-    EXPECT_EQ("1203", ForCommands("1203"));
 }
 
 TEST_F(SlotConvertTest, SeparatorWalkConvertsTargetsAndKeepsQuotes) {

@@ -201,8 +201,6 @@ TEST_F(IeRegistry, BaseHooksReportNotHandledAndPointerFormsForward) {
     EXPECT_EQ(ScriptRegeisterIF::kNotHandled, base.ExportFunc(1, 2, nullptr).code);
     EXPECT_EQ(~0UL, base.ImportFunc(1, 2, nullptr).code);
     EXPECT_FALSE(base.IsIFSupportUnconfigedState(3));
-    base.setScriptType(4);
-    EXPECT_EQ(4, base.getScriptType());
 
     HandlingPlugin handling;
     ScriptFile* file = reinterpret_cast<ScriptFile*>(&handling);  // never dereferenced

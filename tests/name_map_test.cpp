@@ -46,15 +46,13 @@ TEST_F(NameMap, NameLookupGivesLowestIdAndIsCaseSensitive) {
     EXPECT_EQ("kept", name);
 }
 
-TEST_F(NameMap, NullNamesAreIgnored) {
+TEST_F(NameMap, IgnoresNullNamesAndStoresItsOwnCopy) {
     const std::size_t before = CmdNameConvert::m_CmdNameMap.size();
     CmdNameConvert::AddCmdNameIDMap(nullptr, 9);
     EXPECT_EQ(before, CmdNameConvert::m_CmdNameMap.size());
     unsigned long id = 0;
     EXPECT_FALSE(CmdNameConvert::GetCorrespondCmdID(nullptr, id));
-}
 
-TEST_F(NameMap, StoresItsOwnCopyOfTheName) {
     char name[] = "cfg-set";
     CmdNameConvert::AddCmdNameIDMap(name, 9);
     name[0] = 'X';

@@ -1,7 +1,6 @@
 // Runs the qxscript tool as a process on the bundled examples and on broken input.
 
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -31,6 +30,12 @@ fs::path TestData() {
     return test_files::DataDir();
 }
 
+// Whether text holds part; a failure shows the whole text.
+::testing::AssertionResult Contains(const std::string& text, const std::string& part) {
+    if (text.find(part) != std::string::npos) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "no \"" << part << "\" in:\n" << text;
+}
+
 std::string Quote(const std::string& arg) {
     std::string out = "'";
     for (char c : arg) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
@@ -51,10 +56,8 @@ class ToolTest : public ::testing::Test {
 
     void SetUp() override {
         ASSERT_TRUE(fs::exists(Tool())) << Tool();
-        dir_ = fs::temp_directory_path() / ("qxscript_test." + std::to_string(getpid()));
-        fs::create_directories(dir_);
+        ASSERT_TRUE(tmp_.ok());
     }
-    void TearDown() override { fs::remove_all(dir_); }
 
     ToolRun Exec(const std::vector<std::string>& args) const {
         std::string cmd = Quote(Tool().string());
@@ -101,7 +104,8 @@ class ToolTest : public ::testing::Test {
         return names;
     }
 
-    fs::path dir_;
+    test_files::TempDir tmp_{"qxscript_test"};
+    const fs::path dir_ = tmp_.path();
 };
 
 TEST_F(ToolTest, CheckPassesTheExamplesAndReportsEveryBrokenCommand) {
@@ -109,30 +113,25 @@ TEST_F(ToolTest, CheckPassesTheExamplesAndReportsEveryBrokenCommand) {
     const fs::path gbk = Example("scripts/ne_config_gbk.txt");
     ToolRun run = Exec({"check", utf8.string(), gbk.string()});
     EXPECT_EQ(run.status, 0) << run.out << run.err;
-    EXPECT_NE(run.out.find(utf8.string() + ": 39 commands (UTF-8), all parsed"), std::string::npos)
-        << run.out;
-    EXPECT_NE(run.out.find(gbk.string() + ": 39 commands (GBK), all parsed"), std::string::npos);
+    EXPECT_TRUE(Contains(run.out, utf8.string() + ": 39 commands (UTF-8), all parsed"));
+    EXPECT_TRUE(Contains(run.out, gbk.string() + ": 39 commands (GBK), all parsed"));
 
     const std::string broken = Fixture("broken.txt").string();
     run = Exec({"check", broken});
     EXPECT_EQ(run.status, 1);
     // The trailing comma, and the last command that lacks its ";" (reported at the end).
-    EXPECT_NE(
-        run.out.find(broken + ":5: error: cannot parse command\n    :cfg-set-port:{port=2,};"),
-        std::string::npos)
-        << run.out;
-    EXPECT_NE(run.out.find(broken + ":10: error: cannot parse command\n    :CFG-SET-PORT:"),
-              std::string::npos)
-        << run.out;
-    EXPECT_NE(run.out.find(broken + ":6: error: text is not valid UTF-8"), std::string::npos);
-    EXPECT_NE(run.out.find("3 commands (UTF-8), 2 commands cannot be parsed"), std::string::npos);
+    EXPECT_TRUE(Contains(run.out,
+                         broken + ":5: error: cannot parse command\n    :cfg-set-port:{port=2,};"));
+    EXPECT_TRUE(Contains(run.out, broken + ":10: error: cannot parse command\n    :CFG-SET-PORT:"));
+    EXPECT_TRUE(Contains(run.out, broken + ":6: error: text is not valid UTF-8"));
+    EXPECT_TRUE(Contains(run.out, "3 commands (UTF-8), 2 commands cannot be parsed"));
 
     // Unreadable files outrank findings; the other files are still checked.
     run = Exec({"check", broken, (dir_ / "missing.txt").string(), dir_.string()});
     EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.err.find("missing.txt: No such file or directory"), std::string::npos) << run.err;
-    EXPECT_NE(run.err.find(dir_.string() + ": is a directory"), std::string::npos);
-    EXPECT_NE(run.out.find(broken + ":5:"), std::string::npos);
+    EXPECT_TRUE(Contains(run.err, "missing.txt: No such file or directory"));
+    EXPECT_TRUE(Contains(run.err, dir_.string() + ": is a directory"));
+    EXPECT_TRUE(Contains(run.out, broken + ":5:"));
 
     run = Exec({"check", "-q", utf8.string()});
     EXPECT_EQ(run.status, 0);
@@ -169,7 +168,7 @@ TEST_F(ToolTest, DumpGivesOneTypedJsonObjectPerCommandAndNothingElseOnStdout) {
         EXPECT_TRUE(nlohmann::json::accept(line)) << line;
     }
     EXPECT_EQ(count, 3);
-    EXPECT_NE(run.err.find("broken.txt:5: error: cannot parse command"), std::string::npos);
+    EXPECT_TRUE(Contains(run.err, "broken.txt:5: error: cannot parse command"));
 }
 
 TEST_F(ToolTest, FmtRewritesIntoTheOtherEncodingWithoutChangingAnyCommand) {
@@ -183,12 +182,12 @@ TEST_F(ToolTest, FmtRewritesIntoTheOtherEncodingWithoutChangingAnyCommand) {
     EXPECT_EQ(Commands(toUtf8), Commands(gbk));
     EXPECT_EQ(Commands(toGbk), Commands(utf8));
     const std::string written = ReadFile(toUtf8);
-    EXPECT_NE(written.find("// encoding=\"UTF-8\""), std::string::npos);
-    EXPECT_NE(written.find("// NE Configuration Data Script\n"), std::string::npos);
-    EXPECT_NE(written.find("nename=\"汇聚-北环-03\""), std::string::npos);
-    EXPECT_NE(written.find("slot=11&&18"), std::string::npos);
-    EXPECT_NE(written.find(":cfg-save:{};"), std::string::npos);
-    EXPECT_NE(ReadFile(toGbk).find("// encoding=\"GBK\""), std::string::npos);
+    EXPECT_TRUE(Contains(written, "// encoding=\"UTF-8\""));
+    EXPECT_TRUE(Contains(written, "// NE Configuration Data Script\n"));
+    EXPECT_TRUE(Contains(written, "nename=\"汇聚-北环-03\""));
+    EXPECT_TRUE(Contains(written, "slot=11&&18"));
+    EXPECT_TRUE(Contains(written, ":cfg-save:{};"));
+    EXPECT_TRUE(Contains(ReadFile(toGbk), "// encoding=\"GBK\""));
 
     // A second pass changes nothing but the creation line.
     const fs::path again = dir_ / "again.txt";
@@ -213,14 +212,13 @@ TEST_F(ToolTest, FmtKeepsEveryValueKindAndType) {
     const std::string text = ReadFile(out);
     for (const char* kept : {"a=\"Upper Case\"", "b=\"12\"", "d=1&&0", "e=1&&3&7&9&&10", "5&&7=x",
                              "\"Quoted Name\"=1", "{k=2&&2}", ":cfg-edge:{};"}) {
-        EXPECT_NE(text.find(kept), std::string::npos) << kept << "\n" << text;
+        EXPECT_TRUE(Contains(text, kept));
     }
 
     // The new header names the source's version, which decides how escapes are read.
     const ToolRun run = Exec({"fmt", Fixture("q5300_version.txt").string()});
-    EXPECT_NE(run.out.find("// EMS version = Q5300V100R002C01\n//{{script_version=3.2.1.0}}\n"),
-              std::string::npos)
-        << run.out;
+    EXPECT_TRUE(
+        Contains(run.out, "// EMS version = Q5300V100R002C01\n//{{script_version=3.2.1.0}}\n"));
 
     // Latin-1 text goes into ISO8859-1 and back.
     const fs::path latin = dir_ / "latin.txt";
@@ -228,7 +226,7 @@ TEST_F(ToolTest, FmtKeepsEveryValueKindAndType) {
                     Fixture("latin.txt").string()})
                   .status,
               0);
-    EXPECT_NE(ReadFile(latin).find("caf\xe9 cr\xe8me"), std::string::npos);
+    EXPECT_TRUE(Contains(ReadFile(latin), "caf\xe9 cr\xe8me"));
     EXPECT_EQ(Commands(latin), Commands(Fixture("latin.txt")));
 }
 
@@ -237,9 +235,8 @@ TEST_F(ToolTest, CheckReadsTheEncodingFromTheHeader) {
         Exec({"check", Fixture("no_header.txt").string(), Fixture("bad_gbk.txt").string()});
     EXPECT_EQ(run.status, 1);
     // Without an encoding line a script is read as GBK.
-    EXPECT_NE(run.out.find("no_header.txt: 1 command (GBK), all parsed"), std::string::npos)
-        << run.out;
-    EXPECT_NE(run.out.find("bad_gbk.txt:3: error: text is not valid GBK"), std::string::npos);
+    EXPECT_TRUE(Contains(run.out, "no_header.txt: 1 command (GBK), all parsed"));
+    EXPECT_TRUE(Contains(run.out, "bad_gbk.txt:3: error: text is not valid GBK"));
 
     // A large file read without a terminal: no progress bar, same count.
     const fs::path big = dir_ / "big.txt";
@@ -253,8 +250,7 @@ TEST_F(ToolTest, CheckReadsTheEncodingFromTheHeader) {
     const ToolRun bigRun = Exec({"check", big.string()});
     EXPECT_EQ(bigRun.status, 0);
     EXPECT_EQ(bigRun.err, "");
-    EXPECT_NE(bigRun.out.find(": 38270 commands (UTF-8), all parsed"), std::string::npos)
-        << bigRun.out;
+    EXPECT_TRUE(Contains(bigRun.out, ": 38270 commands (UTF-8), all parsed"));
 }
 
 TEST_F(ToolTest, FmtLeavesTheOutputAloneWhenItWouldLoseSomething) {
@@ -263,12 +259,12 @@ TEST_F(ToolTest, FmtLeavesTheOutputAloneWhenItWouldLoseSomething) {
 
     ToolRun run = Exec({"fmt", "-o", out.string(), Fixture("broken.txt").string()});
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.err.find("nothing written"), std::string::npos) << run.err;
+    EXPECT_TRUE(Contains(run.err, "nothing written"));
 
     run = Exec({"fmt", "--encoding", "ISO8859-1", "-o", out.string(),
                 Example("scripts/ne_config_gbk.txt").string()});
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.err.find("cannot be written in ISO8859-1"), std::string::npos) << run.err;
+    EXPECT_TRUE(Contains(run.err, "cannot be written in ISO8859-1"));
 
     const std::string script = Example("scripts/ne_config.txt").string();
     ExpectStatus(1, {{"fmt", "--no-auto-names", "-o", out.string(), script}});
@@ -293,27 +289,27 @@ TEST_F(ToolTest, CommandNamesComeFromTablesNamesFilesOrTheScript) {
         {"dump", "--format", "json", "--enum", Example("config/script_enum.xml").string(), script});
     ASSERT_EQ(run.status, 0) << run.err;
     // Codes of the table; names it lacks follow its highest code, in order of appearance.
-    EXPECT_NE(run.out.find(R"("name":"cfg-nepara","code":1001)"), std::string::npos);
-    EXPECT_NE(run.out.find(R"("name":"cfg-set-nemgmt","code":65538)"), std::string::npos);
+    EXPECT_TRUE(Contains(run.out, R"("name":"cfg-nepara","code":1001)"));
+    EXPECT_TRUE(Contains(run.out, R"("name":"cfg-set-nemgmt","code":65538)"));
 
     run = Exec({"dump", "--names", Fixture("names.txt").string(), "--no-auto-names",
                 Fixture("broken.txt").string()});
     EXPECT_EQ(run.status, 1);  // the broken commands
-    EXPECT_NE(run.out.find("cfg-set-port (code 2001)"), std::string::npos) << run.out;
+    EXPECT_TRUE(Contains(run.out, "cfg-set-port (code 2001)"));
 
     run = Exec({"check", "--names", Fixture("names.txt").string(), "--no-auto-names", script});
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.out.find("commands named \"cfg-set-nemgmt\" skipped"), std::string::npos);
-    EXPECT_NE(run.out.find("3 commands (UTF-8)"), std::string::npos) << run.out;
+    EXPECT_TRUE(Contains(run.out, "commands named \"cfg-set-nemgmt\" skipped"));
+    EXPECT_TRUE(Contains(run.out, "3 commands (UTF-8)"));
 
     const fs::path badNames = dir_ / "bad_names.txt";
     WriteFile(badNames, "12 a b\n");
     run = Exec({"check", "--names", badNames.string(), script});
     EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.err.find("bad_names.txt:1: expected \"ID NAME\""), std::string::npos);
+    EXPECT_TRUE(Contains(run.err, "bad_names.txt:1: expected \"ID NAME\""));
     run = Exec({"check", "--enum", Fixture("malformed_enum.xml").string(), script});
     EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.err.find("malformed_enum.xml"), std::string::npos) << run.err;
+    EXPECT_TRUE(Contains(run.err, "malformed_enum.xml"));
 }
 
 TEST_F(ToolTest, SlotsConvertsTheNesOfTheScriptAsItsHeaderSays) {
@@ -326,30 +322,27 @@ TEST_F(ToolTest, SlotsConvertsTheNesOfTheScriptAsItsHeaderSays) {
     ASSERT_EQ(run.status, 0) << run.err;
     std::string text = ReadFile(out);
     // NE 9-3 is declared by cfg-nepara: 203 is shelf 2 slot 3, 85 becomes 125.
-    EXPECT_NE(text.find(":cfg-set-board:{neid=9-3, bid=131075, boardtype=eg16};"),
-              std::string::npos)
-        << text;
-    EXPECT_NE(text.find(":cfg-set-board:{neid=7-1, bid=203, boardtype=eg16};"), std::string::npos);
-    EXPECT_NE(text.find(":cfg-onepara:{neid=9-3, slot=125, value=1-131075};"), std::string::npos);
-    EXPECT_NE(text.find("// SlotFlagVer=1.1 \n"), std::string::npos);
-    EXPECT_NE(ReadFile(log).find("bid=203"), std::string::npos);
+    EXPECT_TRUE(Contains(text, ":cfg-set-board:{neid=9-3, bid=131075, boardtype=eg16};"));
+    EXPECT_TRUE(Contains(text, ":cfg-set-board:{neid=7-1, bid=203, boardtype=eg16};"));
+    EXPECT_TRUE(Contains(text, ":cfg-onepara:{neid=9-3, slot=125, value=1-131075};"));
+    EXPECT_TRUE(Contains(text, "// SlotFlagVer=1.1 \n"));
+    EXPECT_TRUE(Contains(ReadFile(log), "bid=203"));
 
     run = Exec({"slots", "--config", cfg, "--ne", "7-1", script});
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_NE(run.out.find(":cfg-set-board:{neid=7-1, bid=131075, boardtype=eg16};"),
-              std::string::npos);
+    EXPECT_TRUE(Contains(run.out, ":cfg-set-board:{neid=7-1, bid=131075, boardtype=eg16};"));
 
     // A header that already says 1.1 leaves the numbers alone.
     const fs::path newer = dir_ / "new_NE.txt";
     WriteFile(newer, "// SlotFlagVer=1.1 \n" + ReadFile(script));
     run = Exec({"slots", "--config", cfg, newer.string()});
-    EXPECT_NE(run.out.find("neid=9-3, bid=203,"), std::string::npos) << run.out;
+    EXPECT_TRUE(Contains(run.out, "neid=9-3, bid=203,"));
 
     ExpectStatus(2, {{"slots", "--config", (dir_ / "none.xml").string(), script},
                      {"slots", "--config", cfg, "--ne", "9/3", script}});
     ExpectStatus(1,
                  {{"slots", "--config", cfg, "-o", out.string(), Fixture("broken.txt").string()}});
-    EXPECT_NE(ReadFile(out).find("bid=131075"), std::string::npos);  // untouched
+    EXPECT_TRUE(Contains(ReadFile(out), "bid=131075"));  // untouched
 }
 
 TEST_F(ToolTest, EnumAndNameConvertSingleValues) {
@@ -364,7 +357,7 @@ TEST_F(ToolTest, EnumAndNameConvertSingleValues) {
     EXPECT_EQ(Exec({"enum", "--config", cfg, "c2s", "1030", "threshold", "-1"}).out, "off\n");
     run = Exec({"enum", "--config", cfg, "s2c", "1003", "admin", "UP"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.err.find("no enumeration value named \"UP\""), std::string::npos);
+    EXPECT_TRUE(Contains(run.err, "no enumeration value named \"UP\""));
     ExpectStatus(
         2, {{"enum", "--config", cfg, "c2s", "1003", "admin", "x"},
             {"enum", "--config", Fixture("malformed_enum.xml").string(), "s2c", "1", "a", "b"},
@@ -379,7 +372,7 @@ TEST_F(ToolTest, EnumAndNameConvertSingleValues) {
     EXPECT_EQ(run.out,
               "dir/NE_9-3_cfg_(GBK).txt: prefix=NE ne=9-3 (0x00090003) ip=-\n"
               "NE_10.1.2.3_x.txt: prefix=NE ne=- ip=10.1.2.3\n");
-    EXPECT_NE(run.err.find("NE.txt: not a script file name"), std::string::npos);
+    EXPECT_TRUE(Contains(run.err, "NE.txt: not a script file name"));
 }
 
 TEST_F(ToolTest, HelpVersionAndDocsAgree) {
@@ -389,7 +382,7 @@ TEST_F(ToolTest, HelpVersionAndDocsAgree) {
     for (const char* sub : {"check", "dump", "fmt", "slots", "enum"}) {
         run = Exec({sub, "--help"});
         EXPECT_EQ(run.status, 0);
-        EXPECT_NE(run.out.find("Example"), std::string::npos) << sub;
+        EXPECT_TRUE(Contains(run.out, "Example")) << sub;
     }
     ExpectStatus(2, {{}, {"frobnicate"}, {"check"}});
 

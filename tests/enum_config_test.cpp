@@ -10,7 +10,7 @@
 #include "qx_platform/Xml.h"
 #include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/ScriptEnumCfg.h"
-#include "tests/TestFiles.h"
+#include "tests/EnumTable.h"
 
 using namespace NSQX_script;
 
@@ -34,17 +34,8 @@ long Setting(char const* valueName, char const* setting) {
     return value;
 }
 
-// The table is process-wide: every test starts and ends with it released.
-class EnumConfigTest : public ::testing::Test {
+class EnumConfigTest : public enum_table::Test {
   protected:
-    void SetUp() override { qxp::SetAppRootPath(EnumDataDir()); }
-    void TearDown() override {
-        while (QXScriptEnumMgr::GetRefCount() != 0 || QXScriptEnumMgr::IsLoaded()) {
-            QXScriptEnumMgr::Instance()->Release();
-        }
-        QXScriptEnumMgr::Destroy();
-        qxp::ResetOverrides();
-    }
     QXScriptEnumMgr* Mgr() { return QXScriptEnumMgr::Instance(); }
 };
 

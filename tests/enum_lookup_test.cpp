@@ -10,7 +10,7 @@
 #include "qx_platform/Control.h"
 #include "qx_scriptutil/EnumMap.h"
 #include "qx_scriptutil/QXScriptEnumMgr.h"
-#include "tests/TestFiles.h"
+#include "tests/EnumTable.h"
 
 using namespace NSQX_script;
 
@@ -28,18 +28,7 @@ std::optional<long> S2C(const char* name, unsigned long cmd, const char* para, l
     return std::nullopt;
 }
 
-// The table is process-wide: every test starts and ends with it released.
-class EnumLookupTest : public ::testing::Test {
-  protected:
-    void SetUp() override { qxp::SetAppRootPath(EnumDataDir()); }
-    void TearDown() override {
-        while (QXScriptEnumMgr::GetRefCount() != 0 || QXScriptEnumMgr::IsLoaded()) {
-            QXScriptEnumMgr::Instance()->Release();
-        }
-        QXScriptEnumMgr::Destroy();
-        qxp::ResetOverrides();
-    }
-};
+using EnumLookupTest = enum_table::Test;
 
 std::vector<QXEnumPair> Pairs(std::initializer_list<QXEnumPair> pairs) {
     return pairs;
@@ -160,9 +149,6 @@ TEST(EnumConcurrency, LookupsWhileAnotherThreadInitsAndReleases) {
     });
     for (auto& t : threads) t.join();
     EXPECT_EQ(wrong.load(), 0);
-    while (QXScriptEnumMgr::GetRefCount() != 0 || QXScriptEnumMgr::IsLoaded()) {
-        QXScriptEnumMgr::Instance()->Release();
-    }
-    QXScriptEnumMgr::Destroy();
+    enum_table::Release();
     qxp::ResetOverrides();
 }

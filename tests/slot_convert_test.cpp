@@ -16,6 +16,7 @@
 #include "qx_scriptutil/ScriptSlotConvert.h"
 #include "slot/CommandSlotConvert.h"
 #include "slot/SlotStoreAccess.h"
+#include "tests/EnumTable.h"
 #include "tests/TestFiles.h"
 
 using namespace NSQX_script;
@@ -98,10 +99,7 @@ class SlotConvertTest : public ::testing::Test {
         fs::create_directory(tmp_ + "/script");
     }
     void TearDown() override {
-        while (QXScriptEnumMgr::GetRefCount() != 0 || QXScriptEnumMgr::IsLoaded()) {
-            QXScriptEnumMgr::Instance()->Release();
-        }
-        QXScriptEnumMgr::Destroy();
+        enum_table::Release();
         for (unsigned long id : {kBoard, kXc, kOnePara}) CmdNameConvert::RemoveCmdNameIDMap(id);
         QXConvertDataStorage::Destroy();
         SlotStoreAccess::ForgetLoaded();

@@ -28,6 +28,7 @@
 #include <thread>
 #include <vector>
 
+#include "EnumTable.h"
 #include "TestFiles.h"
 #include "TreeText.h"
 #include "qx_platform/Control.h"
@@ -213,18 +214,11 @@ Outcome RunWorker(int worker, const std::string& root) {
     return out;
 }
 
-void ReleaseTable() {
-    while (QXScriptEnumMgr::GetRefCount() != 0 || QXScriptEnumMgr::IsLoaded()) {
-        QXScriptEnumMgr::Instance()->Release();
-    }
-    QXScriptEnumMgr::Destroy();
-}
-
 class StressConcurrency : public ::testing::Test {
   protected:
     void SetUp() override {
         ASSERT_TRUE(tmpDir_.ok());
-        ReleaseTable();
+        enum_table::Release();
         QXConvertDataStorage::Destroy();
         SlotStoreAccess::ForgetLoaded();
         qxp::SetAppRootPath(StressDataDir());
@@ -240,7 +234,7 @@ class StressConcurrency : public ::testing::Test {
     }
     void TearDown() override {
         for (unsigned long id : {kBoard, kPort, kLink}) CmdNameConvert::RemoveCmdNameIDMap(id);
-        ReleaseTable();
+        enum_table::Release();
         QXConvertDataStorage::Destroy();
         SlotStoreAccess::ForgetLoaded();
         QXScriptErrMgr::Destroy();

@@ -10,7 +10,7 @@
 #include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/ScriptParser.h"
 #include "qx_scriptutil/TScriptCmd.h"
-#include "tests/TestFiles.h"
+#include "tests/EnumTable.h"
 
 using namespace NSQX_script;
 
@@ -43,18 +43,11 @@ std::string Written(MMLParaStruct const& para) {
 }
 
 // Command 5 has the enumeration STATE (ON = 1, OFF = 0) in the test table.
-class TypedAccessTest : public ::testing::Test {
+class TypedAccessTest : public enum_table::Test {
   protected:
     void SetUp() override {
-        qxp::SetAppRootPath(test_files::DataDir("enum/"));
+        enum_table::Test::SetUp();
         ASSERT_EQ(QXScriptEnumMgr::Instance()->Init("good.xml"), 0u);
-    }
-    void TearDown() override {
-        while (QXScriptEnumMgr::GetRefCount() != 0 || QXScriptEnumMgr::IsLoaded()) {
-            QXScriptEnumMgr::Instance()->Release();
-        }
-        QXScriptEnumMgr::Destroy();
-        qxp::ResetOverrides();
     }
 
     // A read by name of one value; nothing when the read fails.

@@ -13,6 +13,7 @@
 #include "qx_scriptutil/QXConvertDataStorage.h"
 #include "qx_scriptutil/TScriptFileImpl.h"
 #include "tests/TestFiles.h"
+#include "tests/TreeText.h"
 
 using namespace NSQX_script;
 
@@ -80,11 +81,9 @@ TEST_F(ScriptRead, GathererFoldsCaseCommentsAndQuotes) {
     const auto cmds = ReadAll(file);
     ASSERT_EQ(2u, cmds.size());
     EXPECT_EQ(101ul, cmds[0].GetCmdCode());
-    EXPECT_EQ("xy", Value(cmds[0], 0));
-    EXPECT_EQ("KeEp \\\" Case", Value(cmds[0], 1));
-    EXPECT_EQ("a", cmds[0].GetParaList()[0].name.As_std_string());
+    EXPECT_EQ("'a'='xy','b'='KeEp \\\" Case'", tree_text::Show(cmds[0].GetParaList()));
     EXPECT_EQ(2ul, cmds[0].GetLineNo());
-    EXPECT_EQ("1", Value(cmds[1], 0));
+    EXPECT_EQ("'a'=1", tree_text::Show(cmds[1].GetParaList()));
     EXPECT_EQ(5ul, cmds[1].GetLineNo());  // the line holding the ";"
     // A single slash stays in the text, where the parser refuses it.
     ASSERT_EQ(1u, file.GetCmdAnalyzedResult().size());

@@ -18,21 +18,29 @@ bool Convert(const char* from, const char* to, const std::string& in, std::strin
     return qxp::OrinCodeSetConvert(from, to, in, out);
 }
 
-TEST(PlatformCodeSet, ConvertsBothWays) {
-    std::string out;
-    ASSERT_TRUE(Convert("GBK", "UTF-8", "A=" + kNiHaoGbk, out));
-    EXPECT_EQ(out, "A=" + kNiHaoUtf8);
-    ASSERT_TRUE(Convert("UTF-8", "GBK", kNiHaoUtf8 + ";", out));
-    EXPECT_EQ(out, kNiHaoGbk + ";");
-    ASSERT_TRUE(Convert("ISO8859-1", "UTF-8", kCafeLatin1, out));
-    EXPECT_EQ(out, kCafeUtf8);
-    ASSERT_TRUE(Convert("UTF-8", "ISO8859-1", kCafeUtf8, out));
-    EXPECT_EQ(out, kCafeLatin1);
-    ASSERT_TRUE(Convert("ISO8859-1", "GBK", "\xB7", out));  // middle dot exists in both
-    EXPECT_EQ(out, "\xA1\xA4");
+// The converted text over an output that held "old", or "failed" when the conversion fails
+// and leaves that output alone.
+std::string Converted(const char* from, const char* to, const std::string& in) {
+    std::string out = "old";
+    if (Convert(from, to, in, out)) return out;
+    return out == "old" ? "failed" : "failed, output changed to " + out;
+}
+
+TEST(PlatformCodeSet, ConvertsBothWaysAndCopiesWithinOneEncoding) {
+    EXPECT_EQ(Converted("GBK", "UTF-8", "A=" + kNiHaoGbk), "A=" + kNiHaoUtf8);
+    EXPECT_EQ(Converted("UTF-8", "GBK", kNiHaoUtf8 + ";"), kNiHaoGbk + ";");
+    EXPECT_EQ(Converted("ISO8859-1", "UTF-8", kCafeLatin1), kCafeUtf8);
+    EXPECT_EQ(Converted("UTF-8", "ISO8859-1", kCafeUtf8), kCafeLatin1);
+    EXPECT_EQ(Converted("ISO8859-1", "GBK", "\xB7"), "\xA1\xA4");  // middle dot exists in both
+
+    // ASCII and the same encoding on both sides are checked copies.
+    EXPECT_EQ(Converted("GBK", "ISO8859-1", ":cfg-set:{A=1&2};"), ":cfg-set:{A=1&2};");
+    EXPECT_EQ(Converted("UTF-8", "UTF-8", kNiHaoUtf8), kNiHaoUtf8);
+    EXPECT_EQ(Converted("ISO8859-1", "ISO8859-1", "\xFF\x80"), "\xFF\x80");
+    EXPECT_EQ(Converted("utf8", "iso-8859-1", ""), "");
 
     // Large input grows the output buffer.
-    std::string big;
+    std::string big, out;
     for (int i = 0; i < 5000; ++i) big += kNiHaoGbk;
     ASSERT_TRUE(Convert("GBK", "UTF-8", big, out));
     EXPECT_EQ(out.size(), big.size() / 2 * 3);
@@ -40,42 +48,24 @@ TEST(PlatformCodeSet, ConvertsBothWays) {
     EXPECT_EQ(out, big);
 }
 
-TEST(PlatformCodeSet, AsciiAndSameEncodingAreCheckedCopies) {
-    std::string out;
-    ASSERT_TRUE(Convert("GBK", "ISO8859-1", ":cfg-set:{A=1&2};", out));
-    EXPECT_EQ(out, ":cfg-set:{A=1&2};");
-    ASSERT_TRUE(Convert("UTF-8", "UTF-8", kNiHaoUtf8, out));
-    EXPECT_EQ(out, kNiHaoUtf8);
-    ASSERT_TRUE(Convert("ISO8859-1", "ISO8859-1", "\xFF\x80", out));
-    EXPECT_EQ(out, "\xFF\x80");
-    ASSERT_TRUE(Convert("utf8", "iso-8859-1", "", out));
-    EXPECT_EQ(out, "");
-
-    out = "unchanged";
+TEST(PlatformCodeSet, InvalidOrUnconvertibleInputFailsAndLeavesOutputAlone) {
     for (const std::string& bad : {std::string("\xC0\xAF"),          // overlong "/"
                                    std::string("\xED\xA0\x80"),      // surrogate
                                    std::string("\xF4\x90\x80\x80"),  // above U+10FFFF
                                    std::string("ab\xE4\xBD"),        // cut short
                                    std::string("\x80")}) {
-        EXPECT_FALSE(Convert("UTF-8", "UTF-8", bad, out));
+        EXPECT_EQ(Converted("UTF-8", "UTF-8", bad), "failed");
     }
-    EXPECT_FALSE(Convert("GBK", "GBK", "\xC4", out));
-    EXPECT_EQ(out, "unchanged");
-}
-
-TEST(PlatformCodeSet, UnconvertibleInputFailsAndLeavesOutputAlone) {
-    std::string out = "unchanged";
-    EXPECT_FALSE(Convert("UTF-8", "ISO8859-1", kNiHaoUtf8, out));              // no such characters
-    EXPECT_FALSE(Convert("UTF-8", "GBK", "\xF0\x9F\x98\x80", out));            // emoji
-    EXPECT_FALSE(Convert("UTF-8", "GBK", "a\xFF", out));                       // not UTF-8
-    EXPECT_FALSE(Convert("GBK", "UTF-8", "x" + kNiHaoGbk.substr(0, 3), out));  // half char
-    EXPECT_FALSE(Convert("GBK", "UTF-8", "\xFF\xFF", out));
-    EXPECT_FALSE(Convert("EBCDIC", "UTF-8", "a", out));
-    EXPECT_FALSE(Convert(nullptr, "UTF-8", "a", out));
-    EXPECT_EQ(out, "unchanged");
+    EXPECT_EQ(Converted("GBK", "GBK", "\xC4"), "failed");
+    EXPECT_EQ(Converted("UTF-8", "ISO8859-1", kNiHaoUtf8), "failed");    // no such characters
+    EXPECT_EQ(Converted("UTF-8", "GBK", "\xF0\x9F\x98\x80"), "failed");  // emoji
+    EXPECT_EQ(Converted("UTF-8", "GBK", "a\xFF"), "failed");             // not UTF-8
+    EXPECT_EQ(Converted("GBK", "UTF-8", "x" + kNiHaoGbk.substr(0, 3)), "failed");  // half char
+    EXPECT_EQ(Converted("GBK", "UTF-8", "\xFF\xFF"), "failed");
+    EXPECT_EQ(Converted("EBCDIC", "UTF-8", "a"), "failed");
+    EXPECT_EQ(Converted(nullptr, "UTF-8", "a"), "failed");
     // A failure leaves no state behind for the next call on the same pair.
-    ASSERT_TRUE(Convert("GBK", "UTF-8", kNiHaoGbk, out));
-    EXPECT_EQ(out, kNiHaoUtf8);
+    EXPECT_EQ(Converted("GBK", "UTF-8", kNiHaoGbk), kNiHaoUtf8);
 }
 
 TEST(PlatformConcurrency, ConversionsOnManyThreads) {
@@ -83,14 +73,11 @@ TEST(PlatformConcurrency, ConversionsOnManyThreads) {
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
-            std::string out;
             for (int i = 0; i < 500; ++i) {
                 const bool gbk = (i + t) % 2 == 0;
-                if (!Convert(gbk ? "GBK" : "ISO8859-1", "UTF-8", gbk ? kNiHaoGbk : kCafeLatin1,
-                             out) ||
-                    out != (gbk ? kNiHaoUtf8 : kCafeUtf8)) {
+                if (Converted(gbk ? "GBK" : "ISO8859-1", "UTF-8", gbk ? kNiHaoGbk : kCafeLatin1) !=
+                    (gbk ? kNiHaoUtf8 : kCafeUtf8))
                     ++wrong;
-                }
             }
         });
     }

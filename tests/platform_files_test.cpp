@@ -40,14 +40,11 @@ class FullDiskService : public qxp::FileService {
         return fopencookie(nullptr, mode, io);
     }
     int Close(FILE* stream) override { return std::fclose(stream); }
-    bool Delete(const std::string& p) override { return qxp::PosixFileService().Delete(p); }
-    bool Rename(const std::string& a, const std::string& b) override {
-        return qxp::PosixFileService().Rename(a, b);
-    }
-    bool MakeDir(const std::string& p) override { return qxp::PosixFileService().MakeDir(p); }
-    bool IsDirectory(const std::string& p) override {
-        return qxp::PosixFileService().IsDirectory(p);
-    }
+    // The calls the test does not make fail.
+    bool Delete(const std::string&) override { return false; }
+    bool Rename(const std::string&, const std::string&) override { return false; }
+    bool MakeDir(const std::string&) override { return false; }
+    bool IsDirectory(const std::string&) override { return false; }
 };
 
 TEST_F(PlatformFiles, FileObjectWritesTruncatesAndReads) {
@@ -153,7 +150,7 @@ TEST_F(PlatformFiles, InstalledServiceServesEveryCall) {
 
     qxp::SetFileService(nullptr);
     ASSERT_EQ(file.Open(Path("ok.txt").c_str(), qxp::kOrinWriteNoHeader), 0);
-    EXPECT_EQ(std::fputs("fits", file.GetStream()) >= 0, true);
+    EXPECT_GE(std::fputs("fits", file.GetStream()), 0);
     EXPECT_EQ(file.Close(), 0);
     EXPECT_EQ(ReadFile(Path("ok.txt")), "fits");
 }

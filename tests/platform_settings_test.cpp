@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
 #include "qx_platform/Control.h"
@@ -18,10 +19,7 @@ std::string DataFile(const char* name) {
 // Every test starts from the built-in defaults and leaves no override behind.
 class PlatformSettings : public ::testing::Test {
   protected:
-    void SetUp() override {
-        unsetenv("QX_PLATFORM_CONFIG");
-        qxp::ResetOverrides();
-    }
+    void SetUp() override { TearDown(); }
     void TearDown() override {
         unsetenv("QX_PLATFORM_CONFIG");
         qxp::ResetOverrides();
@@ -37,6 +35,13 @@ TEST_F(PlatformSettings, DefaultsWithoutConfiguration) {
     EXPECT_EQ(qxp::OrinGetAppRootPath(), "./");
     EXPECT_EQ(qxp::OrinGetPackagePath("", ""), "./");
     EXPECT_FALSE(qxp::OrinGetUserName(12345).empty());  // the login name of the process
+
+    // A missing configuration file is traced and the defaults apply.
+    setenv("QX_PLATFORM_CONFIG", DataFile("no-such.ini").c_str(), 1);
+    qxp::TraceCapture trace;
+    qxp::ResetOverrides();
+    EXPECT_EQ(qxp::OrinGetAppRootPath(), "./");
+    EXPECT_TRUE(trace.Contains("no-such.ini"));
 }
 
 TEST_F(PlatformSettings, ConfigurationFileAndOverrides) {
@@ -72,22 +77,15 @@ TEST_F(PlatformSettings, ConfigurationFileAndOverrides) {
     EXPECT_EQ(qxp::OrinGetServerVersionName(), "V200R001");
 }
 
-TEST_F(PlatformSettings, MissingConfigurationFileIsTracedAndDefaultsApply) {
-    setenv("QX_PLATFORM_CONFIG", DataFile("no-such.ini").c_str(), 1);
-    qxp::TraceCapture trace;
-    EXPECT_EQ(qxp::OrinGetAppRootPath(), "./");
-    EXPECT_TRUE(trace.Contains("no-such.ini"));
-}
-
 TEST_F(PlatformSettings, PackagePathPrefersAnExistingCandidate) {
     const test_files::TempDir tmp("qx_platform_settings");
-    const std::string root = tmp.path();
     ASSERT_TRUE(tmp.ok());
+    const std::string root = tmp.path();
     qxp::SetAppRootPath(root);
     EXPECT_EQ(qxp::OrinGetPackagePath("a/conf", "b/conf"), root + "/a/conf/");
-    ASSERT_EQ(std::system(("mkdir -p '" + root + "/b/conf'").c_str()), 0);
+    ASSERT_TRUE(std::filesystem::create_directories(tmp / "b/conf"));
     EXPECT_EQ(qxp::OrinGetPackagePath("a/conf", "b/conf/"), root + "/b/conf/");
-    ASSERT_EQ(std::system(("mkdir -p '" + root + "/a/conf'").c_str()), 0);
+    ASSERT_TRUE(std::filesystem::create_directories(tmp / "a/conf"));
     EXPECT_EQ(qxp::OrinGetPackagePath("a/conf", "b/conf"), root + "/a/conf/");
     EXPECT_EQ(qxp::OrinGetPackagePath("", ""), root + "/");
     EXPECT_EQ(qxp::OrinGetPackagePath(nullptr, "missing"), root + "/");

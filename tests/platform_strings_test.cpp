@@ -6,50 +6,38 @@
 
 namespace {
 
-TEST(PlatformStrings, NeIdForms) {
-    unsigned long id = 0;
-    EXPECT_TRUE(qxp::QXStr2NEID("9-3", id));
-    EXPECT_EQ(id, (9UL << 16) | 3);
-    EXPECT_TRUE(qxp::QXStr2NEID("65535-65535", id));
-    EXPECT_EQ(id, 0xFFFFFFFFUL);
-    EXPECT_TRUE(qxp::QXStr2NEID("4294967295", id));
-    EXPECT_EQ(id, 4294967295UL);
-    EXPECT_TRUE(qxp::QXStr2NEID("0x1A", id));
-    EXPECT_EQ(id, 26UL);
-    EXPECT_TRUE(qxp::QXStr2NEID("0XffffFFFF", id));
-    EXPECT_EQ(id, 0xFFFFFFFFUL);
+// What a reader makes of the text: the number, or "refused" when it refuses it and leaves
+// its output alone.
+template <class T, class... Base>
+std::string Read(bool (*reader)(const char*, T&, Base...), const char* text, Base... base) {
+    T value = 77;
+    if (reader(text, value, base...)) return std::to_string(value);
+    return value == 77 ? "refused" : "refused, output changed to " + std::to_string(value);
+}
 
-    id = 77;
+TEST(PlatformStrings, NeIdForms) {
+    EXPECT_EQ(Read(qxp::QXStr2NEID, "9-3"), std::to_string((9UL << 16) | 3));
+    EXPECT_EQ(Read(qxp::QXStr2NEID, "65535-65535"), "4294967295");
+    EXPECT_EQ(Read(qxp::QXStr2NEID, "4294967295"), "4294967295");
+    EXPECT_EQ(Read(qxp::QXStr2NEID, "0x1A"), "26");
+    EXPECT_EQ(Read(qxp::QXStr2NEID, "0XffffFFFF"), "4294967295");
     for (const char* bad :
          {"", "x", " 5", "5 ", "-5", "+5", "5-", "-", "1-2-3", "65536-1", "1-65536", "4294967296",
           "0x", "0x100000000", "0xg", "0x-1", "1.5", "5x"}) {
-        EXPECT_FALSE(qxp::QXStr2NEID(bad, id)) << '"' << bad << '"';
+        EXPECT_EQ(Read(qxp::QXStr2NEID, bad), "refused") << '"' << bad << '"';
     }
-    EXPECT_FALSE(qxp::QXStr2NEID(nullptr, id));
-    EXPECT_EQ(id, 77UL);
+    EXPECT_EQ(Read(qxp::QXStr2NEID, nullptr), "refused");
 }
 
 TEST(PlatformStrings, WholeTextIntegerReaders) {
-    long v = 5;
-    EXPECT_TRUE(qxp::QXStr2Int("-42", v));
-    EXPECT_EQ(v, -42);
-    EXPECT_TRUE(qxp::QXStr2Int("  +7", v));
-    EXPECT_EQ(v, 7);
-    EXPECT_TRUE(qxp::QXStr2Int("ff", v, 16));
-    EXPECT_EQ(v, 255);
-    for (const char* bad : {"", " ", "+", "12a", "1 ", "99999999999999999999"}) {
-        EXPECT_FALSE(qxp::QXStr2Int(bad, v)) << '"' << bad << '"';
-    }
-    EXPECT_EQ(v, 255);
-
-    unsigned long u = 9;
-    EXPECT_TRUE(qxp::QXStr2UInt("4294967296", u));
-    EXPECT_EQ(u, 4294967296UL);
-    EXPECT_FALSE(qxp::QXStr2UInt("-1", u));
-    EXPECT_FALSE(qxp::QXStr2UInt(" -0", u));
-    EXPECT_FALSE(qxp::QXStr2UInt("18446744073709551616", u));
-    EXPECT_EQ(u, 4294967296UL);
-
+    EXPECT_EQ(Read(qxp::QXStr2Int, "-42", 10), "-42");
+    EXPECT_EQ(Read(qxp::QXStr2Int, "  +7", 10), "7");
+    EXPECT_EQ(Read(qxp::QXStr2Int, "ff", 16), "255");
+    for (const char* bad : {"", " ", "+", "12a", "1 ", "99999999999999999999"})
+        EXPECT_EQ(Read(qxp::QXStr2Int, bad, 10), "refused") << '"' << bad << '"';
+    EXPECT_EQ(Read(qxp::QXStr2UInt, "4294967296", 10), "4294967296");
+    for (const char* bad : {"-1", " -0", "18446744073709551616"})
+        EXPECT_EQ(Read(qxp::QXStr2UInt, bad, 10), "refused") << '"' << bad << '"';
     EXPECT_EQ(qxp::QXInt2Str(-9223372036854775807L - 1), "-9223372036854775808");
     EXPECT_EQ(qxp::QXUInt2Str(18446744073709551615UL), "18446744073709551615");
 }

@@ -19,11 +19,7 @@ class PlatformProgress : public ::testing::Test {
 
 TEST(PlatformTasks, CurrentTaskIsScopedAndNested) {
     EXPECT_EQ(qxp::OrinGetCurrentTask(), nullptr);
-    qxp::OrinGnlTask outer(3, "export all");
-    qxp::OrinGnlTask inner;
-    EXPECT_NE(outer.GetId(), inner.GetId());
-    EXPECT_EQ(outer.GetTaskDesc()->kind, 3);
-    EXPECT_EQ(outer.GetRequestMessage(), "export all");
+    qxp::OrinGnlTask outer, inner;
     {
         qxp::ScopedCurrentTask a(&outer);
         {
@@ -94,8 +90,7 @@ TEST(PlatformConcurrency, CancelFromAnotherThreadIsSeenByTheTask) {
     qxp::OrinProgressMgr* mgr = qxp::OrinProgressMgr::Instance();
     qxp::OrinGnlTask task;
     std::atomic<bool> started{false};
-    std::atomic<int> reports{0};
-    mgr->SetReporter([&](qxp::OrinGnlTask*, int, const qxp::OrinProgressInfo&) { ++reports; });
+    mgr->SetReporter([](qxp::OrinGnlTask*, int, const qxp::OrinProgressInfo&) {});
     std::thread worker([&] {
         qxp::ScopedCurrentTask scope(&task);
         started = true;

@@ -1,8 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
-#include <thread>
+#include <utility>
 
 #include "qx_platform/StaticData.h"
 #include "qx_platform/Trace.h"
@@ -41,54 +40,48 @@ class CountingMgr : public qxp::StaticDataMgrIF {
     bool onLoadingThread = true;
 };
 
+// The tree as one line: name, attributes in order, then the children in brackets.
+std::string Render(const qxp::XmlNode& node) {
+    std::string out = node.name;
+    for (const auto& [name, value] : node.attributes) out += " " + name + "=" + value;
+    for (std::size_t i = 0; i < node.children.size(); ++i)
+        out += (i == 0 ? "(" : ",") + Render(node.children[i]);
+    return node.children.empty() ? out : out + ")";
+}
+
 TEST(PlatformXml, TreeKeepsElementsAndAttributesInOrder) {
     qxp::XmlNode root;
     ASSERT_TRUE(qxp::XmlParseFile(DataFile("tree.xml"), root));
-    EXPECT_EQ(root.name, "Root");
-    ASSERT_EQ(root.children.size(), 2u);
-    const qxp::XmlNode& cmd = root.children[0];
-    EXPECT_STREQ(cmd.Attribute("id"), "65537");
-    EXPECT_EQ(cmd.Attribute("missing"), nullptr);
-    ASSERT_EQ(cmd.children.size(), 2u);
-    const qxp::XmlNode& para = cmd.children[0];
-    ASSERT_EQ(para.attributes.size(), 3u);
-    EXPECT_EQ(para.attributes[1], std::make_pair(std::string("z"), std::string("1")));
-    EXPECT_EQ(para.attributes[2].first, "a");
-    ASSERT_EQ(cmd.children[1].children.size(), 2u);
-    EXPECT_STREQ(cmd.children[1].children[1].Attribute("str"), "off");
-    EXPECT_EQ(root.children[1].name, "Cmd");
+    EXPECT_EQ(
+        Render(root),
+        "Root version=2(Cmd name=cfg-set id=65537(Para name=A z=1 a=2,Para name=B(Value num=1 "
+        "str=on,Value num=0 str=off)),Cmd name=cfg-get id=-4)");
+    EXPECT_STREQ(root.children.at(0).Attribute("id"), "65537");
+    EXPECT_EQ(root.children.at(0).Attribute("missing"), nullptr);
 }
 
 TEST(PlatformXml, BadFilesAreTracedWithLineAndCallNoInterpreter) {
     RecordingInterpreter interpreter;
     auto* registry = qxp::XmlInterpreterRegistry::Instance();
     registry->Register("test_interpreter", &interpreter);
-    qxp::TraceCapture trace;
-
-    EXPECT_EQ(registry->ParseFile(DataFile("malformed.xml"), "test_interpreter"), -1);
-    ASSERT_FALSE(trace.Lines().empty());
-    EXPECT_EQ(trace.Lines()[0].level, qxp::kTraceError);
-    EXPECT_TRUE(trace.Contains("malformed.xml at line 4: mismatched tag"));
-
-    trace.Clear();
-    EXPECT_EQ(registry->ParseFile(DataFile("truncated.xml"), "test_interpreter"), -1);
-    EXPECT_TRUE(trace.Contains("truncated.xml at line 3"));
-
-    trace.Clear();
-    EXPECT_EQ(registry->ParseFile(DataFile("absent.xml"), "test_interpreter"), -1);
-    EXPECT_TRUE(trace.Contains("absent.xml"));
-    EXPECT_EQ(interpreter.calls, 0);
-
     // A hostile nesting depth is refused rather than built.
-    const std::string deep = testing::TempDir() + "qx_platform_deep.xml";
-    if (FILE* f = std::fopen(deep.c_str(), "w")) {
-        for (int i = 0; i < 5000; ++i) std::fputs("<a>", f);
-        std::fclose(f);
+    const test_files::TempDir tmp("qx_platform_xml");
+    std::string deep;
+    for (int i = 0; i < 5000; ++i) deep += "<a>";
+    ASSERT_TRUE(test_files::WriteFile(tmp / "deep.xml", deep));
+    const std::pair<std::string, const char*> bad[] = {
+        {DataFile("malformed.xml"), "malformed.xml at line 4: mismatched tag"},
+        {DataFile("truncated.xml"), "truncated.xml at line 3"},
+        {DataFile("absent.xml"), "absent.xml"},
+        {tmp / "deep.xml", "nested too deeply"},
+    };
+    for (const auto& [path, message] : bad) {
+        qxp::TraceCapture trace;
+        EXPECT_EQ(registry->ParseFile(path, "test_interpreter"), -1) << path;
+        ASSERT_FALSE(trace.Lines().empty()) << path;
+        EXPECT_EQ(trace.Lines()[0].level, qxp::kTraceError) << path;
+        EXPECT_TRUE(trace.Contains(message)) << path;
     }
-    trace.Clear();
-    EXPECT_EQ(registry->ParseFile(deep, "test_interpreter"), -1);
-    EXPECT_TRUE(trace.Contains("nested too deeply"));
-    std::remove(deep.c_str());
     EXPECT_EQ(interpreter.calls, 0);
 
     EXPECT_EQ(registry->ParseFile(DataFile("tree.xml"), "nobody"), -1);
@@ -139,15 +132,9 @@ TEST(PlatformXml, StaticDataLoadsOnItsOwnThreadThenSwaps) {
     EXPECT_EQ(mgr.swaps, 1);
     qxp::XmlInterpreterRegistry::Instance()->Unregister("static_test");
 
-    EXPECT_FALSE(framework->IsGuardedByStartMutex());
-    framework->SetGuardedByStartMutex(true);
-    EXPECT_TRUE(framework->IsGuardedByStartMutex());
-    {
-        qxp::ReadGuard a(framework->ProcessStartMutex());
-        qxp::ReadGuard b(framework->ProcessStartMutex());  // readers share it
-        EXPECT_TRUE(a.locked() && b.locked());
-    }
-    framework->SetGuardedByStartMutex(false);
+    qxp::ReadGuard a(framework->ProcessStartMutex());
+    qxp::ReadGuard b(framework->ProcessStartMutex());  // readers share the start mutex
+    EXPECT_TRUE(a.locked() && b.locked());
 }
 
 }  // namespace

@@ -3,8 +3,10 @@
 #include <set>
 
 #include "qx_scriptutil/TScriptCmd.h"
+#include "tests/TreeText.h"
 
 using namespace NSQX_script;
+using tree_text::Show;
 
 namespace {
 
@@ -15,22 +17,16 @@ MMLParaStruct Leaf(const char* name, long value) {
     return p;
 }
 
-// A parameter with three levels of nested groups: A={B={C={D=1}}}.
-MMLParaStruct Nested() {
-    MMLParaStruct c;
-    c.name = QXValue("C", false);
-    c.objects.push_back({Leaf("D", 1)});
-    MMLParaStruct b;
-    b.name = QXValue("B", false);
-    b.objects.push_back({c});
-    MMLParaStruct a;
-    a.name = QXValue("A", false);
-    a.objects.push_back({b, Leaf("E", 2)});
-    return a;
+MMLParaStruct Group(const char* name, std::vector<MMLParaStruct> members) {
+    MMLParaStruct p;
+    p.name = QXValue(name, false);
+    p.objects.push_back(std::move(members));
+    return p;
 }
 
-const MMLParaStruct& Innermost(const MMLParaStruct& a) {
-    return a.objects[0][0].objects[0][0].objects[0][0];
+// A plain parameter and one with three levels of nested groups.
+std::vector<MMLParaStruct> Paras() {
+    return {Leaf("A", 1), Group("A", {Group("B", {Group("C", {Leaf("D", 1)})}), Leaf("E", 2)})};
 }
 
 }  // namespace
@@ -40,7 +36,7 @@ TEST(CmdRecords, ViewDeletesInTheVectorItDoesNotOwn) {
     empty.DeleteAllPara();  // a view of nothing: harmless
     EXPECT_EQ(0u, empty.GetSize());
 
-    std::vector<MMLParaStruct> list{Leaf("A", 1), Nested()};
+    std::vector<MMLParaStruct> list = Paras();
     list.reserve(10);
     TScriptCmdRef ref(7, &list, 3);
     EXPECT_EQ(2u, ref.GetSize());
@@ -50,7 +46,7 @@ TEST(CmdRecords, ViewDeletesInTheVectorItDoesNotOwn) {
 }
 
 TEST(CmdRecords, CopiesAreDeepAndPointAtTheirOwnList) {
-    std::vector<MMLParaStruct> source{Leaf("A", 1), Nested()};
+    std::vector<MMLParaStruct> source = Paras();
     TScriptCmd cmd(42, source, 9);
     EXPECT_EQ(2u, source.size());  // the constructor copies, it does not take
 
@@ -64,8 +60,7 @@ TEST(CmdRecords, CopiesAreDeepAndPointAtTheirOwnList) {
     TScriptCmd assigned;
     assigned = cmd;
     cmd.GetParaList()[1].objects[0][0].objects[0][0].objects[0][0].values[0] = QXValue(5L);
-    EXPECT_EQ(1, Innermost(assigned.GetParaList()[1]).values[0].AsInt());
-    EXPECT_EQ(2u, assigned.GetParaList()[1].objects[0].size());
+    EXPECT_EQ("'A'=1,'A'={'B'={'C'={'D'=1}},'E'=2}", Show(assigned.GetParaList()));
     assigned.DeleteAllPara();
     EXPECT_EQ(2u, cmd.GetSize());
 
@@ -80,9 +75,8 @@ TEST(CmdRecords, CopiesAreDeepAndPointAtTheirOwnList) {
     std::vector<MMLParaStruct> big{Leaf("A", 1), Leaf("B", 2), Leaf("C", 3)};
     TScriptCmd target(1, big, 1);
     target = cmd;
-    ASSERT_EQ(2u, target.GetSize());
     EXPECT_EQ(9ul, target.GetLineNo());
-    EXPECT_EQ(5, Innermost(target.GetParaList()[1]).values[0].AsInt());
+    EXPECT_EQ("'A'=1,'A'={'B'={'C'={'D'=5}},'E'=2}", Show(target.GetParaList()));
 }
 
 TEST(CmdRecords, OrderedByCommandCodeAlone) {

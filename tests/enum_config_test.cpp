@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -17,45 +18,55 @@ namespace {
 
 constexpr unsigned long kFailed = 0xFFFFFFFFul;
 
-std::string EnumDataDir() {
-    return test_files::DataDir("enum/");
+// A table as text, one entry a line in map order: "cmd name extend: code=name ...".
+std::string Show(EnumMap const& map) {
+    std::string out;
+    for (auto const& [key, pairs] : map) {
+        out += std::to_string(key.m_cmdId) + " " + key.m_paraName + " " +
+               std::to_string(key.m_extendId) + ":";
+        for (QXEnumPair const& p : pairs) out += " " + std::to_string(p.m_value) + "=" + p.m_name;
+        out += "\n";
+    }
+    return out;
 }
 
-std::vector<QXEnumPair> const* Entry(EnumMap const& map, unsigned long cmd, std::string name,
-                                     long ext) {
-    auto it = FindFirstEnum(map, QXEnumKeyView{cmd, name, ext});
-    return it == map.end() ? nullptr : &it->second;
+// The loaded table as text, or "not loaded".
+std::string Table() {
+    EnumMap map;
+    return QXScriptEnumMgr::CopyEnumMap(map) ? Show(map) : "not loaded";
 }
 
-long Setting(char const* valueName, char const* setting) {
-    long value = -100;
-    ValueS2C(value, std::string(valueName), 0, std::string(setting), 0);
-    return value;
+// The user settings' entries, stored under command 0.
+std::string SettingsOf(int restore, int encoding, int slot) {
+    return "0 bExportScriptToRestoreNEdata 0: " + std::to_string(restore) +
+           "=curbExportScriptToRestoreNEdata\n0 encoding 0: " + std::to_string(encoding) +
+           "=curscriptencoding\n0 slotversion 0: " + std::to_string(slot) + "=curslotversion\n";
 }
 
-class EnumConfigTest : public enum_table::Test {
+// good.xml's entries of command 5 and 65537, and other.xml's.
+const std::string kGood5 =
+    "5 MODE 0: 7=AUTO 7=AUTOMATIC -3=NEG\n5 MODE 1: 9=AUTO\n5 STATE 0: 1=ON 0=OFF 2=ON\n"
+    "5 STATE 0: 5=SECOND\n";
+const std::string kGood65537 = "65537 LEVEL 0: 1=LOW\n";
+const std::string kOther = "8 KIND 0: 3=BOARD\n";
+
+class EnumConfig : public enum_table::Test {
   protected:
     QXScriptEnumMgr* Mgr() { return QXScriptEnumMgr::Instance(); }
 };
 
 }  // namespace
 
-TEST_F(EnumConfigTest, LoadsEnumParasOnlyAndKeepsEqualKeys) {
+// Only "enum" parameters are read; equal keys stay separate entries in file order. Unset
+// user settings are 1 and not traced.
+TEST_F(EnumConfig, LoadsEnumParasOnlyAndKeepsEqualKeys) {
+    qxp::TraceCapture trace;
     ASSERT_EQ(Mgr()->Init("good.xml"), 0u);
-    EnumMap map;
-    ASSERT_TRUE(QXScriptEnumMgr::CopyEnumMap(map));
-    EXPECT_EQ(Entry(map, 5, "SPEED", 0), nullptr);  // type "int"
-    EXPECT_EQ(map.count(QXEnumMapKey(5, "STATE", 0)), 2u);
-    ASSERT_NE(Entry(map, 5, "MODE", 1), nullptr);
-    auto const& state = *Entry(map, 5, "STATE", 0);
-    ASSERT_EQ(state.size(), 3u);
-    EXPECT_EQ(state[1].m_value, 0);
-    EXPECT_EQ(state[1].m_name, "OFF");
-    // Three user settings plus STATE twice, MODE twice and LEVEL.
-    EXPECT_EQ(map.size(), 8u);
+    EXPECT_EQ(Table(), SettingsOf(1, 1, 1) + kGood5 + kGood65537);
+    EXPECT_FALSE(trace.Contains("MCDB"));
 }
 
-TEST_F(EnumConfigTest, MissingAndMalformedFilesFail) {
+TEST_F(EnumConfig, MissingAndMalformedFilesFail) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(Mgr()->Init("no-such-file.xml"), kFailed);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
@@ -64,56 +75,40 @@ TEST_F(EnumConfigTest, MissingAndMalformedFilesFail) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(Mgr()->Init("malformed.xml"), kFailed);
     const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(out.rfind("Parse error in file " + EnumDataDir() + "malformed.xml, at line 11:\n", 0),
-              0u)
-        << out;
+    EXPECT_THAT(out, testing::StartsWith("Parse error in file " + test_files::DataDir("enum/") +
+                                         "malformed.xml, at line 11:\n"));
     EXPECT_FALSE(QXScriptEnumMgr::IsLoaded());
     long code = 0;
     EXPECT_EQ(ValueS2C(code, std::string("ON"), 5, std::string("STATE"), 0), 0);
     // What was read before the error stays in the table.
-    EnumMap map;
-    ASSERT_TRUE(QXScriptEnumMgr::CopyEnumMap(map));
-    ASSERT_NE(Entry(map, 5, "STATE", 0), nullptr);
-    EXPECT_EQ(Entry(map, 6, "X", 0), nullptr);
+    EXPECT_EQ(Table(), "5 STATE 0: 1=ON\n");
 
     // The last Release drops those leftovers: the next file's table holds its own entries only.
     Mgr()->Release();
     ASSERT_EQ(Mgr()->Init("other.xml"), 0u);
-    ASSERT_TRUE(QXScriptEnumMgr::CopyEnumMap(map));
-    EXPECT_EQ(Entry(map, 5, "STATE", 0), nullptr);
-    EXPECT_NE(Entry(map, 8, "KIND", 0), nullptr);
-    EXPECT_EQ(map.size(), 4u);
+    EXPECT_EQ(Table(), SettingsOf(1, 1, 1) + kOther);
 }
 
-TEST_F(EnumConfigTest, RepeatedFileIsCountedButNotParsedAgain) {
-    ASSERT_EQ(Mgr()->Init("good.xml"), 0u);
-    EXPECT_EQ(QXScriptEnumMgr::GetRefCount(), 1);
-    EXPECT_EQ(Mgr()->Init("good.xml"), 0u);
-    EXPECT_EQ(QXScriptEnumMgr::GetRefCount(), 2);
-    EnumMap map;
-    ASSERT_TRUE(QXScriptEnumMgr::CopyEnumMap(map));
-    EXPECT_EQ(map.count(QXEnumMapKey(5, "STATE", 0)), 2u);
-
-    // Another file while loaded counts twice.
+TEST_F(EnumConfig, RepeatedFileIsCountedButNotParsedAgain) {
+    for (int count = 1; count <= 2; ++count) {
+        ASSERT_EQ(Mgr()->Init("good.xml"), 0u);
+        EXPECT_EQ(QXScriptEnumMgr::GetRefCount(), count);
+    }
+    // Another file while loaded counts twice and adds its entries.
     EXPECT_EQ(Mgr()->Init("other.xml"), 0u);
     EXPECT_EQ(QXScriptEnumMgr::GetRefCount(), 4);
-    long code = 0;
-    EXPECT_EQ(ValueS2C(code, std::string("BOARD"), 8, std::string("KIND"), 0), 1);
-    EXPECT_EQ(ValueS2C(code, std::string("ON"), 5, std::string("STATE"), 0), 1);
+    EXPECT_EQ(Table(), SettingsOf(1, 1, 1) + kGood5 + kOther + kGood65537);
 
-    for (int left = 3; left >= 1; --left) {
+    for (int left = 3; left >= 0; --left) {
         Mgr()->Release();
-        EXPECT_TRUE(QXScriptEnumMgr::IsLoaded()) << left;
+        EXPECT_EQ(QXScriptEnumMgr::IsLoaded(), left != 0) << left;
         EXPECT_EQ(QXScriptEnumMgr::GetRefCount(), left);
     }
-    Mgr()->Release();
-    EXPECT_FALSE(QXScriptEnumMgr::IsLoaded());
-    EnumMap none;
-    EXPECT_FALSE(QXScriptEnumMgr::CopyEnumMap(none));
+    EXPECT_EQ(Table(), "not loaded");
 }
 
-TEST_F(EnumConfigTest, DefaultFileFromThePackagePathAndScopedUser) {
-    qxp::SetAppRootPath(EnumDataDir() + "root/");
+TEST_F(EnumConfig, DefaultFileFromThePackagePathAndScopedUser) {
+    qxp::SetAppRootPath(test_files::DataDir("enum/root/"));
     {
         QXScriptEnumDataMgr user(nullptr);
         EXPECT_EQ(user.GetResult(), 0u);
@@ -127,7 +122,7 @@ TEST_F(EnumConfigTest, DefaultFileFromThePackagePathAndScopedUser) {
     EXPECT_EQ(QXScriptEnumMgr::GetRefCount(), 0);
 }
 
-TEST_F(EnumConfigTest, RefCountIsOneByteAndWraps) {
+TEST_F(EnumConfig, RefCountIsOneByteAndWraps) {
     // Distinct names of one file count as distinct files.
     std::string prefix;
     for (int i = 0; i < 128; ++i) {
@@ -141,68 +136,45 @@ TEST_F(EnumConfigTest, RefCountIsOneByteAndWraps) {
     EXPECT_FALSE(QXScriptEnumMgr::IsLoaded());
 }
 
-TEST_F(EnumConfigTest, UserSettingsDefaultToOneAndFollowTheHost) {
-    qxp::TraceCapture trace;
-    ASSERT_EQ(Mgr()->Init("good.xml"), 0u);
-    EXPECT_EQ(Setting("curscriptencoding", "encoding"), 1);
-    EXPECT_EQ(Setting("curslotversion", "slotversion"), 1);
-    EXPECT_EQ(Setting("curbExportScriptToRestoreNEdata", "bExportScriptToRestoreNEdata"), 1);
-    EXPECT_FALSE(trace.Contains("MCDB"));
-    Mgr()->Release();
-
+TEST_F(EnumConfig, UserSettingsFollowTheHost) {
     qxp::SetUserCfgItem("TRANS", "encoding", "2");
     qxp::SetUserCfgItem("TRANS", "slotversion", "");
     qxp::SetUserCfgItem("TRANS", "bExportScriptToRestoreNEdata", "0");
+    qxp::TraceCapture trace;
     ASSERT_EQ(Mgr()->Init("good.xml"), 0u);
-    EXPECT_EQ(Setting("curscriptencoding", "encoding"), 2);
-    EXPECT_EQ(Setting("curslotversion", "slotversion"), 1);
-    EXPECT_EQ(Setting("curbExportScriptToRestoreNEdata", "bExportScriptToRestoreNEdata"), 0);
+    EXPECT_EQ(Table(), SettingsOf(0, 2, 1) + kGood5 + kGood65537);
     // Read in ascending order of the setting name; an empty text is not traced.
     std::vector<std::string> traced;
     for (auto const& line : trace.Lines()) {
         if (line.text.find("MCDB") != std::string::npos) traced.push_back(line.text);
     }
-    ASSERT_EQ(traced.size(), 2u);
-    EXPECT_EQ(traced[0],
-              "QXScriptEnumMgr::Init Get cfg value from MCDB.tbl_usercfg_param succed "
-              "bExportScriptToRestoreNEdata = 0");
-    EXPECT_EQ(
-        traced[1],
-        "QXScriptEnumMgr::Init Get cfg value from MCDB.tbl_usercfg_param succed encoding = 2");
+    const std::string lead =
+        "QXScriptEnumMgr::Init Get cfg value from MCDB.tbl_usercfg_param succed ";
+    EXPECT_EQ(traced, (std::vector<std::string>{lead + "bExportScriptToRestoreNEdata = 0",
+                                                lead + "encoding = 2"}));
 
     // A further file replaces the settings instead of adding entries.
     qxp::SetUserCfgItem("TRANS", "encoding", "0");
     ASSERT_EQ(Mgr()->Init("other.xml"), 0u);
-    EXPECT_EQ(Setting("curscriptencoding", "encoding"), 0);
-    EnumMap map;
-    ASSERT_TRUE(QXScriptEnumMgr::CopyEnumMap(map));
-    EXPECT_EQ(map.count(QXEnumMapKey(0, "encoding", 0)), 1u);
+    EXPECT_EQ(Table(), SettingsOf(0, 0, 1) + kGood5 + kOther + kGood65537);
 }
 
-TEST_F(EnumConfigTest, HostLoadedConfigurationMergesCommand65537Only) {
+TEST_F(EnumConfig, HostLoadedConfigurationMergesCommand65537Only) {
     ASSERT_NE(qxp::XmlInterpreterRegistry::Instance()->Find("script_enum_interpreter"), nullptr);
     const unsigned int swapped = qxp::StaticDataFramework::Instance()->Load(
-        "qx_scriptutil", {EnumDataDir() + "interpreter.xml"}, "script_enum_interpreter");
+        "qx_scriptutil", {test_files::DataDir("enum/interpreter.xml")}, "script_enum_interpreter");
     ASSERT_EQ(swapped, 0u);
 
     EnumMap* loaded = ScriptEnumCfg::Instance()->GetEnumMap();
     ASSERT_NE(loaded, nullptr);
     // Every "Para" counts on this route; a missing attribute keeps the previous "Para"'s value.
-    EXPECT_EQ(loaded->count(QXEnumMapKey(65537, "LEVEL", 2)), 2u);
-    auto const& level = *Entry(*loaded, 65537, "LEVEL", 2);
-    ASSERT_EQ(level.size(), 3u);
-    EXPECT_EQ(level[1].m_value, 0);
-    EXPECT_EQ(level[1].m_name, "NOCODE");
-    EXPECT_EQ(level[2].m_value, 6);
-    EXPECT_EQ(level[2].m_name, "");
-    ASSERT_NE(Entry(*loaded, 0, "NOID", 0), nullptr);
+    EXPECT_EQ(Show(*loaded),
+              "0 NOID 0: 1=ZERO\n65537 LEVEL 2: 4=HIGH 0=NOCODE 6=\n65537 LEVEL 2: 8=KEPT\n");
 
+    // Init merges in its command-65537 entries, each pair behind the first equal key's pairs.
     ASSERT_EQ(Mgr()->Init("good.xml"), 0u);
-    long code = 0;
-    EXPECT_EQ(ValueS2C(code, std::string("KEPT"), 65537, std::string("LEVEL"), 2), 1);
-    EXPECT_EQ(code, 8);
-    EXPECT_EQ(ValueS2C(code, std::string("LOW"), 65537, std::string("LEVEL"), 0), 1);
-    EXPECT_EQ(ValueS2C(code, std::string("ZERO"), 0, std::string("NOID"), 0), 0);
+    EXPECT_EQ(Table(), SettingsOf(1, 1, 1) + kGood5 + kGood65537 +
+                           "65537 LEVEL 2: 4=HIGH 0=NOCODE 6= 8=KEPT\n");
 
     // Readers during start-up hold the host's start mutex while they look.
     qxp::StaticDataFramework::Instance()->SetGuardedByStartMutex(true);

@@ -9,39 +9,34 @@ namespace {
 class NameMap : public ::testing::Test {
   protected:
     void TearDown() override {
-        for (unsigned long id : {3ul, 5ul, 7ul, 9ul}) CmdNameConvert::RemoveCmdNameIDMap(id);
+        for (unsigned long id : {3ul, 7ul, 9ul}) CmdNameConvert::RemoveCmdNameIDMap(id);
     }
 };
 
 }  // namespace
 
-TEST_F(NameMap, FirstRegistrationOfAnIdStays) {
-    CmdNameConvert::AddCmdNameIDMap("A", 5);
-    CmdNameConvert::AddCmdNameIDMap("B", 5);
-    std::string name = "untouched";
-    ASSERT_TRUE(CmdNameConvert::GetCorrespondCmdName(name, 5));
-    EXPECT_EQ("A", name);
-    unsigned long id = 0;
-    EXPECT_FALSE(CmdNameConvert::GetCorrespondCmdID("B", id));
-}
-
-TEST_F(NameMap, NameLookupGivesLowestIdAndIsCaseSensitive) {
+// An ID keeps its first name; a name seen under several IDs gives the lowest; names match
+// case-sensitively and in full.
+TEST_F(NameMap, FirstRegistrationOfAnIdStaysAndNameLookupGivesLowestId) {
     CmdNameConvert::AddCmdNameIDMap("A", 7);
     CmdNameConvert::AddCmdNameIDMap("A", 3);
-    unsigned long id = 0;
+    CmdNameConvert::AddCmdNameIDMap("B", 3);
+    std::string name = "untouched";
+    ASSERT_TRUE(CmdNameConvert::GetCorrespondCmdName(name, 3));
+    EXPECT_EQ("A", name);
+    unsigned long id = 99;
+    for (const char* other : {"B", "a", "AB"}) {
+        EXPECT_FALSE(CmdNameConvert::GetCorrespondCmdID(other, id)) << other;
+    }
+    EXPECT_EQ(99ul, id);
     ASSERT_TRUE(CmdNameConvert::GetCorrespondCmdID("A", id));
     EXPECT_EQ(3ul, id);
-
-    id = 99;
-    EXPECT_FALSE(CmdNameConvert::GetCorrespondCmdID("a", id));
-    EXPECT_FALSE(CmdNameConvert::GetCorrespondCmdID("AB", id));
-    EXPECT_EQ(99ul, id);
 
     CmdNameConvert::RemoveCmdNameIDMap(9);  // not registered: nothing changes
     CmdNameConvert::RemoveCmdNameIDMap(3);
     ASSERT_TRUE(CmdNameConvert::GetCorrespondCmdID("A", id));
     EXPECT_EQ(7ul, id);
-    std::string name = "kept";
+    name = "kept";
     EXPECT_FALSE(CmdNameConvert::GetCorrespondCmdName(name, 3));
     EXPECT_EQ("kept", name);
 }

@@ -18,6 +18,7 @@
 #include "slot/SlotStoreAccess.h"
 #include "tests/EnumTable.h"
 #include "tests/TestFiles.h"
+#include "tests/TreeText.h"
 
 using namespace NSQX_script;
 namespace fs = std::filesystem;
@@ -27,10 +28,6 @@ namespace {
 constexpr unsigned long kBoard = 8401;
 constexpr unsigned long kXc = 8402;
 constexpr unsigned long kOnePara = 8403;
-
-std::string SlotDataDir() {
-    return test_files::DataDir("slot/");
-}
 
 QXConvertDataStorage* Store() {
     return QXConvertDataStorage::Instance();
@@ -43,15 +40,12 @@ void UseType(int type) {
     ASSERT_EQ(type, Store()->GetCvtType());
 }
 
-std::string Exported(const std::string& in, unsigned long neId = 0) {
+// A value through the single-value rule, or the wider one for commands; both must succeed.
+std::string Slot(const std::string& in, bool forCommands = false, unsigned long neId = 0) {
     CStdString out;
-    EXPECT_TRUE(QXScriptSlotConvert(neId, CStdString(in), out)) << in;
-    return out;
-}
-
-std::string ForCommands(const std::string& in) {
-    CStdString out;
-    EXPECT_TRUE(ConvertSlotValue(0, CStdString(in), out)) << in;
+    EXPECT_TRUE(forCommands ? ConvertSlotValue(neId, CStdString(in), out)
+                            : QXScriptSlotConvert(neId, CStdString(in), out))
+        << in;
     return out;
 }
 
@@ -84,13 +78,30 @@ QXValue S(const char* text) {
     return QXValue(text, false);
 }
 
+TScriptCmd Cmd(unsigned long code, std::vector<MMLParaStruct> paras) {
+    TScriptCmd cmd(code);
+    cmd.GetParaList() = std::move(paras);
+    return cmd;
+}
+
+// The command's parameters after the whole-command conversion, with their kinds.
+std::string Converted(TScriptCmd cmd) {
+    ConvertCommandSlots(cmd);
+    return tree_text::Show(cmd.GetParaList());
+}
+
+// cfg-set-board with NE 0 (which converts whatever the device map says) and these slots.
+TScriptCmd Board(std::vector<QXValue> bid) {
+    return Cmd(kBoard, {Para("neid", {QXValue(0)}), Para("bid", std::move(bid))});
+}
+
 class SlotConvertTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        qxp::SetAppRootPath(SlotDataDir());
+        qxp::SetAppRootPath(test_files::DataDir("slot/"));
         ASSERT_EQ(0u, QXScriptEnumMgr::Instance()->Init(EnumFile()));
         QXConvertDataStorage::Destroy();
-        SlotStoreAccess::LoadFile(SlotDataDir() + "slotcovert_cmd_cfg.xml");
+        SlotStoreAccess::LoadFile(test_files::DataDir("slot/") + "slotcovert_cmd_cfg.xml");
         CmdNameConvert::AddCmdNameIDMap("cfg-set-board", kBoard);
         CmdNameConvert::AddCmdNameIDMap("cfg-add-xc", kXc);
         CmdNameConvert::AddCmdNameIDMap("cfg-onepara", kOnePara);
@@ -110,10 +121,8 @@ class SlotConvertTest : public ::testing::Test {
     std::string Log() const { return test_files::ReadFile(tmp_ + "/script/ConvertSlotResult.txt"); }
 
     static TScriptCmd XcCommand() {
-        TScriptCmd cmd(kXc);
-        cmd.GetParaList() = {Para("srcne", {S("\"1-5\"")}), Para("srcport", {S("1-2&&203-7")}),
-                             Para("dstne", {S("7+++9")}), Para("dstslot", {S("\"85&x&120\"")})};
-        return cmd;
+        return Cmd(kXc, {Para("srcne", {S("\"1-5\"")}), Para("srcport", {S("1-2&&203-7")}),
+                         Para("dstne", {S("7+++9")}), Para("dstslot", {S("\"85&x&120\"")})});
     }
 
     test_files::TempDir tmpDir_{"slot_convert"};
@@ -147,28 +156,24 @@ TEST_F(SlotConvertTest, RulesAtRangeEdges) {
         for (std::string pair; pairs >> pair;) {
             const std::string in = pair.substr(0, pair.find(':'));
             const std::string out = pair.substr(pair.find(':') + 1);
-            EXPECT_EQ(out, c.forCommands ? ForCommands(in) : Exported(in))
+            EXPECT_EQ(out, Slot(in, c.forCommands))
                 << "type " << c.type << (c.forCommands ? " commands " : " single ") << in;
         }
     }
 }
 
 TEST_F(SlotConvertTest, ExportedRuleTracesAndRefusals) {
+    qxp::TraceCapture trace;
     UseType(0);
-    {
-        qxp::TraceCapture trace;
-        Exported("85");
-        EXPECT_TRUE(trace.Contains("Slot have been changed from 85 to 125 of ne 0"));
-    }
-    {
-        qxp::TraceCapture trace;
-        UseType(2);
-        Exported("500");  // small values are left alone under type 2, and not logged
-        EXPECT_FALSE(trace.Contains("Slot have been changed"));
-    }
+    Slot("85");
+    EXPECT_TRUE(trace.Contains("Slot have been changed from 85 to 125 of ne 0"));
+    trace.Clear();
+    UseType(2);
+    Slot("500");  // small values are left alone under type 2, and not logged
+    EXPECT_FALSE(trace.Contains("Slot have been changed"));
     for (int type = 0; type < 4; ++type) {
         UseType(type);
-        qxp::TraceCapture trace;
+        trace.Clear();
         CStdString out;
         EXPECT_FALSE(QXScriptSlotConvert(0, CStdString("abc"), out));
         EXPECT_EQ("abc", out);
@@ -180,20 +185,18 @@ TEST_F(SlotConvertTest, ExportedRuleTracesAndRefusals) {
 
     // An NE outside the current task's device map is left alone, even with a bad number.
     UseType(0);
-    CStdString out;
-    EXPECT_TRUE(QXScriptSlotConvert(99, CStdString("abc"), out));
-    EXPECT_EQ("203", Exported("203", 99));
+    EXPECT_EQ("abc", Slot("abc", false, 99));
+    EXPECT_EQ("203", Slot("203", false, 99));
     qxp::OrinGnlTask task(2);
     qxp::ScopedCurrentTask current(&task);
     std::map<unsigned long, unsigned long> devMap = {{99, 1}};
     Store()->SetDevMap(devMap);
-    EXPECT_EQ("131075", Exported("203", 99));
-    EXPECT_EQ("203", Exported("203", 98));
-    EXPECT_TRUE(ConvertSlotValue(98, CStdString("203"), out));
-    EXPECT_EQ("203", out);
+    EXPECT_EQ("131075", Slot("203", false, 99));
+    EXPECT_EQ("203", Slot("203", false, 98));
+    EXPECT_EQ("203", Slot("203", true, 98));
 }
 
-TEST_F(SlotConvertTest, SeparatorWalkConvertsTargetsAndKeepsQuotes) {
+TEST_F(SlotConvertTest, SeparatorWalkConvertsTargetsKeepsQuotesAndCollectsNeIds) {
     UseType(0);
     EXPECT_EQ("\"203-125\"", Converted(Node("-", {2}), "\"203-85\""));
     EXPECT_EQ("\"131075-125\"", Converted(Node("-", {0}), "\"203-85\""));
@@ -213,9 +216,8 @@ TEST_F(SlotConvertTest, SeparatorWalkConvertsTargetsAndKeepsQuotes) {
     SeparatorNode bare = Node("-");
     bare.m_positions.emplace_back(1, nullptr);
     EXPECT_EQ("125-1", Converted(bare, "85-1"));
-}
 
-TEST_F(SlotConvertTest, SeparatorWalkCollectsNeIds) {
+    // Collecting gives the targets, two of them joined as one NE ID.
     const std::vector<std::string> joined = Collected(Node("-"), "\"1-5\"");
     ASSERT_EQ(std::vector<std::string>{"1-5"}, joined);
     unsigned long neId = 0;
@@ -225,9 +227,9 @@ TEST_F(SlotConvertTest, SeparatorWalkCollectsNeIds) {
     EXPECT_EQ((std::vector<std::string>{"1", "2", "3"}), Collected(Node("-"), "1-2-3"));
     EXPECT_EQ(std::vector<std::string>{"7-8"}, Collected(Node("-", {1, 2}), "7-8-9"));
     EXPECT_EQ(std::vector<std::string>{"12"}, Collected(Node(""), "\"12\""));
-    SeparatorNode nested = Node("&&");
-    nested.m_positions.emplace_back(2, std::make_unique<SeparatorNode>(Node("-")));
-    EXPECT_EQ(std::vector<std::string>{"3-4"}, Collected(nested, "9&&3-4"));
+    SeparatorNode joins = Node("&&");
+    joins.m_positions.emplace_back(2, std::make_unique<SeparatorNode>(Node("-")));
+    EXPECT_EQ(std::vector<std::string>{"3-4"}, Collected(joins, "9&&3-4"));
 }
 
 TEST_F(SlotConvertTest, WholeCommandConvertedAndLoggedTwice) {
@@ -237,79 +239,53 @@ TEST_F(SlotConvertTest, WholeCommandConvertedAndLoggedTwice) {
     std::map<unsigned long, unsigned long> devMap = {{65541, 1}};
     Store()->SetDevMap(devMap);
 
-    // dstne names NE 7, which is outside the device map: its slots stay.
-    TScriptCmd first = XcCommand();
-    ConvertCommandSlots(first);
-    const std::string before =
-        ":cfg-add-xc:{srcne=\"1-5\", srcport=1-2&&203-7, dstne=7+++9, dstslot=\"85&x&120\"};\n\n";
-    const std::string after1 =
-        ":cfg-add-xc:{srcne=\"1-5\", srcport=1-2&&131075-7, dstne=7+++9, "
-        "dstslot=\"85&x&120\"};\n\n";
-    EXPECT_EQ(before + after1, Log());
-
+    // dstne names NE 7, which is outside the device map: its slots stay. Each pass logs the
+    // command before and after.
+    auto logged = [](const char* srcport, const char* dstslot) {
+        return std::string(":cfg-add-xc:{srcne=\"1-5\", srcport=") + srcport +
+               ", dstne=7+++9, dstslot=\"" + dstslot + "\"};\n\n";
+    };
+    const std::string before = logged("1-2&&203-7", "85&x&120");
+    Converted(XcCommand());
+    EXPECT_EQ(before + logged("1-2&&131075-7", "85&x&120"), Log());
     devMap[7] = 1;
     Store()->SetDevMap(devMap);
-    TScriptCmd second = XcCommand();
-    ConvertCommandSlots(second);
-    const std::string after2 =
-        ":cfg-add-xc:{srcne=\"1-5\", srcport=1-2&&131075-7, dstne=7+++9, "
-        "dstslot=\"125&x&65556\"};\n\n";
-    EXPECT_EQ(before + after1 + before + after2, Log());
+    Converted(XcCommand());
+    EXPECT_EQ(before + logged("1-2&&131075-7", "85&x&120") + before +
+                  logged("1-2&&131075-7", "125&x&65556"),
+              Log());
 
-    // NE 0 converts whatever the map says; values that stay keep their type.
-    TScriptCmd board(kBoard);
-    board.GetParaList() = {Para("neid", {QXValue(0)}),
-                           Para("bid", {QXValue(203), S("85"), S("abc")})};
-    ConvertCommandSlots(board);
-    const std::vector<QXValue>& bid = board.GetParaList()[1].values;
-    EXPECT_EQ("131075", bid[0].As_std_string());
-    EXPECT_EQ("125", bid[1].As_std_string());
-    EXPECT_EQ(S("abc"), bid[2]);
-    EXPECT_EQ(QXValue(0), board.GetParaList()[0].values[0]);
+    // Values that stay keep their type.
+    EXPECT_EQ("'neid'=0i,'bid'='131075'&'125'&'abc'",
+              Converted(Board({QXValue(203), S("85"), S("abc")})));
 
     // cfg-onepara: a pair without an NE ID of its own uses the NE found before it.
-    TScriptCmd inMap(kOnePara);
-    inMap.GetParaList() = {Para("neid", {S("1-5")}), Para("slot", {S("85")}),
-                           Para("value", {S("1-203")})};
-    ConvertCommandSlots(inMap);
-    EXPECT_EQ("125", inMap.GetParaList()[1].values[0].As_std_string());
-    EXPECT_EQ("1-131075", inMap.GetParaList()[2].values[0].As_std_string());
-    TScriptCmd outside(kOnePara);
-    outside.GetParaList() = {Para("neid", {S("2-1")}), Para("slot", {S("85")}),
-                             Para("value", {S("1-203")})};
-    ConvertCommandSlots(outside);
-    EXPECT_EQ("85", outside.GetParaList()[1].values[0].As_std_string());
-    EXPECT_EQ("1-203", outside.GetParaList()[2].values[0].As_std_string());
+    auto onePara = [](const char* neid) {
+        return Converted(Cmd(kOnePara, {Para("neid", {S(neid)}), Para("slot", {S("85")}),
+                                        Para("value", {S("1-203")})}));
+    };
+    EXPECT_EQ("'neid'='1-5','slot'='125','value'='1-131075'", onePara("1-5"));
+    EXPECT_EQ("'neid'='2-1','slot'='85','value'='1-203'", onePara("2-1"));
 
     // Commands without a record, or without a name, pass untouched and unlogged.
-    const std::string logged = Log();
-    TScriptCmd unnamed(8499);
-    unnamed.GetParaList() = {Para("bid", {S("203")})};
-    ConvertCommandSlots(unnamed);
-    EXPECT_EQ("203", unnamed.GetParaList()[0].values[0].As_std_string());
-    EXPECT_EQ(logged, Log());
+    const std::string log = Log();
+    EXPECT_EQ("'bid'='203'", Converted(Cmd(8499, {Para("bid", {S("203")})})));
+    EXPECT_EQ(log, Log());
 }
 
 TEST_F(SlotConvertTest, LostLogKeepsTheConversion) {
     UseType(0);
     fs::remove_all(tmp_ + "/script");
     qxp::TraceCapture trace;
-    TScriptCmd board(kBoard);
-    board.GetParaList() = {Para("neid", {QXValue(0)}), Para("bid", {S("85")})};
-    ConvertCommandSlots(board);
-    EXPECT_EQ("125", board.GetParaList()[1].values[0].As_std_string());
+    EXPECT_EQ("'neid'=0i,'bid'='125'", Converted(Board({S("85")})));
     EXPECT_TRUE(trace.Contains("Open file Log Converted Cmd Error! "));
 }
 
 TEST_F(SlotConvertTest, NoConfigurationRewritesNothing) {
-    UseType(0);
     QXConvertDataStorage::Destroy();
-    SlotStoreAccess::LoadFile(SlotDataDir() + "malformed_cfg.xml");
-    TScriptCmd board(kBoard);
-    board.GetParaList() = {Para("neid", {QXValue(0)}), Para("bid", {S("85")})};
+    SlotStoreAccess::LoadFile(test_files::DataDir("slot/") + "malformed_cfg.xml");
     UseType(0);
-    ConvertCommandSlots(board);
-    EXPECT_EQ("85", board.GetParaList()[1].values[0].As_std_string());
+    EXPECT_EQ("'neid'=0i,'bid'='85'", Converted(Board({S("85")})));
     EXPECT_EQ("", Log());
 }
 
@@ -320,13 +296,11 @@ class SlotSwitchOffTest : public SlotConvertTest {
 
 TEST_F(SlotSwitchOffTest, SwitchesOffLeaveCommandsAndLogAlone) {
     UseType(0);
-    TScriptCmd board(kBoard);
-    board.GetParaList() = {Para("neid", {QXValue(0)}), Para("bid", {S("85")})};
-    ConvertCommandSlots(board);
-    EXPECT_EQ("85", board.GetParaList()[1].values[0].As_std_string());
+    EXPECT_EQ("'neid'=0i,'bid'='85'", Converted(Board({S("85")})));
     qxp::TraceCapture trace;
-    EXPECT_EQ("125", Exported("85"));  // the single-value function has no switch
+    EXPECT_EQ("125", Slot("85"));  // the single-value function has no switch
     EXPECT_FALSE(trace.Contains("Slot have been changed"));
+    TScriptCmd board = Board({S("85")});
     LogConvertedCmd(board);
     EXPECT_FALSE(fs::exists(tmp_ + "/script/ConvertSlotResult.txt"));
 }

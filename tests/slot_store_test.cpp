@@ -68,7 +68,14 @@ class SlotStoreTest : public ::testing::Test {
         SlotStoreAccess::ForgetLoaded();
         qxp::ResetOverrides();
     }
-    std::string TempRoot() { return tmp_ + "/"; }
+    // The configuration folder under a fresh application root, holding a copy of a data file.
+    std::string ConfDirWith(const std::string& file) {
+        const std::string dir = tmp_ + "/cbb/trans/core/conf/xml/script/xml_script/";
+        fs::create_directories(dir);
+        fs::copy_file(SlotData(file), dir + file);
+        qxp::SetAppRootPath(tmp_ + "/");
+        return dir;
+    }
     test_files::TempDir tmpDir_{"slot_store"};
     const std::string tmp_ = tmpDir_.path();
 };
@@ -110,30 +117,28 @@ TEST_F(SlotStoreTest, ExampleConfigurationLoads) {
         Show(Records()));
 }
 
+// Records and their separator trees are copied deeply: into the store, by copy and by
+// assignment (also to itself); Release empties the store.
 TEST_F(SlotStoreTest, RecordsCopyDeeply) {
     QXScriptCfgCmdInfo info;
     info.m_cmdName = "c";
-    NeSlotLocator locator;
-    auto deeper = std::make_unique<SeparatorNode>();
-    deeper->m_sign = "-";
-    locator.m_slotSeparator.m_positions.emplace_back(2, std::move(deeper));
-    info.m_locators.push_back(locator);
+    info.m_locators.emplace_back();
+    SeparatorNode& slot = info.m_locators.front().m_slotSeparator;
+    slot.m_positions.emplace_back(2, std::make_unique<SeparatorNode>());
+    slot.m_positions[0].second->m_sign = "-";
 
     Store()->AddSlotCmdInfo(info);
-    info.m_locators.front().m_slotSeparator.m_positions[0].second->m_sign = "changed";
+    slot.m_positions[0].second->m_sign = "changed";
     QXScriptCfgCmdInfo copy = info;
     copy.m_locators.front().m_slotSeparator.m_positions[0].second->m_sign = "copy";
-    EXPECT_EQ("changed", info.m_locators.front().m_slotSeparator.m_positions[0].second->m_sign);
-
-    const std::vector<QXScriptCfgCmdInfo> records = Records();
-    ASSERT_EQ(1u, records.size());
-    EXPECT_EQ("-", records[0].m_locators.front().m_slotSeparator.m_positions[0].second->m_sign);
+    EXPECT_EQ("''[2:'changed']", Show(slot));
+    EXPECT_EQ("c: {'' ''[2:'-']}\n", Show(Records()));
 
     SeparatorNode assigned;
     assigned = copy.m_locators.front().m_slotSeparator;
     const SeparatorNode& alias = assigned;
-    assigned = alias;  // self-assignment keeps the tree
-    EXPECT_EQ("copy", assigned.m_positions[0].second->m_sign);
+    assigned = alias;
+    EXPECT_EQ("''[2:'copy']", Show(assigned));
     Store()->Release();
     EXPECT_TRUE(Records().empty());
 }
@@ -148,11 +153,7 @@ TEST_F(SlotStoreTest, MissingOrMalformedFileLeavesTheStoreEmpty) {
 }
 
 TEST_F(SlotStoreTest, InitReadsUnderTheRootOncePerProcess) {
-    const std::string root = TempRoot();
-    const std::string dir = root + "cbb/trans/core/conf/xml/script/xml_script/";
-    fs::create_directories(dir);
-    fs::copy_file(SlotData("slotcovert_cmd_cfg.xml"), dir + "slotcovert_cmd_cfg.xml");
-    qxp::SetAppRootPath(root);
+    const std::string dir = ConfDirWith("slotcovert_cmd_cfg.xml");
 
     Store()->Init();
     EXPECT_EQ(dir + "slotcovert_cmd_cfg.xml", Store()->GetCfgPath());
@@ -185,8 +186,6 @@ TEST_F(SlotStoreTest, ConversionTypeFromHeaderFlagsAndOperationType) {
         EXPECT_EQ(c.type, Store()->GetCvtType()) << c.oper << c.is11 << c.present;
         EXPECT_TRUE(trace.Contains("Convert Ttype has been set to: " + std::to_string(c.type)));
     }
-    Store()->SetScriptONELanEn(true);
-    EXPECT_TRUE(Store()->ScriptONELanIsEn());
 }
 
 TEST_F(SlotStoreTest, DeviceMapsFollowTheCurrentTaskKind) {
@@ -222,11 +221,7 @@ TEST_F(SlotStoreTest, SupportedNeTypesFromTheTextFile) {
     EXPECT_FALSE(ScriptDataMgr::ReadSupportNEType(SlotData("script_enum.xml"), types));
 
     // The static-data manager takes them from beside the configuration file.
-    const std::string root = TempRoot();
-    const std::string dir = root + "cbb/trans/core/conf/xml/script/xml_script/";
-    fs::create_directories(dir);
-    fs::copy_file(SlotData("slotconvert_cmd_desc.txt"), dir + "slotconvert_cmd_desc.txt");
-    qxp::SetAppRootPath(root);
+    ConfDirWith("slotconvert_cmd_desc.txt");
     Store()->SetScriptONELanEn(true);
     qxp::TraceCapture trace;
     QXScriptStaticDataMgr mgr("scripts", 0);

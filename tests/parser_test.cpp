@@ -179,20 +179,14 @@ TEST(ParserLimits, LengthAndOverlongTokens) {
 }
 
 TEST(ParserReuse, SameResultAsFreshCommand) {
-    const std::string big =
-        ":BIG:{A=\"a long string value that does not fit small storage\"&x&1&2.5,"
-        "B={C={D=1&2}&{E=\"another rather long string value here\"}}&{F=1},1&&4=z,G=1&&50};";
+    // Shapes beyond those the hand-written parser's reuse test covers: a range of names,
+    // and texts the generated parser takes, syntax errors included.
     const std::vector<std::string> texts = {
-        big,
-        ":S:{A=1};",
-        ":S:{Q={R=1}&{S=2}&{T=3}};",
-        ":S:{A=x,B={C=1}};",
-        ":S:{A={B={C={D=1}}},E=\"s\"};",
+        ":BIG:{A=\"a long string value that does not fit small storage\"&x&1&2.5,"
+        "B={C={D=1&2}&{E=\"another rather long string value here\"}}&{F=1},1&&4=z,G=1&&50};",
         ":S:{A=1,B={C=2,D=3&}};",  // a syntax error keeps what was built
         ":S:{1&&3={A=1}&{B=2},Z=0x10&\"str\"&-1.5};",
         ":S:{A=\"x\",B={C=1}&{D=2}&{E=3},F=[br]};",
-        ":S:{};",
-        big,
         ":S:{B=x,A={B={C=1}&{C=2",  // ends inside open groups
         ":S:{A={B=1}&{B=2}&{B=3},A=1};",
     };

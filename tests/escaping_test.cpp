@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "qx_platform/Control.h"
 #include "qx_platform/Task.h"
@@ -30,47 +31,35 @@ std::string UnconvertAs(char const* version, std::string in) {
 }  // namespace
 
 TEST(Escaping, ConvertEscapesBackslashAndQuoteAndAppends) {
-    std::string out = "pre:";
-    std::string in = "1\"A\\B";
-    ConvertSpecialCharInStr(out, in);
-    EXPECT_EQ(out, "pre:1\\\"A\\\\B");
-
-    std::string plain = "x'y&{z}";
-    std::string same = "";
-    ConvertSpecialCharInStr(same, plain);
-    EXPECT_EQ(same, plain);
-    std::string empty;
-    ConvertSpecialCharInStr(out, empty);
-    EXPECT_EQ(out, "pre:1\\\"A\\\\B");
+    auto convert = [](std::string out, std::string in) {
+        ConvertSpecialCharInStr(out, in);
+        return out;
+    };
+    EXPECT_EQ(convert("pre:", "1\"A\\B"), "pre:1\\\"A\\\\B");
+    EXPECT_EQ(convert("", "x'y&{z}"), "x'y&{z}");
+    EXPECT_EQ(convert("pre:", ""), "pre:");
+    // Newer scripts undo the escaping whole.
+    EXPECT_EQ(UnconvertAs("50855936", convert("", "C:\\dir\\\"name\"")), "C:\\dir\\\"name\"");
 }
 
-TEST(Escaping, NewerScriptsDropEveryEscapingBackslash) {
-    EXPECT_EQ(UnconvertAs("50855936", "\\x"), "x");
-    EXPECT_EQ(UnconvertAs("50855936", "a\\\\b"), "a\\b");
-    EXPECT_EQ(UnconvertAs("50855936", "\\\"q\\\""), "\"q\"");
-    EXPECT_EQ(UnconvertAs("50855936", "\\\\\\"), "\\");
+// Scripts from version 50855936 on drop every escaping backslash; older ones, and tasks without
+// a flag or a number, undo only escaped quotes and even runs of backslashes.
+TEST(Escaping, UnescapingFollowsTheScriptVersion) {
+    using Texts = std::vector<std::string>;
+    auto unconvertAll = [](const char* version, Texts texts) {
+        for (std::string& t : texts) t = UnconvertAs(version, t);
+        return texts;
+    };
+    EXPECT_EQ(unconvertAll("50855936", {"\\x", "a\\\\b", "\\\"q\\\"", "\\\\\\"}),
+              (Texts{"x", "a\\b", "\"q\"", "\\"}));
     EXPECT_EQ(UnconvertAs("60000000", "end\\"), "end");
-    // Round trip through the escaping.
-    std::string original = "C:\\dir\\\"name\"";
-    std::string escaped;
-    ConvertSpecialCharInStr(escaped, original);
-    EXPECT_EQ(UnconvertAs("50855936", escaped), original);
-}
-
-TEST(Escaping, OlderScriptsUndoOnlyQuotesAndEvenRuns) {
-    EXPECT_EQ(UnconvertAs("50855935", "\\x"), "\\x");
-    EXPECT_EQ(UnconvertAs("50855935", "\\\"q"), "\"q");
-    EXPECT_EQ(UnconvertAs("50855935", "\\'q"), "'q");
-    EXPECT_EQ(UnconvertAs("50855935", "\\\\n"), "\\n");
-    EXPECT_EQ(UnconvertAs("50855935", "ab\\\\"), "ab\\");
-    EXPECT_EQ(UnconvertAs("50855935", "ab\\\\\\"), "ab\\\\\\");
-    EXPECT_EQ(UnconvertAs("50855935", "\\\\\\\"x"), "\\\"x");
-    EXPECT_EQ(UnconvertAs("50855935", "no escapes"), "no escapes");
-    // Without a task, a flag or a number the older rule applies.
-    EXPECT_EQ(Unconvert("\\x"), "\\x");
+    EXPECT_EQ(unconvertAll("50855935", {"\\x", "\\\"q", "\\'q", "\\\\n", "ab\\\\", "ab\\\\\\",
+                                        "\\\\\\\"x", "no escapes"}),
+              (Texts{"\\x", "\"q", "'q", "\\n", "ab\\", "ab\\\\\\", "\\\"x", "no escapes"}));
     EXPECT_EQ(UnconvertAs("", "\\x"), "\\x");
     EXPECT_EQ(UnconvertAs("v3", "\\x"), "\\x");
-    qxp::OrinGnlTask task;
+    EXPECT_EQ(Unconvert("\\x"), "\\x");  // no task
+    qxp::OrinGnlTask task;               // a task without the flag
     qxp::ScopedCurrentTask current(&task);
     EXPECT_EQ(Unconvert("\\x"), "\\x");
 }

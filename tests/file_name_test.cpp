@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include "qx_scriptutil/ScriptFileName.h"
 
 using namespace NSQX_script;
@@ -20,37 +23,30 @@ TEST(ScriptFileNames, GenerateReplacesReservedCharactersBeforeTheSuffix) {
     EXPECT_EQ("_x_(UTF-8).txt", name.GenerateFileName(nullptr, "x", nullptr));
 }
 
+// Each analysis starts afresh: the NE part is "A-B", "0xHEX" or an IP address, else nothing.
 TEST(ScriptFileNames, AnalyseReadsPrefixAndNePart) {
     ScriptFileName name;
-    ASSERT_TRUE(name.AnalyseFileName("dir/NE_9-3_cfg_(GBK).txt"));
-    EXPECT_EQ("NE", name.GetPrefix());
-    EXPECT_EQ(0x00090003ul, name.GetPhyNEID());
-    EXPECT_EQ("dir/NE_9-3_cfg_(GBK).txt", name.GetFileName());
+    std::vector<std::string> seen;
+    for (const char* file : {"dir/NE_9-3_cfg_(GBK).txt", "a\\b/c\\NE_0x1A_x.txt", "NE_0_x.txt",
+                             "NE_10.1.2.3_x.txt", "NE_abc_x.txt", "NE__x.txt",
+                             "NE_9-3.txt",  // no second "_": no NE part
+                             "NE.txt", "dir/", static_cast<const char*>(nullptr)}) {
+        const bool ok = name.AnalyseFileName(file);
+        seen.push_back(!ok ? "refused"
+                           : name.GetPrefix() + " " + std::to_string(name.GetPhyNEID() >> 16) +
+                                 "-" + std::to_string(name.GetPhyNEID() & 0xFFFF) + " [" +
+                                 name.GetIPAddr() + "]");
+        EXPECT_TRUE(!ok || name.GetFileName() == file) << file;
+    }
+    EXPECT_EQ(seen, (std::vector<std::string>{"NE 9-3 []", "NE 0-26 []", "NE 0-0 []",
+                                              "NE 0-0 [10.1.2.3]", "NE 0-0 []", "NE 0-0 []",
+                                              "NE 0-0 []", "refused", "refused", "refused"}));
 
-    ASSERT_TRUE(name.AnalyseFileName("a\\b/c\\NE_0x1A_x.txt"));
-    EXPECT_EQ(0x1Aul, name.GetPhyNEID());
-    ASSERT_TRUE(name.AnalyseFileName("NE_0_x.txt"));
-    EXPECT_EQ(0ul, name.GetPhyNEID());
-    ASSERT_TRUE(name.AnalyseFileName("NE_10.1.2.3_x.txt"));
-    EXPECT_EQ("10.1.2.3", name.GetIPAddr());
-    EXPECT_EQ(0ul, name.GetPhyNEID());
-    ASSERT_TRUE(name.AnalyseFileName("NE_abc_x.txt"));
-    EXPECT_EQ("", name.GetIPAddr());
-    ASSERT_TRUE(name.AnalyseFileName("NE__x.txt"));
-    ASSERT_TRUE(name.AnalyseFileName("NE_9-3.txt"));  // no second "_": no NE part
-    EXPECT_EQ(0ul, name.GetPhyNEID());
-
-    EXPECT_FALSE(name.AnalyseFileName("NE.txt"));
-    EXPECT_FALSE(name.AnalyseFileName("dir/"));
-    EXPECT_FALSE(name.AnalyseFileName(nullptr));
-}
-
-TEST(ScriptFileNames, GeneratedNamesAnalyseBack) {
-    ScriptFileName gen, back;
-    // A first number of 0 would read as a hexadecimal part, so it does not round-trip.
+    // Generated names analyse back; a first number of 0 would read as a hexadecimal part.
+    ScriptFileName gen;
     for (unsigned long id : {0x00010001ul, 0x00090003ul, 0xFFFF0000ul, 0x0001FFFFul}) {
-        ASSERT_TRUE(back.AnalyseFileName(gen.GenerateNEFileName("NE", id, "cfg", "GBK").c_str()));
-        EXPECT_EQ("NE", back.GetPrefix());
-        EXPECT_EQ(id, back.GetPhyNEID());
+        ASSERT_TRUE(name.AnalyseFileName(gen.GenerateNEFileName("NE", id, "cfg", "GBK").c_str()));
+        EXPECT_EQ("NE", name.GetPrefix());
+        EXPECT_EQ(id, name.GetPhyNEID());
     }
 }

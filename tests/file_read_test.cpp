@@ -2,10 +2,11 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
+#include <tuple>
 
-#include "qx_platform/CodeSet.h"
 #include "qx_platform/Task.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
@@ -26,6 +27,7 @@ bool RejectWhenAsked(MMLCmdStruct&) {
 AutoRegisterPostAnalyseFunc g_registrar(&RejectWhenAsked);
 
 constexpr const char* kUtf8Header = "// encoding=\"UTF-8\"\n";
+using Texts = std::vector<std::string>;
 
 class ScriptRead : public ::testing::Test {
   protected:
@@ -51,17 +53,22 @@ class ScriptRead : public ::testing::Test {
         return Open(name);
     }
 
-    // Every command of the file, from the first.
-    std::vector<TScriptCmd> ReadAll(TScriptFileImpl& file) {
-        std::vector<TScriptCmd> out;
-        EXPECT_TRUE(file.GoToFirstCommand());
-        TScriptCmd cmd;
-        while (file.GetOneCommand(cmd)) out.push_back(cmd);
-        return out;
+    // The codes of the commands still to come.
+    static std::vector<unsigned long> RestCodes(TScriptFileImpl& file) {
+        std::vector<unsigned long> codes;
+        for (TScriptCmd cmd; file.GetOneCommand(cmd);) codes.push_back(cmd.GetCmdCode());
+        return codes;
     }
 
-    static std::string Value(const TScriptCmd& cmd, std::size_t para, std::size_t value = 0) {
-        return cmd.GetParaList().at(para).values.at(value).As_std_string();
+    // Every command of the file, from the first, as "code@line parameters".
+    static Texts ReadAll(TScriptFileImpl& file) {
+        Texts out;
+        EXPECT_TRUE(file.GoToFirstCommand());
+        for (TScriptCmd c; file.GetOneCommand(c);) {
+            out.push_back(std::to_string(c.GetCmdCode()) + "@" + std::to_string(c.GetLineNo()) +
+                          " " + tree_text::Show(c.GetParaList()));
+        }
+        return out;
     }
 
     test_files::TempDir tmp_{"qx_read"};
@@ -71,20 +78,15 @@ class ScriptRead : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(ScriptRead, GathererFoldsCaseCommentsAndQuotes) {
+TEST_F(ScriptRead, GathererFoldsCaseCommentsAndQuotesAndStopsAtBoardInfo) {
     TScriptFileImpl& file = Open("s.txt", std::string(kUtf8Header) +
                                               ":CFG-SET:{A=Xy, B=\"KeEp \\\" Case\"};\n"
                                               "// :cfg-set:{Z=1};\n"
                                               ":cfg-set:{/* a block\n over two lines */A=1};\n"
                                               ":cfg-set:{C=a/b};\n");
     EXPECT_EQ("UTF-8", file.GetEncoding());
-    const auto cmds = ReadAll(file);
-    ASSERT_EQ(2u, cmds.size());
-    EXPECT_EQ(101ul, cmds[0].GetCmdCode());
-    EXPECT_EQ("'a'='xy','b'='KeEp \\\" Case'", tree_text::Show(cmds[0].GetParaList()));
-    EXPECT_EQ(2ul, cmds[0].GetLineNo());
-    EXPECT_EQ("'a'=1", tree_text::Show(cmds[1].GetParaList()));
-    EXPECT_EQ(5ul, cmds[1].GetLineNo());  // the line holding the ";"
+    // A command counts from the line holding its ";".
+    EXPECT_EQ((Texts{"101@2 'a'='xy','b'='KeEp \\\" Case'", "101@5 'a'=1"}), ReadAll(file));
     // A single slash stays in the text, where the parser refuses it.
     ASSERT_EQ(1u, file.GetCmdAnalyzedResult().size());
     EXPECT_EQ(6, file.GetCmdAnalyzedResult()[0].m_kind);
@@ -96,19 +98,26 @@ TEST_F(ScriptRead, GathererFoldsCaseCommentsAndQuotes) {
     std::vector<TScriptResult> results;
     EXPECT_EQ(0ul, slashQuote.GetMatchCommands({"{a=/\"x};"}, results));
     EXPECT_EQ(1u, results.size());
+
+    // The board information marker ends the commands, even inside quotes; a broken start of it,
+    // "//*NeBoardInf", is a comment.
+    EXPECT_EQ(Texts{"101@2 'a'=1"},
+              ReadAll(Open("b.txt", std::string(kUtf8Header) + ":cfg-set:{A=1};\n"
+                                                               ":cfg-set:{A=\"/*NeBoardInf\"};\n"
+                                                               ":cfg-set:{A=3};\n")));
+    EXPECT_EQ((Texts{"101@2 'a'=1", "101@4 'a'=2"}),
+              ReadAll(Open("c.txt", std::string(kUtf8Header) +
+                                        ":cfg-set:{A=1};\n//*NeBoardInf\n:cfg-set:{A=2};\n")));
 }
 
-TEST_F(ScriptRead, LineNumbersFailuresAndUnknownNames) {
+TEST_F(ScriptRead, LineNumbersFailuresUnknownNamesAndRejectingHooks) {
     TScriptFileImpl& file = Open("s.txt", std::string(kUtf8Header) +
                                               ":cfg-set:{A=1};\n"
                                               ":other-product:{A=1};\n"
                                               ":cfg-set:{A=1,};\n"
                                               ":cfg-add:{B=\n2,\nC=3};\n"
                                               ":cfg-set:{A=9}");  // no ";" at the end
-    const auto cmds = ReadAll(file);
-    ASSERT_EQ(2u, cmds.size());
-    EXPECT_EQ(102ul, cmds[1].GetCmdCode());
-    EXPECT_EQ(7ul, cmds[1].GetLineNo());
+    EXPECT_EQ((Texts{"101@2 'a'=1", "102@7 'b'=2,'c'=3"}), ReadAll(file));
     // The last text is gathered without its ";" and then refused by the parser.
     const auto errors = file.GetCmdAnalyzedResult();
     ASSERT_EQ(2u, errors.size());
@@ -116,48 +125,35 @@ TEST_F(ScriptRead, LineNumbersFailuresAndUnknownNames) {
     EXPECT_EQ(8, errors[1].m_kind);
     EXPECT_EQ("s.txt", errors[0].m_text);
     EXPECT_EQ(0x41017307ul, errors[0].m_value);
-
     EXPECT_EQ(4ul, file.GetCmdCount());  // the unparsable commands have known names
-}
 
-TEST_F(ScriptRead, BoardInfoMarkerEndsCommandsEvenInsideQuotes) {
-    TScriptFileImpl& file = Open("s.txt", std::string(kUtf8Header) +
-                                              ":cfg-set:{A=1};\n"
-                                              ":cfg-set:{A=\"/*NeBoardInf\"};\n"
-                                              ":cfg-set:{A=3};\n");
-    EXPECT_EQ(1u, ReadAll(file).size());
-
-    // A broken start of the marker does not count: "//*NeBoardInf" is a comment.
-    TScriptFileImpl& file2 =
-        Open("t.txt",
-             std::string(kUtf8Header) + ":cfg-set:{A=1};\n//*NeBoardInf\n" + ":cfg-set:{A=2};\n");
-    EXPECT_EQ(2u, ReadAll(file2).size());
-}
-
-TEST_F(ScriptRead, HooksRejectingCommandsAreRecorded) {
+    // A hook that rejects every command: each one is recorded too.
     g_rejectAll = true;
-    TScriptFileImpl& file =
-        Open("s.txt", std::string(kUtf8Header) + ":cfg-set:{A=1};\n:cfg-add:{A=1};\n");
-    EXPECT_TRUE(ReadAll(file).empty());
-    EXPECT_EQ(2u, file.GetCmdAnalyzedResult().size());
+    TScriptFileImpl& rejected =
+        Open("r.txt", std::string(kUtf8Header) + ":cfg-set:{A=1};\n:cfg-add:{A=1};\n");
+    EXPECT_TRUE(ReadAll(rejected).empty());
+    EXPECT_EQ(2u, rejected.GetCmdAnalyzedResult().size());
 }
 
+// The header's encoding line decides how the text is read; values come back as UTF-8. Without
+// one GBK is taken, until a file marks the idle optical NE: then ISO8859-1, for later files too.
 TEST_F(ScriptRead, EncodingsAreReadBackAsUtf8) {
-    const std::string utf8Value = "\xE4\xB8\xAD\xE6\x96\x87";  // two Chinese characters
-    std::string gbkValue;
-    ASSERT_TRUE(qxp::OrinCodeSetConvert("UTF-8", "GBK", utf8Value, gbkValue));
-    TScriptFileImpl& file =
-        Open("g.txt", "// encoding=\"GBK\"\n:cfg-set:{A=\"" + gbkValue + "\"};\n");
-    EXPECT_EQ("GBK", file.GetEncoding());
-    auto cmds = ReadAll(file);
-    ASSERT_EQ(1u, cmds.size());
-    EXPECT_EQ("\"" + utf8Value + "\"", "\"" + Value(cmds[0], 0) + "\"");
-
-    TScriptFileImpl& file2 =
-        Open("i.txt", "// encoding=\"ISO8859-1\"\n:cfg-set:{A=\"caf\xE9\"};\n");
-    cmds = ReadAll(file2);
-    ASSERT_EQ(1u, cmds.size());
-    EXPECT_EQ("caf\xC3\xA9", Value(cmds[0], 0));
+    QXConvertDataStorage::Instance()->SetScriptONELanEn(false);
+    const char* const rows[][3] = {
+        {"// encoding=\"GBK\"\n:cfg-set:{A=\"\xD6\xD0\xCE\xC4\"};\n", "GBK",
+         "101@2 'a'='\xE4\xB8\xAD\xE6\x96\x87'"},
+        {"// encoding=\"ISO8859-1\"\n:cfg-set:{A=\"caf\xE9\"};\n", "ISO8859-1",
+         "101@2 'a'='caf\xC3\xA9'"},
+        {":cfg-set:{A=1};\n", "GBK", "101@1 'a'=1"},
+        {"// Idle Optical NE\n:cfg-set:{A=1};\n", "ISO8859-1", "101@2 'a'=1"},
+        {":cfg-set:{A=1};\n", "ISO8859-1", "101@1 'a'=1"}};
+    int n = 0;
+    for (const auto& row : rows) {
+        TScriptFileImpl& file = Open("e" + std::to_string(n++) + ".txt", row[0]);
+        EXPECT_EQ(row[1], file.GetEncoding()) << row[0];
+        EXPECT_EQ(Texts{row[2]}, ReadAll(file)) << row[0];
+    }
+    QXConvertDataStorage::Instance()->SetScriptONELanEn(false);
 }
 
 TEST_F(ScriptRead, HeaderSlotFlagsAndVersionGrammars) {
@@ -176,22 +172,20 @@ TEST_F(ScriptRead, HeaderSlotFlagsAndVersionGrammars) {
     };
     for (const Case& c : cases) {
         TScriptFileImpl& file = Open("h.txt", kUtf8Header + c.head + ":cfg-set:{A=1};\n");
-        EXPECT_EQ(c.version, file.GetVersion()) << c.head;
         bool is11 = !c.is11, has = !c.has;
         FILE* f = std::fopen((dir_ + "/h.txt").c_str(), "rb");
         file.GetScriptPara(f, is11, has);
         std::fclose(f);
-        EXPECT_EQ(c.has, has) << c.head;
-        EXPECT_EQ(c.is11, is11) << c.head;
+        EXPECT_EQ(std::make_tuple(c.version, c.has, c.is11),
+                  std::make_tuple(file.GetVersion(), has, is11))
+            << c.head;
     }
 
     // The short grammar needs its twelfth character: at the very end of the 512 bytes the
     // newline is missing and the fallback 3.1.1.1 is taken.
-    std::string head = std::string(kUtf8Header);
     const std::string line = "// EMS version = Q5300V100R002C01";
-    head += std::string(512 - head.size() - line.size(), ' ') + line + "\n";
-    TScriptFileImpl& file = Open("e.txt", head);
-    EXPECT_EQ(0x03010101ul, file.GetVersion());
+    const std::string pad(512 - std::strlen(kUtf8Header) - line.size(), ' ');
+    EXPECT_EQ(0x03010101ul, Open("e.txt", kUtf8Header + pad + line + "\n").GetVersion());
 
     // The version is published to the running task.
     qxp::OrinGnlTask task;
@@ -202,20 +196,7 @@ TEST_F(ScriptRead, HeaderSlotFlagsAndVersionGrammars) {
     EXPECT_EQ(std::to_string(0x02070400), flag);
 }
 
-TEST_F(ScriptRead, EncodingFallbackAndIdleOpticalSwitch) {
-    QXConvertDataStorage::Instance()->SetScriptONELanEn(false);
-    TScriptFileImpl& plain = Open("p.txt", ":cfg-set:{A=1};\n");
-    EXPECT_EQ("GBK", plain.GetEncoding());
-
-    TScriptFileImpl& idle = Open("o.txt", "// Idle Optical NE\n:cfg-set:{A=1};\n");
-    EXPECT_EQ("ISO8859-1", idle.GetEncoding());
-
-    TScriptFileImpl& later = Open("p.txt");
-    EXPECT_EQ("ISO8859-1", later.GetEncoding());
-    QXConvertDataStorage::Instance()->SetScriptONELanEn(false);
-}
-
-TEST_F(ScriptRead, WholeFileAnalysisAndMatching) {
+TEST_F(ScriptRead, WholeFileAnalysisMatchingAndCursor) {
     TScriptFileImpl& file = Open("s.txt", std::string(kUtf8Header) +
                                               ":cfg-set:{A=1};\n"
                                               ":cfg-set:{A=};\n"
@@ -225,50 +206,40 @@ TEST_F(ScriptRead, WholeFileAnalysisAndMatching) {
     EXPECT_EQ(2ul, file.GetAllCommands(results));
     ASSERT_EQ(1u, results.size());
     EXPECT_EQ(3, results[0].m_kind);
-    TScriptCmd cmd;
-    ASSERT_TRUE(file.GetOneCommand(cmd));
-    EXPECT_EQ(101ul, cmd.GetCmdCode());
-    ASSERT_TRUE(file.GetOneCommand(cmd));
-    EXPECT_EQ(102ul, cmd.GetCmdCode());
-    EXPECT_FALSE(file.GetOneCommand(cmd));
+    EXPECT_EQ((std::vector<unsigned long>{101, 102}), RestCodes(file));
     EXPECT_TRUE(file.GoToFirstCommand());
 
-    TScriptFileImpl& upper = Open("s.txt");
+    // Names match case-sensitively, anywhere in the command's text.
     results.clear();
-    EXPECT_EQ(0ul, upper.GetMatchCommands({"CFG-SET"}, results));
-
-    TScriptFileImpl& lower = Open("s.txt");
+    EXPECT_EQ(0ul, Open("s.txt").GetMatchCommands({"CFG-SET"}, results));
     results.clear();
-    EXPECT_EQ(2ul, lower.GetMatchCommands({"cfg-set"}, results));  // also the one with it inside
+    EXPECT_EQ(2ul, Open("s.txt").GetMatchCommands({"cfg-set"}, results));
     EXPECT_EQ(1u, results.size());
-}
 
-TEST_F(ScriptRead, CursorPushBackAndRepeat) {
-    TScriptFileImpl& file =
-        Open("s.txt", std::string(kUtf8Header) + ":cfg-set:{A=1};\n:cfg-add:{A=2};\n");
+    // The cursor: repeat, push back, and a file without known commands.
+    TScriptFileImpl& two =
+        Open("c.txt", std::string(kUtf8Header) + ":cfg-set:{A=1};\n:cfg-add:{A=2};\n");
     TScriptCmd cmd;
-    EXPECT_FALSE(
-        file.GetOneCommand(cmd));  // nothing is loaded before the first command is asked for
-    ASSERT_TRUE(file.GoToFirstCommand());
+    // Nothing is loaded before the first command is asked for.
+    EXPECT_FALSE(two.GetOneCommand(cmd));
+    ASSERT_TRUE(two.GoToFirstCommand());
     unsigned long code = 0;
-    ASSERT_TRUE(file.GetCmdCodeOfCurrCmdAndCheck(code));
+    ASSERT_TRUE(two.GetCmdCodeOfCurrCmdAndCheck(code));
     EXPECT_EQ(101ul, code);
-    ASSERT_TRUE(file.RepeatGetOneCommand(cmd));
-    ASSERT_TRUE(file.GetOneCommand(cmd));
+    ASSERT_TRUE(two.RepeatGetOneCommand(cmd));
+    ASSERT_TRUE(two.GetOneCommand(cmd));
     EXPECT_EQ(101ul, cmd.GetCmdCode());
-    EXPECT_EQ(2ul, file.GetCurrentLineNO());
-    ASSERT_TRUE(file.GetOneCommand(cmd));
+    EXPECT_EQ(2ul, two.GetCurrentLineNO());
+    ASSERT_TRUE(two.GetOneCommand(cmd));
     EXPECT_EQ(102ul, cmd.GetCmdCode());
-    EXPECT_FALSE(file.GetOneCommand(cmd));
-    ASSERT_TRUE(file.PushOneCommand(cmd));
-    TScriptCmd again;
-    ASSERT_TRUE(file.GetOneCommand(again));
-    EXPECT_EQ(102ul, again.GetCmdCode());
-    EXPECT_EQ(3ul, file.GetCurrentLineNO());
+    EXPECT_FALSE(two.GetOneCommand(cmd));
+    ASSERT_TRUE(two.PushOneCommand(cmd));
+    EXPECT_EQ((std::vector<unsigned long>{102}), RestCodes(two));
+    EXPECT_EQ(3ul, two.GetCurrentLineNO());
 
     TScriptFileImpl& unknown = Open("u.txt", ":x:{A=1};\n");
     EXPECT_TRUE(unknown.GoToFirstCommand());
-    EXPECT_FALSE(unknown.GetOneCommand(cmd));
+    EXPECT_TRUE(RestCodes(unknown).empty());
 }
 
 TEST_F(ScriptRead, HostileFilesEndInFalseOrRecordedErrors) {
@@ -280,37 +251,32 @@ TEST_F(ScriptRead, HostileFilesEndInFalseOrRecordedErrors) {
     EXPECT_FALSE(file.GetOneCommand(cmd));
     EXPECT_EQ(0ul, file.GetCmdCount());
 
-    TScriptFileImpl& empty = Open("e.txt", "");
-    EXPECT_TRUE(ReadAll(empty).empty());
-
-    TScriptFileImpl& nul = Open("n.txt", std::string(5000, '\0'));
-    EXPECT_TRUE(ReadAll(nul).empty());
+    EXPECT_TRUE(ReadAll(Open("e.txt", "")).empty());
+    EXPECT_TRUE(ReadAll(Open("n.txt", std::string(5000, '\0'))).empty());
 
     // One command of 10 MB without ";" is refused for its length and recorded.
-    std::string huge = std::string(kUtf8Header) + ":cfg-set:{A=";
-    huge += std::string(10 * 1024 * 1024, 'x');
     qxp::TraceCapture traces;
-    TScriptFileImpl& big = Open("b.txt", huge);
+    TScriptFileImpl& big =
+        Open("b.txt", std::string(kUtf8Header) + ":cfg-set:{A=" + std::string(10 << 20, 'x'));
     EXPECT_TRUE(ReadAll(big).empty());
     ASSERT_EQ(1u, big.GetCmdAnalyzedResult().size());
     EXPECT_TRUE(traces.Contains("AnalyseOneCommandEx failed, input string is too long."));
 
     // Trailing blanks beyond the limit are trimmed, not counted: this text fails as a syntax
     // error (it has no ";"), not for its length.
-    const std::string padded =
-        std::string(kUtf8Header) + ":cfg-set:{A=1}" + std::string(200000, ' ');
     qxp::TraceCapture shortTraces;
-    TScriptFileImpl& blanks = Open("p.txt", padded);
+    TScriptFileImpl& blanks =
+        Open("p.txt", std::string(kUtf8Header) + ":cfg-set:{A=1}" + std::string(200000, ' '));
     EXPECT_TRUE(ReadAll(blanks).empty());
     EXPECT_EQ(1u, blanks.GetCmdAnalyzedResult().size());
     EXPECT_FALSE(shortTraces.Contains("too long"));
 }
 
 TEST_F(ScriptRead, NeIdFromFileNames) {
-    EXPECT_EQ(0x00090003ul, TScriptFileImpl::GetNEIDFromFileName("a/b/NE_9-3_cfg.txt"));
-    EXPECT_EQ(0ul, TScriptFileImpl::GetNEIDFromFileName("NE.txt"));
-    EXPECT_EQ(0ul, TScriptFileImpl::GetNEIDFromFileName("NE_x.txt"));
-    EXPECT_EQ(0ul, TScriptFileImpl::GetNEIDFromFileName("NE_x_y.txt"));
-    EXPECT_EQ(5ul, TScriptFileImpl::GetNEIDFromFileName("a\\NE_5_x.txt"));
-    EXPECT_EQ(0ul, TScriptFileImpl::GetNEIDFromFileName(nullptr));
+    std::vector<unsigned long> ids;
+    for (const char* name : {"a/b/NE_9-3_cfg.txt", "NE.txt", "NE_x.txt", "NE_x_y.txt",
+                             "a\\NE_5_x.txt", static_cast<const char*>(nullptr)}) {
+        ids.push_back(TScriptFileImpl::GetNEIDFromFileName(name));
+    }
+    EXPECT_EQ((std::vector<unsigned long>{0x00090003, 0, 0, 0, 5, 0}), ids);
 }

@@ -27,11 +27,33 @@ bool ValidVlan(int id) {
     return id >= 1 && id <= kMaxVlan;
 }
 
-TScriptCmd MakeVlan(int id, const std::string& name) {
+// Where a built command goes: the plug-in's own model reads it back in memory, a script file
+// gets it written.
+enum class Form { kModel, kScript };
+
+// Adds a text as one string value. The writer puts values out as they stand, so for a script
+// the text goes inside quotes, where the library escapes it: unquoted it would come back
+// lower-cased, and with "," or "&" in it would not parse at all. In memory it is escaped as it
+// is, and reading it back unescapes it.
+void AddText(TScriptCmd& cmd, const char* name, const std::string& text, Form form) {
+    if (form == Form::kScript) {
+        cmd.AddPara(name, ('"' + text + '"').c_str(), false, false);
+    } else {
+        cmd.AddPara(name, text.c_str(), true, false);
+    }
+}
+
+TScriptCmd MakeVlan(int id, const std::string& name, Form form) {
     TScriptCmd cmd(kCmdAddVlan);
     cmd.AddPara("vlanid", id, false, false, false);
-    // As one string: the name is escaped, so any character survives the script.
-    cmd.AddPara("name", name.c_str(), true, false);
+    AddText(cmd, "name", name, form);
+    return cmd;
+}
+
+TScriptCmd MakePortDesc(int port, const std::string& desc, Form form) {
+    TScriptCmd cmd(kCmdSetPortDesc);
+    cmd.AddPara("port", port, false, false, false);
+    AddText(cmd, "desc", desc, form);
     return cmd;
 }
 
@@ -54,7 +76,7 @@ unsigned long ImportAddVlan(TScriptCmd const& cmd, std::vector<TScriptCmd>& out)
     for (int id : ids) {
         if (!ValidVlan(id)) return kConvertBadValue;
     }
-    for (int id : ids) out.push_back(MakeVlan(id, name));
+    for (int id : ids) out.push_back(MakeVlan(id, name, Form::kModel));
     return kConvertOk;
 }
 
@@ -67,13 +89,13 @@ unsigned long ExportAddVlan(TScriptCmd const& cmd, std::vector<TScriptCmd>& out)
     if (!work.GetPara("name", name, false) || name.empty()) {
         name = "VLAN_" + std::to_string(id);
     }
-    out.push_back(MakeVlan(id, name));
+    out.push_back(MakeVlan(id, name, Form::kScript));
     return kConvertOk;
 }
 
 namespace {
 
-unsigned long ConvertPortDesc(TScriptCmd const& cmd, std::vector<TScriptCmd>& out) {
+unsigned long ConvertPortDesc(TScriptCmd const& cmd, Form form, std::vector<TScriptCmd>& out) {
     TScriptCmd work(cmd);
     int port = 0;
     CStdString desc;
@@ -81,21 +103,18 @@ unsigned long ConvertPortDesc(TScriptCmd const& cmd, std::vector<TScriptCmd>& ou
         return kConvertMissingPara;
     }
     if (port < 0) return kConvertBadValue;
-    TScriptCmd normalised(kCmdSetPortDesc);
-    normalised.AddPara("port", port, false, false, false);
-    normalised.AddPara("desc", desc.c_str(), true, false);
-    out.push_back(std::move(normalised));
+    out.push_back(MakePortDesc(port, desc, form));
     return kConvertOk;
 }
 
 }  // namespace
 
 unsigned long ImportSetPortDesc(TScriptCmd const& cmd, std::vector<TScriptCmd>& out) {
-    return ConvertPortDesc(cmd, out);
+    return ConvertPortDesc(cmd, Form::kModel, out);
 }
 
 unsigned long ExportSetPortDesc(TScriptCmd const& cmd, std::vector<TScriptCmd>& out) {
-    return ConvertPortDesc(cmd, out);
+    return ConvertPortDesc(cmd, Form::kScript, out);
 }
 
 ExampleVlanPlugin::ExampleVlanPlugin() {
@@ -182,12 +201,9 @@ QXSingleReturn ExampleVlanPlugin::ExportFunc(unsigned long, unsigned long, Scrip
             if (!file.WriteCommand(one)) writeFailed = true;
         }
     };
-    for (const auto& [id, name] : m_vlans) write(MakeVlan(id, name), ExportAddVlan);
+    for (const auto& [id, name] : m_vlans) write(MakeVlan(id, name, Form::kModel), ExportAddVlan);
     for (const auto& [port, desc] : m_portDescs) {
-        TScriptCmd cmd(kCmdSetPortDesc);
-        cmd.AddPara("port", port, false, false, false);
-        cmd.AddPara("desc", desc.c_str(), true, false);
-        write(cmd, ExportSetPortDesc);
+        write(MakePortDesc(port, desc, Form::kModel), ExportSetPortDesc);
     }
     if (writeFailed) {
         // The writer leaves its reason in the thread's error manager.

@@ -58,6 +58,7 @@ TScriptFileImpl::TScriptFileImpl(const TScriptFileImpl& other)
       m_cmdFilter(other.m_cmdFilter),
       m_allInList(other.m_allInList),
       m_errorResults(other.m_errorResults),
+      m_diagnostics(other.m_diagnostics),
       m_reader(new ScriptReadBuffer) {}
 
 TScriptFileImpl& TScriptFileImpl::operator=(const TScriptFileImpl& other) {
@@ -85,6 +86,7 @@ TScriptFileImpl& TScriptFileImpl::operator=(const TScriptFileImpl& other) {
     m_cmdFilter.swap(copy.m_cmdFilter);
     m_allInList = copy.m_allInList;
     m_errorResults.swap(copy.m_errorResults);
+    m_diagnostics = copy.m_diagnostics;
     m_reader->Reset();
     return *this;
 }

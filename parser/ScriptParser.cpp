@@ -60,6 +60,14 @@ int AnalyseOneCommandEx(const std::string& text, MMLCmdStruct& cmd) {
     return AnalyseOneCommand(text, cmd);
 }
 
+TParseResult AnalyseOneCommandDetailed(const std::string& text, MMLCmdStruct& cmd) {
+    // Placeholder until the parser reports positions: the status alone.
+    TParseResult result;
+    result.status = AnalyseOneCommandEx(text, cmd);
+    if (result.status != 0) result.reason = "syntax error";
+    return result;
+}
+
 void SetParserDebug(bool on) {
     qxp::LockGuard<qxp::Mutex> guard(ScriptParseLock);
     parser::SetParseTrace(on);

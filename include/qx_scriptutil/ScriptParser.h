@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
+#include <vector>
 
 #include "qx_scriptutil/TScriptCmd.h"
 
@@ -20,6 +22,30 @@ constexpr int kParseTooLong = 1090614023;  // 0x41017307
 QX_API int AnalyseOneCommand(const std::string& text, MMLCmdStruct& cmd);
 // As AnalyseOneCommand, but refuses texts longer than 131071 bytes with kParseTooLong.
 QX_API int AnalyseOneCommandEx(const std::string& text, MMLCmdStruct& cmd);
+
+// A value that the parser read differently from how it is written, so that a caller can tell
+// the user: an integer narrowed to 32 bits, or a backward range that reads as no values.
+struct TParseNote {
+    enum Kind { kNarrowedInteger, kBackwardRange };
+    Kind kind = kNarrowedInteger;
+    std::size_t offset = 0;  // byte offset of the value's text in the command text
+    std::size_t length = 0;  // bytes of the value's text
+    std::string message;     // for example "4294967296 does not fit 32 bits and reads as 0"
+};
+
+// What a detailed parse found: the status AnalyseOneCommandEx would return and, when it is not
+// 0, where and why the text stopped parsing.
+struct TParseResult {
+    int status = 0;          // 0, 1 (syntax error) or kParseTooLong
+    std::size_t offset = 0;  // on failure: byte offset of the first byte that could not be taken
+    std::string reason;      // on failure: for example "unexpected character '#'"
+    std::vector<TParseNote> notes;  // in text order, also after a failure
+    explicit operator bool() const { return status == 0; }
+};
+
+// As AnalyseOneCommandEx, with the same tree in cmd, but prints nothing to standard output and
+// says where and why a text does not parse. cmd belongs to the caller.
+QX_API TParseResult AnalyseOneCommandDetailed(const std::string& text, MMLCmdStruct& cmd);
 
 // Process-wide switch for the parser's trace of its states and reductions on standard output.
 QX_API void SetParserDebug(bool on);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "qx_scriptutil/ScriptDiagnostic.h"
 #include "qx_scriptutil/ScriptFile.h"
 #include "qx_scriptutil/ScriptResult.h"
 #include "qx_scriptutil/TScriptCmd.h"
@@ -76,6 +77,9 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     bool SetEncoding(const char* encoding);
 
     // Reading
+    // Where the reader reports what it finds while reading (not owned; nullptr for none). With
+    // a sink, failed commands are parsed without printing to standard output.
+    void SetDiagnosticSink(TScriptDiagnosticSink* sink) { m_diagnostics = sink; }
     bool OpenForRead(unsigned int scriptType, const char* directory, const char* fileName);
     bool FileToBegin();
     bool LoadNextCommandFromFile();
@@ -154,6 +158,7 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     bool m_allInList = true;
     std::vector<TScriptResult> m_errorResults;
 
+    TScriptDiagnosticSink* m_diagnostics = nullptr;
     std::unique_ptr<ScriptReadBuffer> m_reader;  // buffered input, reusable parse state
 };
 

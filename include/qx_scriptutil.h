@@ -22,6 +22,7 @@
 #include "qx_scriptutil/ScriptResult.h"
 #include "qx_scriptutil/ScriptSlotConvert.h"
 #include "qx_scriptutil/ScriptStaticData.h"
+#include "qx_scriptutil/SubNetInfo.h"
 #include "qx_scriptutil/TScriptCmd.h"
 #include "qx_scriptutil/TScriptFileImpl.h"
 #include "qx_scriptutil/Types.h"

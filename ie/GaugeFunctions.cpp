@@ -2,6 +2,9 @@
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
+#include <deque>
+#include <string>
+#include <utility>
 
 #include "qx_platform/Lock.h"
 #include "qx_platform/Progress.h"
@@ -11,9 +14,11 @@ namespace NSQX_script {
 
 namespace {
 
-// The counting state is guarded by g_countMutex, the last sent percent by g_sendMutex. The
-// sending step takes g_sendMutex and then g_countMutex (to store the sent value as current);
-// the counting functions release g_countMutex before sending, so the order never inverts.
+// The counting state is guarded by g_countMutex, the last sent percent and the reports waiting
+// to be delivered by g_sendMutex. The sending step takes g_sendMutex and then g_countMutex (to
+// store the sent value as current); the counting functions release g_countMutex before
+// sending, so the order never inverts. No lock is held while the progress manager runs: a
+// reporter may call back into the gauge, from its own thread or another.
 struct CountState {
     float segStart = 0;
     float current = 0;
@@ -28,15 +33,70 @@ CountState g_count;
 std::int8_t g_lastSent = -1;
 std::atomic<bool> g_cancelled{false};
 
+struct PendingReport {
+    OrinGnlTask* task;
+    int percent;
+    std::string detail;
+};
+// Reports decided but not yet delivered, in the order their values were decided; guarded by
+// g_sendMutex like g_delivering, which is set while some thread delivers them.
+std::deque<PendingReport> g_pending;
+bool g_delivering = false;
+
+// Holds g_sendMutex, and can let it go around a call; a lock that fails is skipped.
+class SendLock {
+  public:
+    SendLock() : locked_(g_sendMutex.acquire() == 0) {}
+    ~SendLock() {
+        if (locked_) g_sendMutex.release();
+    }
+    SendLock(const SendLock&) = delete;
+    SendLock& operator=(const SendLock&) = delete;
+    void Release() {
+        if (locked_) g_sendMutex.release();
+        locked_ = false;
+    }
+    void Acquire() { locked_ = g_sendMutex.acquire() == 0; }
+
+  private:
+    bool locked_;
+};
+
 std::int8_t TruncateToByte(float percent) {
     if (!(std::fabs(percent) < 2.0e9f)) return 0;
     return static_cast<std::int8_t>(static_cast<int>(percent));
 }
 
-void Report(OrinGnlTask* task, int percent, char const* detail) {
-    qxp::OrinProgressInfo info;
-    if (detail != nullptr) info.detail = detail;
-    qxp::OrinProgressMgr::Instance()->ReportProgress(task, task, percent, info);
+void Report(const PendingReport& report) noexcept {
+    try {
+        qxp::OrinProgressInfo info;
+        info.detail = report.detail;
+        qxp::OrinProgressMgr::Instance()->ReportProgress(report.task, report.task, report.percent,
+                                                         info);
+    } catch (...) {
+        // A reporter that throws loses its report; the gauge goes on.
+    }
+}
+
+// Queues a report under the held send lock and delivers the queue unless another call is
+// already doing so; that one (on this thread when a reporter calls back into the gauge) passes
+// this report on after its own, so reports keep the order of their values.
+void Deliver(SendLock& lock, OrinGnlTask* task, int percent, char const* detail) {
+    try {
+        g_pending.push_back(PendingReport{task, percent, detail != nullptr ? detail : ""});
+    } catch (...) {
+        return;  // out of memory: this report is lost, the gauge goes on
+    }
+    if (g_delivering) return;
+    g_delivering = true;
+    while (!g_pending.empty()) {
+        const PendingReport next = std::move(g_pending.front());
+        g_pending.pop_front();
+        lock.Release();
+        Report(next);
+        lock.Acquire();
+    }
+    g_delivering = false;
 }
 
 bool TaskCanceled(OrinGnlTask* task) {
@@ -88,14 +148,14 @@ unsigned long SendGuageAndGetCancelOperation(float percent, char const* detail) 
         g_cancelled = true;
         return 1;
     }
-    qxp::LockGuard<qxp::Mutex> send(g_sendMutex);
+    SendLock send;
     if (percent >= g_lastSent + 1) {
         g_lastSent = TruncateToByte(percent);
         {
             qxp::LockGuard<qxp::Mutex> count(g_countMutex);
             g_count.current = g_lastSent;
         }
-        Report(task, g_lastSent, detail);
+        Deliver(send, task, g_lastSent, detail);
     }
     return CancelledFlag();
 }
@@ -108,23 +168,22 @@ unsigned long SendMutiIncreaseGauge(OrinGnlTask* task, unsigned long n, char con
         g_cancelled = true;
         return 1;
     }
-    qxp::LockGuard<qxp::Mutex> send(g_sendMutex);
+    SendLock send;
     if (current >= g_lastSent + 1) {
         g_lastSent = TruncateToByte(current);
-        Report(task, g_lastSent, detail);
+        Deliver(send, task, g_lastSent, detail);
     }
     return CancelledFlag();
 }
 
 unsigned long SendDetail(char const* detail) {
-    qxp::LockGuard<qxp::Mutex> send(g_sendMutex);
-    // Before anything was sent there is no last value; 0 stands for it.
-    const int percent = g_lastSent < 0 ? 0 : g_lastSent;
+    SendLock send;
+    const int percent = g_lastSent;  // -1 while nothing was sent
     {
         qxp::LockGuard<qxp::Mutex> count(g_countMutex);
         g_count.current = static_cast<float>(percent);
     }
-    Report(qxp::OrinGetCurrentTask(), percent, detail);
+    Deliver(send, qxp::OrinGetCurrentTask(), percent, detail);
     return 1;
 }
 

@@ -159,10 +159,11 @@ TEST_F(IeGauge, SegmentsOpenOnlyWithinTheHundred) {
 }
 
 TEST_F(IeGauge, SendsOnlyOnAWholePercentStep) {
+    EXPECT_EQ(1ul, SendDetail("nothing sent yet"));  // the last sent value is still -1
     EXPECT_EQ(0ul, SendGuageAndGetCancelOperation(3.0f, "three"));
     SendGuageAndGetCancelOperation(3.7f, "no");
     SendGuageAndGetCancelOperation(4.2f, "four");
-    EXPECT_EQ("3 three|4 four", sent_);
+    EXPECT_EQ("-1 nothing sent yet|3 three|4 four", sent_);
 
     ResetGaugeData();
     sent_.clear();
@@ -176,6 +177,27 @@ TEST_F(IeGauge, SendsOnlyOnAWholePercentStep) {
     EXPECT_EQ(0ul, SendMutiIncreaseGauge(nullptr, 100, "null"));
     for (int i = 0; i < 10; ++i) SendMutiIncreaseGauge(&other, 1, "other");  // to 3.5
     EXPECT_EQ("3 other*", sent_);
+}
+
+// A reporter may call back into the gauge, from its own thread or from one it waits for; what
+// it sends is delivered after the report it is handling, so the values keep their order.
+TEST_F(IeGauge, ReporterMayCallBackIntoTheGauge) {
+    qxp::OrinProgressMgr::Instance()->SetReporter(
+        [this](OrinGnlTask*, int percent, const qxp::OrinProgressInfo& info) {
+            sent_ += (sent_.empty() ? "" : "|") + std::to_string(percent) + " " + info.detail;
+            if (info.detail == "three") {
+                SendDetail("same thread");
+                std::thread([this] {
+                    qxp::ScopedCurrentTask current(&task_);
+                    SendDetail("other thread");
+                }).join();
+                ResetTotalCount(10, 10);
+                SendIncreaseGauge(5, "counted");
+                SendMutiIncreaseGauge(&task_, 5, "muti");
+            }
+        });
+    EXPECT_EQ(0ul, SendGuageAndGetCancelOperation(3.0f, "three"));
+    EXPECT_EQ("3 three|3 same thread|3 other thread|8 counted|13 muti", sent_);
 }
 
 TEST_F(IeGauge, CancellationIsSeenAndKeptUntilReset) {

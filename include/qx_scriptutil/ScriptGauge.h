@@ -85,7 +85,11 @@ QX_API void GetImportPercent(double& step, double& net);
 // A second, independent gauge of process-wide free functions: a total count is split into
 // segments of the percentage range, and whole percents are reported to the calling thread's
 // task (or the given one) as items finish. Guarded by two process-wide mutexes, one for the
-// counting and one for the sending step. Functions returning a flag return 1 or 0.
+// counting and one for the sending step; neither is held while the progress manager runs, so a
+// reporter may call back into the gauge. Reports reach the progress manager in the order their
+// values were decided: a report decided while another is being delivered (by a reporter's call
+// back, or by another thread) is delivered right after it, by the thread delivering, and its
+// own call returns at once. Functions returning a flag return 1 or 0.
 
 // Opens a segment of span percent for total items, starting at the current percentage (0 again
 // once it reached 100). 1 when opened or when the arguments are ignored (zero span or total);
@@ -96,7 +100,8 @@ QX_API unsigned long SendIncreaseGauge(unsigned long n, char const* detail);
 QX_API unsigned long SendMutiIncreaseGauge(OrinGnlTask* task, unsigned long n, char const* detail);
 // Reports percent when it reached the next whole percent; 1 once the task is cancelled.
 QX_API unsigned long SendGuageAndGetCancelOperation(float percent, char const* detail);
-// Reports the last sent percent again with a new detail; returns 1.
+// Reports the last sent percent again with a new detail, and makes it the current percent;
+// before anything was sent that is -1. Returns 1.
 QX_API unsigned long SendDetail(char const* detail);
 // Back to the start: nothing sent, no segment, not cancelled.
 QX_API void ResetGaugeData();

@@ -76,17 +76,29 @@ std::vector<QXEnumPair> const* FindPairs(EnumMap const* map, bool loaded, unsign
 }  // namespace
 
 QXScriptEnumMgr* QXScriptEnumMgr::Instance() {
-    return qxp::DoubleCheckedInstance(m_pInstance, [] { return new QXScriptEnumMgr(); });
+    return qxp::DoubleCheckedInstance(m_pInstance, [] {
+        static QXScriptEnumMgr storage;
+        return &storage;
+    });
 }
 
 void QXScriptEnumMgr::Destroy() {
-    qxp::DoubleCheckedDestroy(m_pInstance);
+    qxp::WriteGuard guard(m_RWMutex);
+    DestroyLocked();
 }
 
-QXScriptEnumMgr::~QXScriptEnumMgr() {
-    // Release has freed a loaded map; what a failed Init left behind is unreachable now. The
-    // lock keeps lookups of other threads off the state while it is reset.
-    qxp::WriteGuard guard(m_RWMutex);
+bool QXScriptEnumMgr::HasInstance() {
+    return m_pInstance.load(std::memory_order_acquire) != nullptr;
+}
+
+// The write lock is taken before the static-object lock here as in Init, which may create the
+// configuration object's instance.
+void QXScriptEnumMgr::DestroyLocked() {
+    if (m_pInstance.load(std::memory_order_acquire) == nullptr) return;
+    qxp::LockGuard<qxp::RecursiveMutex> statics(qxp::StaticObjectLock());
+    QXScriptEnumMgr* instance = m_pInstance.exchange(nullptr, std::memory_order_acq_rel);
+    if (instance == nullptr) return;
+    std::vector<std::string>().swap(instance->m_loadedFiles);
     m_bLoaded = false;
     m_refCnt = 0;
     m_pEnumMap.reset();
@@ -133,19 +145,18 @@ unsigned long QXScriptEnumMgr::Init(char const* path) {
     }
 }
 
-// The last user frees the table but leaves the instance to Destroy(): another thread may hold
-// the pointer from Instance() and be on its way into Init, and a destructor run after that
-// Init would also throw away the table it just loaded for its caller. The last user also drops
-// what a failed Init left behind, as destroying the instance did, so that it cannot turn up in
-// the table of the next Init.
+// The count is tested and the instance destroyed under the write lock that Init takes, so a
+// thread entering Init through a pointer it got from Instance() just before either comes first
+// and keeps the table, or finds the instance emptied and loads afresh into it.
 void QXScriptEnumMgr::Release() {
     qxp::WriteGuard guard(m_RWMutex);
     if (m_refCnt != 0) --m_refCnt;
-    if (m_refCnt == 0) {
+    if (m_refCnt == 0 && m_bLoaded) {
         m_pEnumMap.reset();
         m_bLoaded = false;
         m_loadedFiles.clear();
     }
+    if (m_refCnt == 0) DestroyLocked();
 }
 
 int QXScriptEnumMgr::ValueS2C(long& code, std::string const& name, unsigned long cmdId,

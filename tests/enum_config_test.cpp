@@ -103,12 +103,14 @@ TEST_F(EnumConfig, RepeatedFileIsCountedButNotParsedAgain) {
         Mgr()->Release();
         EXPECT_EQ(QXScriptEnumMgr::IsLoaded(), left != 0) << left;
         EXPECT_EQ(QXScriptEnumMgr::GetRefCount(), left);
+        EXPECT_EQ(QXScriptEnumMgr::HasInstance(), left != 0) << left;
     }
     EXPECT_EQ(Table(), "not loaded");
 }
 
 TEST_F(EnumConfig, DefaultFileFromThePackagePathAndScopedUser) {
     qxp::SetAppRootPath(test_files::DataDir("enum/root/"));
+    QXScriptEnumMgr* const kept = Mgr();
     {
         QXScriptEnumDataMgr user(nullptr);
         EXPECT_EQ(user.GetResult(), 0u);
@@ -118,8 +120,29 @@ TEST_F(EnumConfig, DefaultFileFromThePackagePathAndScopedUser) {
         long code = 0;
         EXPECT_EQ(ValueS2C(code, std::string("ENABLE"), 1, std::string("SWITCH"), 0), 1);
     }
+    // The second Release frees the table and destroys the instance.
     EXPECT_FALSE(QXScriptEnumMgr::IsLoaded());
     EXPECT_EQ(QXScriptEnumMgr::GetRefCount(), 0);
+    EXPECT_FALSE(QXScriptEnumMgr::HasInstance());
+    EXPECT_EQ(Table(), "not loaded");
+
+    // A pointer got before stays usable, as a thread on its way into Init holds it; the
+    // instance it loads into is the fresh one, with no file remembered.
+    EXPECT_EQ(kept->Init(nullptr), 0u);
+    EXPECT_EQ(QXScriptEnumMgr::GetRefCount(), 1);
+    EXPECT_EQ(Mgr(), kept);
+    kept->Release();
+    // A Release without a user also destroys the instance; Destroy() empties a loaded one.
+    Mgr()->Release();
+    EXPECT_FALSE(QXScriptEnumMgr::HasInstance());
+    ASSERT_EQ(Mgr()->Init(nullptr), 0u);
+    QXScriptEnumMgr::Destroy();
+    EXPECT_FALSE(QXScriptEnumMgr::HasInstance());
+    EXPECT_FALSE(QXScriptEnumMgr::IsLoaded());
+    EXPECT_EQ(QXScriptEnumMgr::GetRefCount(), 0);
+    EXPECT_EQ(Table(), "not loaded");
+    ASSERT_EQ(Mgr()->Init(nullptr), 0u);  // parsed again: the file list went with it
+    EXPECT_EQ(QXScriptEnumMgr::GetRefCount(), 1);
 }
 
 TEST_F(EnumConfig, RefCountIsOneByteAndWraps) {

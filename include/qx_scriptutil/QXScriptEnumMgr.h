@@ -17,9 +17,12 @@ namespace NSQX_script {
 // the host under command ID 0 ("encoding"/"curscriptencoding", "slotversion"/"curslotversion",
 // "bExportScriptToRestoreNEdata"/"curbExportScriptToRestoreNEdata"; 1 by default).
 // Ownership: the class owns the map and the singleton instance, which owns the list of loaded
-// files. Locking: m_RWMutex (built at library load) guards the map, m_bLoaded, m_refCnt and the
-// file list; Init and Release hold it for writing, the lookups for reading. Instance() and
-// Destroy() run under the host's static-object lock.
+// files. The instance lives in static storage: Destroy() empties it (no table, not loaded, count
+// 0, no files) and clears m_pInstance, and the next Instance() hands it out again, so a pointer
+// another thread got from Instance() never dangles. Locking: m_RWMutex (built at library load)
+// guards the map, m_bLoaded, m_refCnt and the file list; Init, Release and Destroy hold it for
+// writing, the lookups for reading. Instance() and Destroy() take the host's static-object lock,
+// always after m_RWMutex where both are held.
 class QX_API QXScriptEnumMgr {
   public:
     static QXScriptEnumMgr* Instance();
@@ -29,8 +32,8 @@ class QX_API QXScriptEnumMgr {
     // "script_enum.xml"). 0 on success and for a file loaded before, 0xFFFFFFFF on failure.
     // Every successful Init is matched by one Release.
     unsigned long Init(char const* path);
-    // Drops one user; the last one frees the table. The instance stays until Destroy(): another
-    // thread may hold the pointer from Instance() on its way into Init.
+    // Drops one user; when none is left (or there was none) it frees the table and destroys
+    // the instance, as Destroy() does.
     void Release();
 
     // 1 on success, 0 on failure (not loaded, no entry for the key, no such name or code).
@@ -49,14 +52,17 @@ class QX_API QXScriptEnumMgr {
     static std::uint8_t GetRefCount();
     // Copies the table (loaded or not); false when there is none.
     static bool CopyEnumMap(EnumMap& out);
+    // True between the Instance() that made the instance and the Destroy() or last Release.
+    static bool HasInstance();
 
     QXScriptEnumMgr(QXScriptEnumMgr const&) = delete;
     QXScriptEnumMgr& operator=(QXScriptEnumMgr const&) = delete;
 
   private:
     QXScriptEnumMgr() = default;
-    ~QXScriptEnumMgr();
-    friend void qxp::DoubleCheckedDestroy<QXScriptEnumMgr>(std::atomic<QXScriptEnumMgr*>&);
+    ~QXScriptEnumMgr() = default;
+    // Destroy() for a caller that holds m_RWMutex for writing.
+    static void DestroyLocked();
 
     static std::atomic<QXScriptEnumMgr*> m_pInstance;
     static std::unique_ptr<EnumMap> m_pEnumMap;

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 
 namespace NSQX_script {
 
@@ -30,11 +31,11 @@ std::uint16_t FallbackId() {
 
 }  // namespace
 
-std::uint16_t NewResultBatchId() {
+unsigned short NewResultBatchId() {
     unsigned char bytes[2] = {0, 0};
     if (RAND_status() == 1 && RAND_bytes(bytes, sizeof bytes) == 1) {
         t_lastWasStrong = true;
-        return static_cast<std::uint16_t>((bytes[0] << 8) | bytes[1]);
+        return static_cast<unsigned short>((bytes[0] << 8) | bytes[1]);
     }
     t_lastWasStrong = false;
     return FallbackId();

@@ -28,4 +28,12 @@ class QX_API QXScriptErrMgr : public TScriptManagementResult {
     static qxp::Mutex m_mutex;
 };
 
+// A 16-bit random number with which a task tags the results of one run that it collects in its
+// thread's error manager (for example as the value of its TScriptResult records), so that the
+// reports of overlapping runs can be told apart. The library draws none itself: the manager has
+// no run boundary, only its tasks know where a run starts. Not a secret and not unique: two runs
+// may draw the same number. Drawn from the crypto library's generator when it reports itself
+// seeded; otherwise from the clock, a counter and the calling thread. Thread-safe.
+QX_API unsigned short NewResultBatchId();
+
 }  // namespace NSQX_script

@@ -290,6 +290,16 @@ void AppendIPv6(std::string& out, const std::uint8_t* bytes) {
     }
 }
 
+void AppendSubnet(std::string& out, const SubNetInfo& subnet) {
+    if (subnet.m_family == SubnetFamily::kIPv6) {
+        AppendIPv6(out, subnet.m_address.data());
+    } else {
+        AppendIPv4(out, subnet.m_address.data());
+    }
+    out.push_back('/');
+    AppendDecimal(out, subnet.m_prefixLength);
+}
+
 }  // namespace
 
 bool SubNetInfo::operator==(const SubNetInfo& other) const {
@@ -330,13 +340,7 @@ bool ParseSubnet(std::string_view text, std::vector<SubNetInfo>& out, SubnetErro
 std::string FormatSubnet(const SubNetInfo& subnet) {
     std::string out;
     out.reserve(48);
-    if (subnet.m_family == SubnetFamily::kIPv6) {
-        AppendIPv6(out, subnet.m_address.data());
-    } else {
-        AppendIPv4(out, subnet.m_address.data());
-    }
-    out.push_back('/');
-    AppendDecimal(out, subnet.m_prefixLength);
+    AppendSubnet(out, subnet);
     return out;
 }
 
@@ -345,7 +349,7 @@ std::string FormatSubnet(const std::vector<SubNetInfo>& subnets) {
     out.reserve(subnets.size() * 20);
     for (std::size_t i = 0; i < subnets.size(); ++i) {
         if (i > 0) out.push_back('&');
-        out += FormatSubnet(subnets[i]);
+        AppendSubnet(out, subnets[i]);
     }
     return out;
 }

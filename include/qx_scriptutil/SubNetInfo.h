@@ -56,7 +56,8 @@ QX_API bool ParseSubnet(std::string_view text, std::vector<SubNetInfo>& out,
 // The canonical text of a subnet: IPv4 as "10.1.0.0/16", IPv6 in the form of RFC 5952
 // ("2001:db8::/32": lower case, no leading zeros, the longest run of two or more zero groups
 // compressed, the first of equal runs; an IPv4-mapped address as "::ffff:10.1.2.3/128").
-// ParseSubnet reads it back to the same SubNetInfo.
+// Of a subnet ParseSubnet made, ParseSubnet reads it back to the same SubNetInfo; of one
+// filled by hand, only the family, the address and the prefix length are written.
 QX_API std::string FormatSubnet(const SubNetInfo& subnet);
 
 // The items' canonical texts joined by "&".

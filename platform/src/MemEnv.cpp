@@ -3,10 +3,10 @@
 #include <cstring>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 
 #include "qx_platform/Env.h"
+#include "qx_platform/Lock.h"
 
 namespace qxp {
 
@@ -15,8 +15,8 @@ namespace {
 // One file's bytes, shared by the environment and the files opened on it, so that a file
 // stays readable after it is deleted or the environment goes, as on POSIX.
 struct FileState {
-    std::mutex mutex;
-    std::string data;
+    Mutex mutex;
+    std::string data QXP_GUARDED_BY(mutex);
 };
 
 class MemReadableFile final : public ReadableFile {
@@ -24,7 +24,7 @@ class MemReadableFile final : public ReadableFile {
     explicit MemReadableFile(std::shared_ptr<FileState> state) : state_(std::move(state)) {}
 
     Status Read(char* buf, std::size_t n, std::size_t* got) override {
-        std::lock_guard<std::mutex> lock(state_->mutex);
+        LockGuard<Mutex> lock(state_->mutex);
         const std::size_t left = state_->data.size() - std::min(pos_, state_->data.size());
         *got = std::min(n, left);
         std::memcpy(buf, state_->data.data() + pos_, *got);
@@ -49,7 +49,7 @@ class MemWritableFile final : public WritableFile {
 
     Status Append(const char* data, std::size_t n) override {
         if (closed_) return Status::Error(EBADF, path_ + ": file is closed");
-        std::lock_guard<std::mutex> lock(state_->mutex);
+        LockGuard<Mutex> lock(state_->mutex);
         state_->data.append(data, n);
         return Status::OK();
     }
@@ -71,7 +71,7 @@ class MemEnv final : public Env {
   public:
     Status NewReadableFile(const std::string& path, std::unique_ptr<ReadableFile>* file) override {
         file->reset();
-        std::lock_guard<std::mutex> lock(mutex_);
+        LockGuard<Mutex> lock(mutex_);
         const auto it = files_.find(path);
         if (it == files_.end()) return Status::FromErrno(ENOENT, path);
         file->reset(new MemReadableFile(it->second));
@@ -81,7 +81,7 @@ class MemEnv final : public Env {
     Status NewWritableFile(const std::string& path, WriteMode mode,
                            std::unique_ptr<WritableFile>* file) override {
         file->reset();
-        std::lock_guard<std::mutex> lock(mutex_);
+        LockGuard<Mutex> lock(mutex_);
         if (dirs_.count(path) != 0) return Status::FromErrno(EISDIR, path);
         std::shared_ptr<FileState>& state = files_[path];
         if (!state || mode == WriteMode::kTruncate) {
@@ -93,12 +93,12 @@ class MemEnv final : public Env {
     }
 
     Status DeleteFile(const std::string& path) override {
-        std::lock_guard<std::mutex> lock(mutex_);
+        LockGuard<Mutex> lock(mutex_);
         return files_.erase(path) != 0 ? Status::OK() : Status::FromErrno(ENOENT, path);
     }
 
     Status RenameFile(const std::string& from, const std::string& to) override {
-        std::lock_guard<std::mutex> lock(mutex_);
+        LockGuard<Mutex> lock(mutex_);
         const auto it = files_.find(from);
         if (it == files_.end()) return Status::FromErrno(ENOENT, from);
         std::shared_ptr<FileState> state = it->second;
@@ -109,7 +109,7 @@ class MemEnv final : public Env {
 
     Status MakeDir(const std::string& path) override {
         if (path.empty()) return Status::FromErrno(ENOENT, path);
-        std::lock_guard<std::mutex> lock(mutex_);
+        LockGuard<Mutex> lock(mutex_);
         for (std::size_t pos = path.find('/', 1);; pos = path.find('/', pos + 1)) {
             const std::string part = path.substr(0, pos);
             if (files_.count(part) != 0) return Status::FromErrno(ENOTDIR, part);
@@ -120,19 +120,19 @@ class MemEnv final : public Env {
     }
 
     bool FileExists(const std::string& path) override {
-        std::lock_guard<std::mutex> lock(mutex_);
+        LockGuard<Mutex> lock(mutex_);
         return files_.count(path) != 0 || dirs_.count(path) != 0;
     }
 
     bool IsDirectory(const std::string& path) override {
-        std::lock_guard<std::mutex> lock(mutex_);
+        LockGuard<Mutex> lock(mutex_);
         return dirs_.count(path) != 0;
     }
 
   private:
-    std::mutex mutex_;
-    std::map<std::string, std::shared_ptr<FileState>> files_;
-    std::set<std::string> dirs_;
+    Mutex mutex_;
+    std::map<std::string, std::shared_ptr<FileState>> files_ QXP_GUARDED_BY(mutex_);
+    std::set<std::string> dirs_ QXP_GUARDED_BY(mutex_);
 };
 
 }  // namespace

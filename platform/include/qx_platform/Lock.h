@@ -3,20 +3,21 @@
 #include <memory>
 
 #include "qx_platform/Export.h"
+#include "qx_platform/ThreadAnnotations.h"
 
 namespace qxp {
 
 // Thread locks of the host, over ACE. A lock that cannot be taken does not stop the caller:
 // the guards below record the failure in errno, run unlocked and skip the release.
 
-class QXP_API Mutex {
+class QXP_CAPABILITY("mutex") QXP_API Mutex {
   public:
     Mutex();
     ~Mutex();
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
-    int acquire();  // 0 on success, -1 with errno set
-    int release();
+    int acquire() QXP_ACQUIRE();  // 0 on success, -1 with errno set
+    int release() QXP_RELEASE();
 
   private:
     struct Impl;
@@ -27,14 +28,14 @@ class RecursiveMutex;
 QXP_API RecursiveMutex& StaticObjectLock();
 
 // Recursive mutex: the same thread may take it again.
-class QXP_API RecursiveMutex {
+class QXP_CAPABILITY("mutex") QXP_API RecursiveMutex {
   public:
     RecursiveMutex();
     ~RecursiveMutex();
     RecursiveMutex(const RecursiveMutex&) = delete;
     RecursiveMutex& operator=(const RecursiveMutex&) = delete;
-    int acquire();
-    int release();
+    int acquire() QXP_ACQUIRE();
+    int release() QXP_RELEASE();
 
   private:
     friend RecursiveMutex& StaticObjectLock();
@@ -42,26 +43,30 @@ class QXP_API RecursiveMutex {
     std::unique_ptr<Impl> impl_;
 };
 
-class QXP_API RWMutex {
+class QXP_CAPABILITY("mutex") QXP_API RWMutex {
   public:
     RWMutex();
     ~RWMutex();
     RWMutex(const RWMutex&) = delete;
     RWMutex& operator=(const RWMutex&) = delete;
-    int acquire_read();
-    int acquire_write();
-    int release();
+    int acquire_read() QXP_ACQUIRE_SHARED();
+    int acquire_write() QXP_ACQUIRE();
+    int release() QXP_RELEASE_GENERIC();
 
   private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };
 
+// The analysis takes a guard's lock as held even when it could not be taken, since the caller
+// goes on either way.
 template <class M>
-class LockGuard {
+class QXP_SCOPED_CAPABILITY LockGuard {
   public:
-    explicit LockGuard(M& m) : m_(m), locked_(m.acquire() == 0) {}
-    ~LockGuard() {
+    explicit LockGuard(M& m) QXP_ACQUIRE(m) QXP_NO_THREAD_SAFETY_ANALYSIS
+        : m_(m),
+          locked_(m.acquire() == 0) {}
+    ~LockGuard() QXP_RELEASE() QXP_NO_THREAD_SAFETY_ANALYSIS {
         if (locked_) m_.release();
     }
     LockGuard(const LockGuard&) = delete;
@@ -73,10 +78,12 @@ class LockGuard {
     bool locked_;
 };
 
-class ReadGuard {
+class QXP_SCOPED_CAPABILITY ReadGuard {
   public:
-    explicit ReadGuard(RWMutex& m) : m_(m), locked_(m.acquire_read() == 0) {}
-    ~ReadGuard() {
+    explicit ReadGuard(RWMutex& m) QXP_ACQUIRE_SHARED(m) QXP_NO_THREAD_SAFETY_ANALYSIS
+        : m_(m),
+          locked_(m.acquire_read() == 0) {}
+    ~ReadGuard() QXP_RELEASE() QXP_NO_THREAD_SAFETY_ANALYSIS {
         if (locked_) m_.release();
     }
     ReadGuard(const ReadGuard&) = delete;
@@ -88,10 +95,12 @@ class ReadGuard {
     bool locked_;
 };
 
-class WriteGuard {
+class QXP_SCOPED_CAPABILITY WriteGuard {
   public:
-    explicit WriteGuard(RWMutex& m) : m_(m), locked_(m.acquire_write() == 0) {}
-    ~WriteGuard() {
+    explicit WriteGuard(RWMutex& m) QXP_ACQUIRE(m) QXP_NO_THREAD_SAFETY_ANALYSIS
+        : m_(m),
+          locked_(m.acquire_write() == 0) {}
+    ~WriteGuard() QXP_RELEASE() QXP_NO_THREAD_SAFETY_ANALYSIS {
         if (locked_) m_.release();
     }
     WriteGuard(const WriteGuard&) = delete;

@@ -1,7 +1,6 @@
 #include "enum/ScriptXMLParser.h"
 
 #include <cstring>
-#include <exception>
 
 #include "qx_platform/Xml.h"
 
@@ -26,38 +25,24 @@ std::string AttrText(char const** attrs, char const* name) {
 
 }  // namespace
 
-ScriptXMLParser::~ScriptXMLParser() {
-    if (m_parser != nullptr) XML_ParserFree(m_parser);
-}
-
 bool ScriptXMLParser::Create() {
-    m_parser = XML_ParserCreate_MM(nullptr, nullptr, nullptr);
-    if (m_parser == nullptr) return false;
-    XML_SetElementHandler(m_parser, &ScriptXMLParser::OnStart, &ScriptXMLParser::OnEnd);
-    XML_SetXmlDeclHandler(m_parser, &ScriptXMLParser::OnXmlDecl);
-    XML_SetUserData(m_parser, this);
-    return true;
+    return m_parser.Create(this);
 }
 
 bool ScriptXMLParser::ParseStream(std::FILE* stream, char const* fileName) {
     bool ok = true;
+    char buffer[kReadSize];
     while (!std::feof(stream)) {
-        void* buffer = XML_GetBuffer(m_parser, kReadSize);
-        if (buffer == nullptr) throw std::bad_alloc();
         const std::size_t got = std::fread(buffer, 1, kReadSize, stream);
         // The final flag goes only with an empty read: a last short read that already reached
         // the end leaves an unclosed element unreported.
-        const XML_Status status =
-            XML_ParseBuffer(m_parser, static_cast<int>(got), got == 0 ? XML_TRUE : XML_FALSE);
-        if (m_handlerError) std::rethrow_exception(m_handlerError);
-        if (status == XML_STATUS_ERROR) {
-            char const* text = XML_ErrorString(XML_GetErrorCode(m_parser));
+        if (!m_parser.Feed(buffer, got, got == 0)) {
+            char const* text = m_parser.ErrorText();
             if (fileName != nullptr && fileName[0] != '\0') {
                 std::printf("Parse error in file %s, at line %d:\n%s\n", fileName,
-                            static_cast<int>(XML_GetCurrentLineNumber(m_parser)),
-                            text != nullptr ? text : "");
+                            static_cast<int>(m_parser.ErrorLine()), text);
             } else {
-                std::printf("Parse error:\n%s\n", text != nullptr ? text : "");
+                std::printf("Parse error:\n%s\n", text);
             }
             std::fflush(stdout);
             ok = false;
@@ -67,29 +52,7 @@ bool ScriptXMLParser::ParseStream(std::FILE* stream, char const* fileName) {
     return ok;
 }
 
-void XMLCALL ScriptXMLParser::OnStart(void* self, XML_Char const* name, XML_Char const** attrs) {
-    auto* parser = static_cast<ScriptXMLParser*>(self);
-    try {
-        parser->Start(name, attrs);
-    } catch (...) {
-        parser->m_handlerError = std::current_exception();
-        XML_StopParser(parser->m_parser, XML_FALSE);
-    }
-}
-
-void XMLCALL ScriptXMLParser::OnEnd(void* self, XML_Char const* name) {
-    auto* parser = static_cast<ScriptXMLParser*>(self);
-    try {
-        parser->End(name);
-    } catch (...) {
-        parser->m_handlerError = std::current_exception();
-        XML_StopParser(parser->m_parser, XML_FALSE);
-    }
-}
-
-void XMLCALL ScriptXMLParser::OnXmlDecl(void*, XML_Char const*, XML_Char const*, int) {}
-
-void ScriptXMLParser::Start(char const* name, char const** attrs) {
+void ScriptXMLParser::OnStart(char const* name, char const** attrs) {
     if (std::strcmp(name, "Cmd") == 0) {
         m_cmdName = AttrText(attrs, "name");
         m_cmdId = static_cast<std::uint32_t>(AttrInt32(attrs, "cmdid"));
@@ -103,7 +66,7 @@ void ScriptXMLParser::Start(char const* name, char const** attrs) {
     }
 }
 
-void ScriptXMLParser::End(char const* name) {
+void ScriptXMLParser::OnEnd(char const* name) {
     if (std::strcmp(name, "Value") == 0) {
         m_pairs.emplace_back(m_valueNum, m_valueName);
         m_valueNum = 0;

@@ -1,43 +1,37 @@
 #pragma once
 
-#include <expat.h>
-
 #include <cstdint>
 #include <cstdio>
-#include <exception>
 #include <string>
 #include <vector>
 
+#include "qx_platform/XmlStream.h"
 #include "qx_scriptutil/EnumMap.h"
 
 namespace NSQX_script {
 
-// Reads "script_enum.xml" with expat into an enumeration map: each "Para" of type "enum"
-// becomes one entry (plain insert, duplicates kept). Owns its expat parser; confined to the
-// thread of QXScriptEnumMgr::Init, which holds the manager's write lock over the destination.
-class ScriptXMLParser {
+// Reads "script_enum.xml" into an enumeration map as the platform's XML stream parser goes:
+// each "Para" of type "enum" becomes one entry (plain insert, duplicates kept). Owns its
+// parser; confined to the thread of QXScriptEnumMgr::Init, which holds the manager's write
+// lock over the destination.
+class ScriptXMLParser : private qxp::XmlStreamHandler {
   public:
     explicit ScriptXMLParser(EnumMap* dest) : m_pDest(dest) {}
-    ~ScriptXMLParser();
     ScriptXMLParser(ScriptXMLParser const&) = delete;
     ScriptXMLParser& operator=(ScriptXMLParser const&) = delete;
 
-    // Creates the expat parser with the handlers installed; false when expat cannot make one.
+    // Creates the parser with the handlers installed; false when it cannot be made.
     bool Create();
     // Feeds the stream in 256-byte reads. On a parse error prints the message to standard
     // output and returns false; entries inserted before the error stay. Throws what a handler
-    // threw (after expat has been stopped), so that no exception crosses expat's frames.
+    // threw, once the XML parser has stopped.
     bool ParseStream(std::FILE* stream, char const* fileName);
 
   private:
-    static void XMLCALL OnStart(void* self, XML_Char const* name, XML_Char const** attrs);
-    static void XMLCALL OnEnd(void* self, XML_Char const* name);
-    static void XMLCALL OnXmlDecl(void* self, XML_Char const* version, XML_Char const* encoding,
-                                  int standalone);
-    void Start(char const* name, char const** attrs);
-    void End(char const* name);
+    void OnStart(char const* name, char const** attrs) override;
+    void OnEnd(char const* name) override;
 
-    XML_Parser m_parser = nullptr;
+    qxp::XmlStreamParser m_parser;
 
     std::string m_cmdName;  // kept, not part of the key
     std::uint64_t m_cmdId = 0;
@@ -49,8 +43,6 @@ class ScriptXMLParser {
     QXEnumMapKey m_key;
     std::vector<QXEnumPair> m_pairs;
     EnumMap* m_pDest;
-
-    std::exception_ptr m_handlerError;
 };
 
 }  // namespace NSQX_script

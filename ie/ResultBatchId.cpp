@@ -1,11 +1,12 @@
 #include "ie/ResultBatchId.h"
 
-#include <openssl/rand.h>
 #include <pthread.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+
+#include "qx_platform/Random.h"
 
 namespace NSQX_script {
 
@@ -33,7 +34,7 @@ std::uint16_t FallbackId() {
 
 unsigned short NewResultBatchId() {
     unsigned char bytes[2] = {0, 0};
-    if (RAND_status() == 1 && RAND_bytes(bytes, sizeof bytes) == 1) {
+    if (qxp::RandomBytes(bytes, sizeof bytes)) {
         t_lastWasStrong = true;
         return static_cast<unsigned short>((bytes[0] << 8) | bytes[1]);
     }

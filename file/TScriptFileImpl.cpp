@@ -1,24 +1,28 @@
 #include "qx_scriptutil/TScriptFileImpl.h"
 
 #include <algorithm>
+#include <map>
 
+#include "file/CommandLocator.h"
 #include "file/ScriptReader.h"
 #include "qx_platform/Files.h"
 #include "qx_platform/Strings.h"
 #include "qx_platform/Task.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
+#include "qx_scriptutil/Escaping.h"
 #include "qx_scriptutil/PostAnalyse.h"
 #include "qx_scriptutil/QXConvertDataStorage.h"
 #include "qx_scriptutil/ScriptGauge.h"
 #include "qx_scriptutil/ScriptParser.h"
-#include "qx_scriptutil/Escaping.h"
+#include "qx_scriptutil/ScriptStaticData.h"
 #include "slot/CommandSlotConvert.h"
 
 namespace NSQX_script {
 namespace {
 
 constexpr unsigned long kCommandFailed = 0x41017307;
+constexpr char kNeParaCommand[] = "cfg-nepara";
 
 bool SlotConversionWanted(unsigned long neId) {
     return neId == 0 || QXConvertDataStorage::Instance()->IsNEINDEVMap(neId);
@@ -143,10 +147,7 @@ bool TScriptFileImpl::OpenForRead(unsigned int scriptType, const char* directory
         return false;
     }
 
-    GetScriptPara(m_stream, m_slotFlag11, m_hasSlotFlag);
-    ReadScriptVersion();
-    std::fseek(m_stream, 0, SEEK_SET);
-    m_reader->Reset();
+    ReadHeader();
 
     if (qxp::OrinGnlTask* task = qxp::OrinGetCurrentTask()) {
         task->GetContext()->SetFlag("Script_Version", qxp::QXUInt2Str(m_scriptVersion));
@@ -155,13 +156,26 @@ bool TScriptFileImpl::OpenForRead(unsigned int scriptType, const char* directory
     return m_stream != nullptr;
 }
 
-bool TScriptFileImpl::AnalyseText(const std::string& text, unsigned long lineNo, bool& failed) {
+bool TScriptFileImpl::AnalyseText(const std::string& text, unsigned long lineNo, bool& failed,
+                                  bool gathered) {
     ScriptReadBuffer& r = *m_reader;
     failed = false;
-    if (AnalyseOneCommandEx(text, r.parsed) != 0 || !PostAnalyseOneCommand(r.parsed)) {
+    if (m_diagnostics != nullptr) {
+        // The detailed parse prints nothing and says where a text stops parsing.
+        const TParseResult result = AnalyseOneCommandDetailed(text, r.parsed);
+        const bool rejected = result.status == 0 && !PostAnalyseOneCommand(r.parsed);
+        if (result.status != 0 || rejected || !result.notes.empty()) {
+            ReportCommand(text, lineNo, result, rejected, gathered);
+        }
+        if (result.status != 0 || rejected) {
+            failed = true;
+            return false;
+        }
+    } else if (AnalyseOneCommandEx(text, r.parsed) != 0 || !PostAnalyseOneCommand(r.parsed)) {
         failed = true;
         return false;
     }
+    if (r.parsed.cmdName == kNeParaCommand) AddToDeviceMap(r.parsed);
     unsigned long code = 0;
     if (!CmdNameConvert::GetCorrespondCmdID(r.parsed.cmdName.c_str(), code)) return false;
     if (!m_cmdFilter.empty() &&
@@ -175,6 +189,69 @@ bool TScriptFileImpl::AnalyseText(const std::string& text, unsigned long lineNo,
     cmd.SetLineNo(lineNo);
     if (m_slotConvertWanted) ConvertCommandSlots(cmd);
     return true;
+}
+
+// Cold path: runs only for a command that failed or carries a note, while a sink listens.
+void TScriptFileImpl::ReportCommand(const std::string& text, unsigned long lineNo,
+                                    const TParseResult& result, bool rejected, bool gathered) {
+    ScriptReadBuffer& r = *m_reader;
+    auto report = [&](TScriptDiagnostic d, TScriptDiagnostic::Severity severity,
+                      const std::string& reason) {
+        d.severity = severity;
+        d.reason = reason;
+        m_diagnostics->Report(d);
+    };
+    if (!gathered) {
+        // A text handed in by the caller: only its line is known.
+        TScriptDiagnostic d;
+        d.line = lineNo;
+        for (const TParseNote& note : result.notes)
+            report(d, TScriptDiagnostic::kWarning, note.message);
+        if (result.status != 0) report(d, TScriptDiagnostic::kError, result.reason);
+        if (rejected) report(d, TScriptDiagnostic::kError, "command rejected after parsing");
+        return;
+    }
+    const CommandLocator locator(r.span, m_encoding,
+                                 std::string_view(r.data.get() + r.pos, r.end - r.pos));
+    for (const TParseNote& note : result.notes) {
+        report(locator.AtText(note.offset, text, r.overlong), TScriptDiagnostic::kWarning,
+               note.message);
+    }
+    if (result.status != 0) {
+        // A quote that ran over a line break took the following commands with it: the quote is
+        // the fault, not where the parser stopped.
+        if (locator.OpenQuote() != std::string::npos) {
+            report(locator.AtSpan(locator.OpenQuote()), TScriptDiagnostic::kError,
+                   "unterminated quote");
+        } else {
+            report(locator.AtText(result.offset, text, r.overlong), TScriptDiagnostic::kError,
+                   result.reason);
+        }
+    } else if (rejected) {
+        report(locator.AtText(0, text, r.overlong), TScriptDiagnostic::kError,
+               "command rejected after parsing");
+    }
+}
+
+void TScriptFileImpl::RecordOpenComment(std::vector<TScriptResult>& results) {
+    ScriptReadBuffer& r = *m_reader;
+    if (!r.openComment) return;
+    r.openComment = false;
+    RecordFailure(r.commentLine, results);
+    if (m_diagnostics != nullptr) {
+        r.comment.severity = TScriptDiagnostic::kError;
+        m_diagnostics->Report(r.comment);
+    }
+}
+
+// A script declares its NEs before their commands: once the file's own NE is declared, the
+// commands after it convert their slots.
+void TScriptFileImpl::AddToDeviceMap(const MMLCmdStruct& cmd) {
+    std::map<unsigned long, unsigned long> entry;
+    if (!ScriptDataMgr::AddDevMapEntry(cmd, entry)) return;
+    QXConvertDataStorage* store = QXConvertDataStorage::Instance();
+    for (const auto& [neId, device] : entry) store->AddDevMapEntry(neId, device);
+    if (!m_slotConvertWanted) m_slotConvertWanted = SlotConversionWanted(m_currNEID);
 }
 
 void TScriptFileImpl::RecordFailure(unsigned long lineNo, std::vector<TScriptResult>& results) {
@@ -192,9 +269,12 @@ bool TScriptFileImpl::LoadNextCommandFromFile() {
     m_currCmd = m_cmdList.end();
     for (;;) {
         const unsigned long line = GatherCommandText();
-        if (line == 0) return false;
+        if (line == 0) {
+            RecordOpenComment(m_errorResults);
+            return false;
+        }
         bool failed = false;
-        if (!AnalyseText(r.text, line, failed)) {
+        if (!AnalyseText(r.text, line, failed, true)) {
             if (failed) RecordFailure(line, m_errorResults);
             continue;
         }
@@ -241,7 +321,7 @@ bool TScriptFileImpl::PushOneCommand(TScriptCmd cmd) {
 
 bool TScriptFileImpl::GoToFirstCommand() {
     if (!m_allInList) {
-        FileToBegin();
+        if (!FileToBegin()) return false;
         LoadNextCommandFromFile();
         return true;
     }
@@ -250,7 +330,7 @@ bool TScriptFileImpl::GoToFirstCommand() {
 }
 
 unsigned long TScriptFileImpl::GetCmdCount() {
-    FileToBegin();
+    if (!FileToBegin()) return 0;
     unsigned long count = 0;
     std::string name;
     while (GatherCommandText() != 0) {
@@ -304,9 +384,13 @@ void TScriptFileImpl::SendDescription(const char* text) {
 
 void TScriptFileImpl::PostAndAnalyseOneCommand(CStdString text, int lineNo,
                                                std::vector<TScriptResult>& results) {
+    AnalyseInto(text, static_cast<unsigned long>(lineNo), results, false);
+}
+
+void TScriptFileImpl::AnalyseInto(const std::string& text, unsigned long line,
+                                  std::vector<TScriptResult>& results, bool gathered) {
     bool failed = false;
-    const unsigned long line = static_cast<unsigned long>(lineNo);
-    if (AnalyseText(text, line, failed)) {
+    if (AnalyseText(text, line, failed, gathered)) {
         m_cmdList.emplace_back(std::move(m_reader->spare));
         ++m_cmdCount;
         return;
@@ -326,7 +410,10 @@ unsigned long TScriptFileImpl::LoadAll(const std::list<CStdString>* names,
                                        std::vector<TScriptResult>& results) {
     for (;;) {
         const unsigned long line = GatherCommandText();
-        if (line == 0) break;
+        if (line == 0) {
+            RecordOpenComment(results);
+            break;
+        }
         const std::string& text = m_reader->text;
         if (names != nullptr) {
             const bool match = std::any_of(names->begin(), names->end(), [&](const CStdString& n) {
@@ -334,7 +421,7 @@ unsigned long TScriptFileImpl::LoadAll(const std::list<CStdString>* names,
             });
             if (!match) continue;
         }
-        PostAndAnalyseOneCommand(CStdString(text), static_cast<int>(line), results);
+        AnalyseInto(text, line, results, true);
     }
     m_gatherState = 0;
     m_currCmd = m_cmdList.begin();

@@ -18,8 +18,6 @@ using NSQX_script::TScriptFileImpl;
 
 namespace {
 
-constexpr std::size_t kExcerptLength = 60;
-
 struct Title {
     const char* text;
     unsigned int type;
@@ -41,20 +39,22 @@ constexpr Title kTitles[] = {
 
 }  // namespace
 
-bool ScriptSource::Open(const std::string& path, std::string& error) {
-    if (!CheckReadableFile(path, error)) return false;
-    m_path = path;
+bool ScriptSource::Open(const ScriptInput& input, std::string& error) {
+    m_input = &input;
+    m_log = std::make_unique<FindingLog>();
     m_file = std::make_unique<TScriptFileImpl>(NSQX_script::kNeConfigScript);
-    if (!m_file->OpenForRead(NSQX_script::kNeConfigScript, nullptr, path.c_str())) {
+    m_file->SetDiagnosticSink(m_log.get());
+    if (!m_file->OpenForRead(NSQX_script::kNeConfigScript, nullptr, input.Path().c_str())) {
         const int err = qxp::OrinGetLastError();
-        error = path + ": " + (err != 0 ? SystemError(err) : std::string("cannot be opened"));
+        error =
+            input.Name() + ": " + (err != 0 ? SystemError(err) : std::string("cannot be opened"));
         return false;
     }
     return true;
 }
 
 unsigned long ScriptSource::ForEach(const std::function<bool(TScriptCmd&)>& visit) {
-    ProgressBar bar(m_path);
+    ProgressBar bar(m_input->Path());
     unsigned long count = 0;
     TScriptCmd cmd;
     m_file->GoToFirstCommand();
@@ -74,23 +74,67 @@ std::vector<unsigned long> ScriptSource::FailedLines() const {
     return lines;
 }
 
-std::vector<std::string> ScriptSource::HeaderLines() const {
-    std::vector<std::string> lines;
-    std::ifstream in(m_path, std::ios::binary);
-    std::string line;
-    while (lines.size() < 16 && std::getline(in, line) && line.rfind("//", 0) == 0) {
-        std::string text = line.substr(2);
-        text.erase(0, text.find_first_not_of(' '));
-        while (!text.empty() && (text.back() == ' ' || text.back() == '\r')) text.pop_back();
-        lines.push_back(text);
+std::vector<Finding> ScriptSource::HeaderFindings() const {
+    std::vector<Finding> out;
+    if (!m_input->GivenEncoding().empty() || !m_input->DeclaredEncoding().empty()) return out;
+    const std::string readAs = "the file is read as " + Encoding();
+    for (const ScriptInput::Line& line : m_input->UnrecognisedEncodingLines()) {
+        out.push_back({Finding::kHeaderWarning, line.number, 0,
+                       "encoding line not recognised, " + readAs +
+                           " (the reader takes // encoding=\"UTF-8\", \"GBK\" or \"ISO8859-1\" "
+                           "within the first 1024 bytes; or give --input-encoding)",
+                       line.text});
     }
-    return lines;
+    if (out.empty()) {
+        out.push_back({Finding::kHeaderWarning, 0, 0,
+                       "no encoding line in the header, " + readAs + " (give --input-encoding)",
+                       std::string()});
+    }
+    return out;
+}
+
+std::vector<Finding> ScriptSource::Findings(std::size_t maxInvalid) const {
+    std::vector<Finding> out = HeaderFindings();
+    const bool headerGuessed = !out.empty();
+    bool readerErrors = false;
+    for (Finding f : m_log->Items()) {
+        if (headerGuessed && f.kind != Finding::kError &&
+            f.reason.find("encoding") != std::string::npos) {
+            continue;  // said above, with the remedy
+        }
+        if (f.line == 1 && m_input->Shift() != 0) {
+            f.lineText.erase(0, std::min(m_input->Shift(), f.lineText.size()));
+            f.column = f.column > m_input->Shift() ? f.column - m_input->Shift() : 0;
+        }
+        readerErrors = readerErrors || f.kind == Finding::kError;
+        out.push_back(std::move(f));
+    }
+    const std::vector<unsigned long> failed = FailedLines();
+    const std::vector<unsigned long> invalid =
+        InvalidLines(m_input->Path(), Encoding(), maxInvalid);
+    std::vector<unsigned long> wanted = invalid;
+    if (!readerErrors) wanted.insert(wanted.end(), failed.begin(), failed.end());
+    std::sort(wanted.begin(), wanted.end());
+    const auto texts = LineTexts(m_input->Path(), m_input->Shift(), Encoding(), wanted);
+    if (!readerErrors) {
+        // A reader that does not say why: the line of the ";" at least.
+        for (unsigned long line : failed) {
+            out.push_back({Finding::kError, line, 0, "cannot parse command", texts.at(line)});
+        }
+    }
+    for (unsigned long line : invalid) {
+        out.push_back(
+            {Finding::kError, line, 0, "text is not valid " + Encoding(), texts.at(line)});
+    }
+    std::stable_sort(out.begin(), out.end(),
+                     [](const Finding& a, const Finding& b) { return a.line < b.line; });
+    return out;
 }
 
 unsigned int ScriptSource::HeaderScriptType() const {
-    for (const std::string& text : HeaderLines()) {
+    for (const ScriptInput::Line& line : m_input->HeaderLines()) {
         for (const Title& t : kTitles) {
-            if (text == t.text) return t.type;
+            if (line.text == t.text) return t.type;
         }
     }
     return 0;
@@ -98,8 +142,8 @@ unsigned int ScriptSource::HeaderScriptType() const {
 
 std::string ScriptSource::HeaderEmsVersion() const {
     static const std::string kPrefix = "EMS version = ";
-    for (const std::string& text : HeaderLines()) {
-        if (text.rfind(kPrefix, 0) == 0) return text.substr(kPrefix.size());
+    for (const ScriptInput::Line& line : m_input->HeaderLines()) {
+        if (line.text.rfind(kPrefix, 0) == 0) return line.text.substr(kPrefix.size());
     }
     return std::string();
 }
@@ -121,34 +165,23 @@ std::vector<unsigned long> InvalidLines(const std::string& path, const std::stri
     return lines;
 }
 
-std::map<unsigned long, std::string> Excerpts(const std::string& path, const std::string& encoding,
-                                              const std::vector<unsigned long>& lines) {
+std::map<unsigned long, std::string> LineTexts(const std::string& path, std::size_t shift,
+                                               const std::string& encoding,
+                                               const std::vector<unsigned long>& lines) {
     std::map<unsigned long, std::string> out;
     const std::set<unsigned long> wanted(lines.begin(), lines.end());
     if (wanted.empty()) return out;
-    // A command's line is the one with its ";" (or the end of the file): the excerpt is the
-    // last line up to there that holds something.
     std::ifstream in(path, std::ios::binary);
     std::string line;
     std::string last;
     auto next = wanted.begin();
     for (unsigned long lineNo = 1; next != wanted.end(); ++lineNo) {
         const bool more = static_cast<bool>(std::getline(in, line));
+        if (more && lineNo == 1) line.erase(0, std::min(shift, line.size()));
         if (more && line.find_first_not_of(" \t\r") != std::string::npos) last = line;
         if (more && lineNo < *next) continue;
         std::string text;
-        if (!qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", last, text)) {
-            text.clear();  // raw bytes would garble the terminal; keep the ASCII
-            for (char c : last) text += static_cast<unsigned char>(c) < 0x80 ? c : '?';
-        }
-        std::replace(text.begin(), text.end(), '\t', ' ');
-        text.erase(0, text.find_first_not_of(" \r"));
-        while (!text.empty() && (text.back() == ' ' || text.back() == '\r')) text.pop_back();
-        if (text.size() > kExcerptLength) {
-            std::size_t cut = kExcerptLength;
-            while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80) --cut;
-            text = text.substr(0, cut) + "...";
-        }
+        if (!qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", last, text)) text = last;
         for (; next != wanted.end() && (*next <= lineNo || !more); ++next) out[*next] = text;
     }
     return out;

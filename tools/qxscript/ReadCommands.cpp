@@ -7,6 +7,7 @@
 #include "Commands.h"
 #include "ConfigRoot.h"
 #include "Output.h"
+#include "ProgressBar.h"
 #include "ScriptSource.h"
 
 namespace qxscript {
@@ -128,6 +129,7 @@ int RunDump(const CommonOptions& common, const DumpOptions& opts) {
     }
     const bool json = opts.format == "json";
     FILE* out = Output::Stream();
+    ProgressBar::AvoidTerminal(out);
     std::string text;
     bool written = true;
     source.ForEach([&](NSQX_script::TScriptCmd& cmd) {

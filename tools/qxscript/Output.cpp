@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 
 namespace qxscript {
 
@@ -50,6 +51,12 @@ bool Output::Flush() {
     errno = 0;
     if (std::fflush(out) == 0 && !std::ferror(out)) return true;
     if (g_lastError == 0) g_lastError = errno != 0 ? errno : EIO;
+    return false;
+}
+
+bool Output::FlushOrSay() {
+    if (Flush()) return true;
+    Error(std::string("cannot write to standard output: ") + std::strerror(LastError()));
     return false;
 }
 

@@ -21,6 +21,8 @@ class Output {
     static bool Write(FILE* out, const std::string& text);
     // Flushes the tool's stream; false when writing failed (a closed pipe, a full disk).
     static bool Flush();
+    // Flush(), and on failure a message naming the cause; false then.
+    static bool FlushOrSay();
     // The system error of the failed write that Flush() found (EIO when none is known).
     static int LastError();
 };

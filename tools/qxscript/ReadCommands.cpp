@@ -31,11 +31,6 @@ bool ReportUnknown(const std::string& name, std::size_t& seen, FILE* out) {
     return any;
 }
 
-int StdoutFailed() {
-    Error("cannot write to standard output: " + SystemError(Output::LastError()));
-    return kExitUsage;
-}
-
 }  // namespace
 
 FindingCounts ReportFindings(const ScriptSource& source, FILE* out) {
@@ -113,7 +108,7 @@ int RunCheck(const CommonOptions& common, const CheckOptions& opts) {
             Output::Write(out, summary + "\n");
         }
     }
-    if (!Output::Flush()) return StdoutFailed();
+    if (!Output::FlushOrSay()) return kExitUsage;
     if (unreadable) return kExitUsage;
     return findings ? kExitFindings : kExitOk;
 }
@@ -144,7 +139,11 @@ int RunDump(const CommonOptions& common, const DumpOptions& opts) {
         written = Output::Write(out, text);
         return written;
     });
-    if (!written || !Output::Flush()) return StdoutFailed();
+    if (!written) {
+        Error("cannot write to standard output: " + SystemError(Output::LastError()));
+        return kExitUsage;
+    }
+    if (!Output::FlushOrSay()) return kExitUsage;
     std::size_t unknownSeen = 0;
     const bool unknown = ReportUnknown(input.Name(), unknownSeen, stderr);
     const bool failed = !source.FailedLines().empty();

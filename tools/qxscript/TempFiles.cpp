@@ -10,16 +10,22 @@ namespace qxscript {
 
 namespace {
 
-constexpr int kSlots = 8;
+constexpr int kSlots = 64;
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 // A slot is in use while its first byte is not NUL; the handler reads nothing else.
 char g_paths[kSlots][PATH_MAX];
+bool g_directory[kSlots];
 volatile sig_atomic_t g_installed = 0;
 
 extern "C" void RemoveAndRaise(int sig) {
-    for (auto& path : g_paths) {
-        if (path[0] != '\0') unlink(path);
+    for (int i = kSlots - 1; i >= 0; --i) {
+        if (g_paths[i][0] == '\0') continue;
+        if (g_directory[i]) {
+            rmdir(g_paths[i]);
+        } else {
+            unlink(g_paths[i]);
+        }
     }
     signal(sig, SIG_DFL);  // the default action gives the caller the usual status
     raise(sig);
@@ -52,18 +58,18 @@ void Blocked(Fill fill) {
 
 }  // namespace
 
-bool TempFiles::Add(const std::string& path) {
+bool TempFiles::Add(const std::string& path, bool directory) {
     Install();
     if (path.empty() || path.size() >= PATH_MAX) return false;
     bool added = false;
     Blocked([&] {
-        for (auto& slot : g_paths) {
-            if (slot[0] == '\0') {
-                std::memcpy(slot, path.c_str(), path.size() + 1);
-                added = true;
-                return;
-            }
-        }
+        // After the last slot in use, so that removal in reverse order meets contents first.
+        int free = kSlots;
+        while (free > 0 && g_paths[free - 1][0] == '\0') --free;
+        if (free == kSlots) return;
+        g_directory[free] = directory;
+        std::memcpy(g_paths[free], path.c_str(), path.size() + 1);
+        added = true;
     });
     return added;
 }

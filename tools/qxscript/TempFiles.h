@@ -4,14 +4,16 @@
 
 namespace qxscript {
 
-// The temporary files the tool has made and not yet renamed or removed. On SIGINT, SIGTERM,
-// SIGHUP and SIGQUIT they are unlinked before the signal takes its usual course, so that an
-// interrupted run leaves nothing behind. Holds a fixed number of paths in static storage,
-// because the handler may touch nothing else; used from the main thread only.
+// The temporary files and directories the tool has made and not yet renamed or removed. On
+// SIGINT, SIGTERM, SIGHUP and SIGQUIT they are removed, the latest first, before the signal
+// takes its usual course, so that an interrupted run leaves nothing behind. Holds a fixed
+// number of paths in static storage, because the handler may touch nothing else; used from
+// the main thread only.
 class TempFiles {
   public:
-    // Installs the handlers (once) and remembers path; false when the table is full.
-    static bool Add(const std::string& path);
+    // Installs the handlers (once) and remembers path, a file or link, or an empty directory
+    // whose contents are added after it; false when the table is full.
+    static bool Add(const std::string& path, bool directory = false);
     // Forgets path (after it was renamed or removed).
     static void Forget(const std::string& path);
 };

@@ -109,7 +109,7 @@ int main(int argc, char** argv) {
     CheckOptions check;
     CLI::App* checkCmd =
         app.add_subcommand("check", "Read scripts and report every command that cannot be parsed");
-    checkCmd->add_option("FILE", check.files, "Script files")->required();
+    checkCmd->add_option("FILE", check.files, "Script files (- for standard input)")->required();
     AddCommonOptions(*checkCmd, common);
     checkCmd->footer(
         std::string(
@@ -125,7 +125,7 @@ int main(int argc, char** argv) {
     DumpOptions dump;
     CLI::App* dumpCmd =
         app.add_subcommand("dump", "Show every command with its name, code, line and parameters");
-    dumpCmd->add_option("FILE", dump.file, "Script file")->required();
+    dumpCmd->add_option("FILE", dump.file, "Script file (- for standard input)")->required();
     AddCommonOptions(*dumpCmd, common);
     dumpCmd->add_option("--format", dump.format, "text or json (one object per line)")
         ->check(CLI::IsMember({"text", "json"}));
@@ -143,7 +143,7 @@ int main(int argc, char** argv) {
     FmtOptions fmt;
     CLI::App* fmtCmd = app.add_subcommand(
         "fmt", "Rewrite a script through the library's writer, converting its encoding");
-    fmtCmd->add_option("FILE", fmt.file, "Script file")->required();
+    fmtCmd->add_option("FILE", fmt.file, "Script file (- for standard input)")->required();
     AddCommonOptions(*fmtCmd, common);
     auto* outOpt =
         fmtCmd->add_option("-o,--output", fmt.output, "Output file (default: standard output)");
@@ -179,7 +179,7 @@ int main(int argc, char** argv) {
     SlotsOptions slots;
     CLI::App* slotsCmd = app.add_subcommand(
         "slots", "Convert the slot numbers of a script between numbering schemes");
-    slotsCmd->add_option("FILE", slots.file, "Script file")->required();
+    slotsCmd->add_option("FILE", slots.file, "Script file (- for standard input)")->required();
     AddCommonOptions(*slotsCmd, common);
     slotsCmd->add_option("--config", slots.config, "Slot conversion table (slotcovert_cmd_cfg.xml)")
         ->required();

@@ -80,9 +80,22 @@ void FindingLog::Report(const NSQX_script::TScriptDiagnostic& d) {
 }
 
 std::string EscapeForTerminal(const std::string& text, bool keepTabs) {
-    std::string out;
-    out.reserve(text.size());
-    for (std::size_t i = 0; i < text.size();) out += ShowCharacter(text, i, keepTabs).text;
+    // Most texts are printable ASCII and go out as they are.
+    const auto plain = [keepTabs](char ch) {
+        const unsigned char c = static_cast<unsigned char>(ch);
+        return (c >= 0x20 && c < 0x7F) || (keepTabs && c == '\t');
+    };
+    std::size_t i = 0;
+    while (i < text.size() && plain(text[i])) ++i;
+    if (i == text.size()) return text;
+    std::string out(text, 0, i);
+    while (i < text.size()) {
+        if (plain(text[i])) {
+            out += text[i++];
+        } else {
+            out += ShowCharacter(text, i, keepTabs).text;
+        }
+    }
     return out;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <set>
 
@@ -153,15 +154,35 @@ std::vector<unsigned long> InvalidLines(const std::string& path, const std::stri
     std::vector<unsigned long> lines;
     if (encoding == "ISO8859-1") return lines;  // every byte is a character
     std::ifstream in(path, std::ios::binary);
-    std::string line;
+    std::vector<char> block(1 << 20);
+    std::string line;  // a line that holds a byte beyond ASCII, gathered across blocks
     std::string converted;
-    for (unsigned long lineNo = 1; lines.size() < limit && std::getline(in, line); ++lineNo) {
-        const bool ascii = std::all_of(line.begin(), line.end(),
-                                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-        if (!ascii && !qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", line, converted)) {
+    bool wide = false;  // the current line holds such a byte
+    unsigned long lineNo = 1;
+    auto finishLine = [&] {
+        if (wide && !qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", line, converted)) {
             lines.push_back(lineNo);
         }
+        line.clear();
+        wide = false;
+    };
+    while (lines.size() < limit && in) {
+        in.read(block.data(), static_cast<std::streamsize>(block.size()));
+        const char* p = block.data();
+        const char* const end = p + in.gcount();
+        while (p < end && lines.size() < limit) {
+            const char* nl = static_cast<const char*>(std::memchr(p, '\n', end - p));
+            const char* stop = nl != nullptr ? nl : end;
+            // Only lines with a byte beyond ASCII are kept and converted.
+            if (!wide) wide = std::any_of(p, stop, [](char c) { return c & 0x80; });
+            if (wide) line.append(p, stop);
+            if (nl == nullptr) break;
+            finishLine();
+            ++lineNo;
+            p = nl + 1;
+        }
     }
+    if (lines.size() < limit) finishLine();
     return lines;
 }
 

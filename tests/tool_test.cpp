@@ -504,12 +504,13 @@ TEST_F(ToolTest, AnInterruptedRewriteLeavesNothingBehind) {
     const std::string fifo = tmp_ / "fifo";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const std::string script = Example("scripts/ne_config.txt");
-    for (int sig : {SIGINT, SIGTERM}) {
+    for (int sig : {SIGINT, SIGTERM, SIGPIPE}) {
         const pid_t pid = fork();
         ASSERT_GE(pid, 0);
         if (pid == 0) {
             setenv("TMPDIR", dir_.c_str(), 1);
             signal(SIGINT, SIG_DFL);
+            signal(SIGPIPE, SIG_DFL);
             const int null = open("/dev/null", O_RDWR);
             dup2(null, STDOUT_FILENO);
             dup2(null, STDERR_FILENO);

@@ -11,7 +11,7 @@ namespace qxscript {
 namespace {
 
 constexpr int kSlots = 64;
-constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
 
 // A slot is in use while its first byte is not NUL; the handler reads nothing else.
 char g_paths[kSlots][PATH_MAX];
@@ -45,7 +45,7 @@ void Install() {
     }
 }
 
-// Runs fill with all four signals blocked, so that the handler never sees half a path.
+// Runs fill with the signals blocked, so that the handler never sees half a path.
 template <class Fill>
 void Blocked(Fill fill) {
     sigset_t all, old;

@@ -5,10 +5,10 @@
 namespace qxscript {
 
 // The temporary files and directories the tool has made and not yet renamed or removed. On
-// SIGINT, SIGTERM, SIGHUP and SIGQUIT they are removed, the latest first, before the signal
-// takes its usual course, so that an interrupted run leaves nothing behind. Holds a fixed
-// number of paths in static storage, because the handler may touch nothing else; used from
-// the main thread only.
+// SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGPIPE (a reader that went away) they are removed, the
+// latest first, before the signal takes its usual course, so that an interrupted run leaves nothing
+// behind. Holds a fixed number of paths in static storage, because the handler may touch nothing
+// else; used from the main thread only.
 class TempFiles {
   public:
     // Installs the handlers (once) and remembers path, a file or link, or an empty directory

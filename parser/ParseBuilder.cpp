@@ -93,10 +93,17 @@ bool ParseBuilder::RangeSize(std::int64_t from, std::int64_t to, const char* s, 
     return Spend(count, s);
 }
 
+bool ParseBuilder::SpendStored(std::size_t count) {
+    const std::size_t spent = rangeSpent_;
+    rangeSpent_ = 0;
+    return Spend(count > spent ? count - spent : 0);
+}
+
 bool ParseBuilder::Range(std::vector<Pending>& list, std::int64_t from, std::int64_t to,
                          const char* s, const char* e) try {
     std::size_t count = 0;
     if (!RangeSize(from, to, s, e, count)) return false;
+    if (&list == &values_) rangeSpent_ += count;
     const std::int64_t first = static_cast<std::int32_t>(from);
     list.reserve(list.size() + count);
     for (std::int64_t i = first; i < first + static_cast<std::int64_t>(count); ++i)
@@ -215,7 +222,7 @@ MMLParaStruct& ParseBuilder::AppendParameter() {
 
 bool ParseBuilder::EndParameter() try {
     const std::size_t count = values_.size();
-    if (!Spend(names_.size() * std::max<std::size_t>(count, 1))) return false;
+    if (!SpendStored(names_.size() * std::max<std::size_t>(count, 1))) return false;
     for (const Pending& name : names_) {
         MMLParaStruct& para = AppendParameter();
         Build(para.name, name);
@@ -280,6 +287,7 @@ bool ParseBuilder::ValueRangeDirect(std::int64_t from, std::int64_t to, const ch
     std::size_t count = 0;
     if (!RangeSize(from, to, s, e, count)) return false;
     if (count == 0) return true;
+    rangeSpent_ += count;
     const std::int64_t first = static_cast<std::int32_t>(from);
     const std::int64_t last = first + static_cast<std::int64_t>(count) - 1;
     std::vector<QXValue>& values = *direct_;
@@ -305,7 +313,7 @@ bool ParseBuilder::EndValues() {
     TrimValues(*direct_, count);
     direct_ = nullptr;
     next_ = end_ = nullptr;
-    if (!Spend(names_.size() * std::max<std::size_t>(count, 1))) return false;
+    if (!SpendStored(names_.size() * std::max<std::size_t>(count, 1))) return false;
     // Further names get copies of the first one's values.
     for (std::size_t n = 1; n < names_.size(); ++n) {
         MMLParaStruct& para = AppendParameter();

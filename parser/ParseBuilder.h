@@ -23,12 +23,11 @@ namespace parser {
 // after an error too.
 class ParseBuilder {
   public:
-    // Values one command may hold in all, a range's members counted once as they are read and
-    // again as they are stored; more fails the parse, so that a few bytes of ranges or name
-    // lists cannot exhaust memory (a bound of about 400 MB). A range of four million integers
-    // still parses.
-    static constexpr std::size_t kValueBudget = std::size_t{1} << 23;
-    static constexpr const char* kTooManyValues = "command expands to more than 8388608 values";
+    // Values (and names made by ranges) one command may hold in all; more fails the parse, so
+    // that a few bytes of ranges or name lists cannot exhaust memory (a bound of about 200 MB of
+    // values). A range of four million integers still parses.
+    static constexpr std::size_t kValueBudget = std::size_t{1} << 22;
+    static constexpr const char* kTooManyValues = "command expands to more than 4194304 values";
     // Parameters trimmed from a command are kept, up to this many, to be reused by later ones;
     // not those whose value lists are larger than kSpareValues.
     static constexpr std::size_t kSpareLimit = 4096;
@@ -76,6 +75,7 @@ class ParseBuilder {
     void ClearPending() noexcept {
         names_.clear();
         values_.clear();
+        rangeSpent_ = 0;
     }
     const char* Failure() const { return failure_; }
     // Where in the text the failure lies, when the action knew; null otherwise.
@@ -177,6 +177,9 @@ class ParseBuilder {
     // places: none is made or freed for this.
     void FitList(std::vector<QXValue>& values, std::size_t expected) noexcept;
     bool Spend(std::size_t n, const char* where = nullptr);
+    // Spends for a parameter's values once they are stored, count in all, less what its value
+    // ranges spent when they were read.
+    bool SpendStored(std::size_t count);
     MMLParaStruct& AppendParameter();
     bool EnterGroup(MMLParaStruct& owner, std::size_t index);
     static void Build(QXValue& dst, const Pending& src);
@@ -205,6 +208,7 @@ class ParseBuilder {
     std::vector<Pending> names_;
     std::vector<Pending> values_;
     std::size_t spent_ = 0;
+    std::size_t rangeSpent_ = 0;  // by the value ranges of the parameter being read
     // The value list being built directly, the count built so far and the index of its
     // parameter in the current vector. Without names the values go to scratch_ and are lost.
     std::vector<QXValue>* direct_ = nullptr;

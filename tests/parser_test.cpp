@@ -101,19 +101,25 @@ TEST(ParserActions, Ranges) {
     // It stops at its maximum instead of wrapping.
     EXPECT_EQ(Parse(":X:{A=2147483646&&0xFFFFFFFF};"), "X:'A'=2147483646i&2147483647i");
     // Large ranges parse; only those too large for memory fail, the parse and not the process.
+    // The bound counts stored values, through either parser (a trailing blank declines the
+    // hand-written one).
     MMLCmdStruct cmd;
-    ASSERT_EQ(AnalyseOneCommandEx(":X:{A=1,B=-1000000&&3000000};", cmd), 0);
-    ASSERT_EQ(cmd.paraList.at(1).values.size(), 4000001u);
-    EXPECT_EQ(cmd.paraList[1].values.back().AsInt(), 3000000);
+    for (const char* tail : {"};", "}; "}) {
+        ASSERT_EQ(AnalyseOneCommandEx(std::string(":X:{A=x,B=-1000000&&3194302") + tail, cmd), 0);
+        ASSERT_EQ(cmd.paraList.at(1).values.size(), 4194303u);
+        EXPECT_EQ(cmd.paraList[1].values.back().AsInt(), 3194302);
+        EXPECT_EQ(ParseQuietly(std::string(":X:{A=1,B=-1000000&&3194303") + tail).substr(0, 2),
+                  "#1");
+    }
     qxp::TraceCapture trace;
     testing::internal::CaptureStdout();
     EXPECT_EQ(AnalyseOneCommandEx(":X:{A=1,B=0&&0xFFFFFFFF};", cmd), 1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "Script parse error : command expands to more than 8388608 values \n");
+              "Script parse error : command expands to more than 4194304 values \n");
     ASSERT_EQ(trace.Lines().size(), 1u);
     EXPECT_EQ(trace.Lines()[0].level, 1);
     EXPECT_EQ(trace.Lines()[0].text,
-              "AnalyseOneCommand failed, command expands to more than 8388608 values.\n");
+              "AnalyseOneCommand failed, command expands to more than 4194304 values.\n");
     std::string names(":X:{N");
     for (int i = 0; i < 3000; ++i) names += "&N";
     EXPECT_EQ(ParseQuietly(names + "=1&&1000};").substr(0, 2), "X:");
@@ -268,7 +274,7 @@ TEST(ParserDetailed, ReasonsAndOffsets) {
     EXPECT_EQ(failure(":X:{A=\"q\" \"r\"};"), "10 unexpected '\"r\"'");
     EXPECT_EQ(failure(":X:{A=1&&x};"), "9 unexpected 'x'");
     EXPECT_EQ(failure(":X:{A=1,B=0&&0xFFFFFFFF};"),
-              "10 command expands to more than 8388608 values");
+              "10 command expands to more than 4194304 values");
     MMLCmdStruct cmd;
     const TParseResult tooLong = AnalyseOneCommandDetailed(std::string(131072, ' '), cmd);
     EXPECT_EQ(std::to_string(tooLong.status) + " " + std::to_string(tooLong.offset) + " " +

@@ -15,10 +15,10 @@ constexpr int kParseTooLong = 1090614023;  // 0x41017307
 
 // Parses the text of one MML command (up to its first NUL) into cmd. Returns 0 on success and 1
 // on a syntax error, with the message on standard output; cmd keeps what was built before the
-// error. A command whose ranges and name lists would hold more than 8388608 values in all (a
-// range's members counted once as read and once as stored) fails the same way, with the
-// message "command expands to more than 8388608 values" and a trace line at level 1, so that a
-// few bytes cannot exhaust memory; a range of four million integers still parses. cmd's earlier
+// error. A command that would hold more than 4194304 values in all (values, and names made by
+// ranges) fails the same way, with the message "command expands to more than 4194304 values"
+// and a trace line at level 1, so that a few bytes of ranges cannot exhaust memory; a range of
+// four million integers still parses. cmd's earlier
 // parameters are overwritten in place so that their storage is reused. Characters that fit no
 // token are echoed to standard output; a single token of 131072 bytes or more ends the process
 // with status 1. Each thread parses with its own scanner, parser and builder: parses on

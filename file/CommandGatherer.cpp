@@ -58,11 +58,25 @@ bool TScriptFileImpl::GetNextChar(char& c) {
 }
 
 bool TScriptFileImpl::FileToBegin() {
+    ScriptReadBuffer& r = *m_reader;
+    if (m_stream == nullptr) {
+        r.Reset();
+        return false;
+    }
+    if (r.holdsStart) {
+        r.pos = 0;
+    } else if (std::fseek(m_stream, 0, SEEK_SET) == 0) {
+        r.pos = r.end = 0;
+    } else {
+        // A pipe or FIFO that has been read past its first block cannot go back.
+        qxp::QXTrace(qxp::kTraceError,
+                     "FileToBegin failed, the script cannot be read again from its start: %s\n",
+                     m_fileName.c_str());
+        return false;
+    }
     m_gatherState = 0;
     m_lineNo = 1;
-    m_reader->Reset();
-    if (m_stream == nullptr) return false;
-    std::fseek(m_stream, 0, SEEK_SET);
+    r.Restart();
     return true;
 }
 
@@ -112,6 +126,7 @@ bool TScriptFileImpl::GatherStep(char c) {
             }
             if (c == '*') {
                 m_gatherState = 3;
+                r.commentLine = static_cast<unsigned long>(m_lineNo);
                 return false;
             }
             m_gatherState = 0;
@@ -141,6 +156,27 @@ bool TScriptFileImpl::GatherStep(char c) {
     }
 }
 
+// Starts the span of the next command at the start of its line, so that columns and the line's
+// text can be told; on a very long line, at the command itself.
+void TScriptFileImpl::BeginSpan() {
+    constexpr std::size_t kLongLine = 4096;
+    ScriptReadBuffer& r = *m_reader;
+    SourceSpan& span = r.span;
+    const std::size_t newline = span.bytes.rfind('\n');
+    if (newline != std::string::npos) {
+        span.bytes.erase(0, newline + 1);
+        span.firstColumn = 0;
+    }
+    if (span.bytes.size() > kLongLine) {
+        span.firstColumn += CharCount(m_encoding, span.bytes.data(), span.bytes.size());
+        span.bytes.clear();
+    }
+    span.firstLine = static_cast<unsigned long>(m_lineNo);
+    span.commandStart = span.bytes.size();
+    span.state = m_gatherState;
+    r.spanFrom = r.pos;
+}
+
 unsigned long TScriptFileImpl::GatherCommandText() {
     ScriptReadBuffer& r = *m_reader;
     r.raw.clear();
@@ -149,9 +185,15 @@ unsigned long TScriptFileImpl::GatherCommandText() {
     r.overlong = false;
     if (m_stream == nullptr || r.boardInfo) return 0;
 
+    const bool keep = m_diagnostics != nullptr;
+    if (keep) BeginSpan();
     bool ended = false;
     for (;;) {
-        if (r.pos == r.end && !r.Fill(m_stream)) break;
+        if (r.pos == r.end) {
+            if (keep) r.KeepSpan(r.end);
+            if (!r.Fill(m_stream)) break;
+            r.spanFrom = 0;
+        }
         const char* const base = r.data.get();
         const char* p = base + r.pos;
         const char* const e = base + r.end;
@@ -197,6 +239,16 @@ unsigned long TScriptFileImpl::GatherCommandText() {
         }
     }
 
+    if (keep) r.KeepSpan(r.pos);
+    if (!ended && (m_gatherState == 3 || m_gatherState == 5)) {
+        r.openComment = true;
+        if (keep) {
+            const CommandLocator locator(r.span, m_encoding, std::string_view());
+            r.comment = locator.AtSpan(locator.OpenComment());
+            r.comment.reason = "unterminated comment";
+        }
+        m_gatherState = 0;
+    }
     if (!ended && r.raw.empty()) return 0;
     if (r.overlong) {
         // Refused by the parser for its length; converting a cut text could only fail.

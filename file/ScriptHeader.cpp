@@ -1,5 +1,6 @@
 // Reading the script header: encoding, slot flag and script version.
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -59,7 +60,27 @@ std::string Slice(const std::string& text, std::size_t pos, std::size_t len) {
 
 bool TScriptFileImpl::GetScriptPara(FILE* stream, bool& isSlotFlag11, bool& hasSlotFlag) {
     if (stream == nullptr) return false;
-    const std::string head = ReadHead(stream, 1024);
+    ReadHeaderFlags(ReadHead(stream, 1024), isSlotFlag11, hasSlotFlag);
+    return true;
+}
+
+void TScriptFileImpl::ReadHeader() {
+    // The head comes from the first block already read, never from a seek: a pipe cannot
+    // seek back.
+    ScriptReadBuffer& r = *m_reader;
+    r.Reset();
+    r.Fill(m_stream);
+    r.holdsStart = true;
+    std::string head(r.data.get(), std::min<std::size_t>(r.end, 1024));
+    const std::size_t nul = head.find('\0');
+    if (nul != std::string::npos) head.resize(nul);
+    ReadHeaderFlags(head, m_slotFlag11, m_hasSlotFlag);
+    if (head.size() > 512) head.resize(512);
+    ReadScriptVersion(head);
+}
+
+void TScriptFileImpl::ReadHeaderFlags(const std::string& head, bool& isSlotFlag11,
+                                      bool& hasSlotFlag) {
     QXConvertDataStorage* store = QXConvertDataStorage::Instance();
     if (head.find("// encoding=\"UTF-8\"") != std::string::npos) {
         m_encoding = "UTF-8";
@@ -78,11 +99,9 @@ bool TScriptFileImpl::GetScriptPara(FILE* stream, bool& isSlotFlag11, bool& hasS
     }
     hasSlotFlag = head.find("// SlotFlagVer=") != std::string::npos;
     isSlotFlag11 = head.find("// SlotFlagVer=1.1") != std::string::npos;
-    return true;
 }
 
-void TScriptFileImpl::ReadScriptVersion() {
-    const std::string head = ReadHead(m_stream, 512);
+void TScriptFileImpl::ReadScriptVersion(const std::string& head) {
     std::size_t at;
     if ((at = head.find("// Q5100 NM version = Q5100")) != std::string::npos) {
         if (!ParseLongVersion(Slice(head, at + 27, 15), m_scriptVersion)) {
@@ -98,7 +117,6 @@ void TScriptFileImpl::ReadScriptVersion() {
             m_scriptVersion = 0x03010101;
         }
     }
-    std::fseek(m_stream, 0, SEEK_SET);
 }
 
 }  // namespace NSQX_script

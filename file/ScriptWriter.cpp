@@ -1,5 +1,6 @@
 // Writing script files: opening, the two header forms, the string writer and the body.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -162,6 +163,7 @@ bool TScriptFileImpl::OpenForWrite(unsigned int scriptType, const char* director
         m_slotFlag11 = !(read && slotVersion == 0);
         WriteString(m_slotFlag11 ? "// SlotFlagVer=1.1 \n" : "// SlotFlagVer=1.0 \n");
         WriteNMVersion(m_stream);
+        ++m_outputLine;
         const std::string versionLine =
             "//{{script_version=" + VersionText(ConfiguredScriptVersion(m_scriptVersion)) + "}}\n";
         WriteString(versionLine.c_str());
@@ -178,6 +180,7 @@ bool TScriptFileImpl::OpenForWriteNoHead(const char* directory, const char* file
     CloseStream();
     if (!m_file) m_file.reset(new qxp::OrinFile);
     m_openMode = 1;
+    m_outputLine = 1;
     m_file->Open(path.c_str(), mode ? qxp::kOrinWriteWithHeader : qxp::kOrinWriteNoHeader);
     m_stream = m_file->GetStream();
     if (m_stream == nullptr) {
@@ -268,7 +271,9 @@ bool TScriptFileImpl::OpenForAppend(const char* directory, const char* targetNam
     if (target == nullptr) {
         qxp::QXTrace(qxp::kTraceError, "Open Script File for read error!filename:%s, lasterr:%d\n",
                      pathB.c_str(), qxp::OrinGetLastError());
-        CloseStream();
+        // The new file was opened here, not through the platform file object: close it here.
+        qxp::OrinFileClose(m_stream);
+        m_stream = nullptr;
         return false;
     }
     // Whole 254-byte chunks, zero-padded: the end of the target is only noticed after a read,
@@ -326,7 +331,9 @@ bool TScriptFileImpl::WriteString(const char* text) {
 bool TScriptFileImpl::WriteText(const std::string& text) {
     if (m_stream == nullptr || m_openMode != 1) return false;
     if (text.empty()) return true;
-    return WriteEncoded(m_stream, m_encoding, text, IsAscii(text), *m_reader);
+    if (!WriteEncoded(m_stream, m_encoding, text, IsAscii(text), *m_reader)) return false;
+    if (m_diagnostics != nullptr) CountOutputLines(text);
+    return true;
 }
 
 void TScriptFileImpl::WriteAnnotationCommand(const char* text) {
@@ -345,6 +352,7 @@ bool TScriptFileImpl::WriteParaList(const std::vector<MMLParaStruct>& paras,
         SetThreadWriteError();
         return false;
     }
+    if (m_diagnostics != nullptr) CountOutputLines(layout.View());
     return true;
 }
 
@@ -353,11 +361,35 @@ bool TScriptFileImpl::WriteCommand(TScriptCmd& cmd) {
     if (cmd.GetSize() == 0) return true;
     CommandLayout& layout = ThreadLayout();
     layout.Render(cmd);
+    // A reader takes the text up to its ";" with line breaks read as blanks, so what it
+    // measures is the written text less the line breaks that close it.
+    const std::string_view text = layout.View();
+    const std::size_t readBack = text.find_last_not_of("\n ") + 1;
+    if (readBack > kMaxCommandText) {
+        qxp::QXTrace(qxp::kTraceError, "WriteCommand failed, command longer than %zu bytes.\n",
+                     kMaxCommandText);
+        if (m_diagnostics != nullptr) {
+            TScriptDiagnostic d;
+            d.severity = TScriptDiagnostic::kError;
+            d.line = m_outputLine;
+            d.reason = "command is " + std::to_string(readBack) +
+                       " bytes once written, longer than the " + std::to_string(kMaxCommandText) +
+                       " bytes a reader accepts";
+            m_diagnostics->Report(d);
+        }
+        SetThreadWriteError();
+        return false;
+    }
     if (!WriteRendered(m_stream, m_openMode, m_encoding, layout, *m_reader)) {
         SetThreadWriteError();
         return false;
     }
+    if (m_diagnostics != nullptr) CountOutputLines(text);
     return true;
+}
+
+void TScriptFileImpl::CountOutputLines(std::string_view text) {
+    m_outputLine += static_cast<unsigned long>(std::count(text.begin(), text.end(), '\n'));
 }
 
 std::unique_ptr<TScriptFileImpl> OpenFileForRead(const char* directory, const char* fileName,
@@ -377,6 +409,7 @@ std::unique_ptr<TScriptFileImpl> OpenFileForWrite(const char* directory, const c
                                                 file->GetEncoding().c_str())) {
         return nullptr;
     }
+    file->m_outputLine = 9;  // the header takes eight lines, the last two empty
     return file;
 }
 

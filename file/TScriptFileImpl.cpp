@@ -2,17 +2,18 @@
 
 #include <algorithm>
 
+#include "file/CommandLocator.h"
 #include "file/ScriptReader.h"
 #include "qx_platform/Files.h"
 #include "qx_platform/Strings.h"
 #include "qx_platform/Task.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
+#include "qx_scriptutil/Escaping.h"
 #include "qx_scriptutil/PostAnalyse.h"
 #include "qx_scriptutil/QXConvertDataStorage.h"
 #include "qx_scriptutil/ScriptGauge.h"
 #include "qx_scriptutil/ScriptParser.h"
-#include "qx_scriptutil/Escaping.h"
 #include "slot/CommandSlotConvert.h"
 
 namespace NSQX_script {
@@ -143,10 +144,7 @@ bool TScriptFileImpl::OpenForRead(unsigned int scriptType, const char* directory
         return false;
     }
 
-    GetScriptPara(m_stream, m_slotFlag11, m_hasSlotFlag);
-    ReadScriptVersion();
-    std::fseek(m_stream, 0, SEEK_SET);
-    m_reader->Reset();
+    ReadHeader();
 
     if (qxp::OrinGnlTask* task = qxp::OrinGetCurrentTask()) {
         task->GetContext()->SetFlag("Script_Version", qxp::QXUInt2Str(m_scriptVersion));
@@ -155,10 +153,22 @@ bool TScriptFileImpl::OpenForRead(unsigned int scriptType, const char* directory
     return m_stream != nullptr;
 }
 
-bool TScriptFileImpl::AnalyseText(const std::string& text, unsigned long lineNo, bool& failed) {
+bool TScriptFileImpl::AnalyseText(const std::string& text, unsigned long lineNo, bool& failed,
+                                  bool gathered) {
     ScriptReadBuffer& r = *m_reader;
     failed = false;
-    if (AnalyseOneCommandEx(text, r.parsed) != 0 || !PostAnalyseOneCommand(r.parsed)) {
+    if (m_diagnostics != nullptr) {
+        // The detailed parse prints nothing and says where a text stops parsing.
+        const TParseResult result = AnalyseOneCommandDetailed(text, r.parsed);
+        const bool rejected = result.status == 0 && !PostAnalyseOneCommand(r.parsed);
+        if (result.status != 0 || rejected || !result.notes.empty()) {
+            ReportCommand(text, lineNo, result, rejected, gathered);
+        }
+        if (result.status != 0 || rejected) {
+            failed = true;
+            return false;
+        }
+    } else if (AnalyseOneCommandEx(text, r.parsed) != 0 || !PostAnalyseOneCommand(r.parsed)) {
         failed = true;
         return false;
     }
@@ -177,6 +187,59 @@ bool TScriptFileImpl::AnalyseText(const std::string& text, unsigned long lineNo,
     return true;
 }
 
+// Cold path: runs only for a command that failed or carries a note, while a sink listens.
+void TScriptFileImpl::ReportCommand(const std::string& text, unsigned long lineNo,
+                                    const TParseResult& result, bool rejected, bool gathered) {
+    ScriptReadBuffer& r = *m_reader;
+    auto report = [&](TScriptDiagnostic d, TScriptDiagnostic::Severity severity,
+                      const std::string& reason) {
+        d.severity = severity;
+        d.reason = reason;
+        m_diagnostics->Report(d);
+    };
+    if (!gathered) {
+        // A text handed in by the caller: only its line is known.
+        TScriptDiagnostic d;
+        d.line = lineNo;
+        for (const TParseNote& note : result.notes)
+            report(d, TScriptDiagnostic::kWarning, note.message);
+        if (result.status != 0) report(d, TScriptDiagnostic::kError, result.reason);
+        if (rejected) report(d, TScriptDiagnostic::kError, "command rejected after parsing");
+        return;
+    }
+    const CommandLocator locator(r.span, m_encoding,
+                                 std::string_view(r.data.get() + r.pos, r.end - r.pos));
+    for (const TParseNote& note : result.notes) {
+        report(locator.AtText(note.offset, text, r.overlong), TScriptDiagnostic::kWarning,
+               note.message);
+    }
+    if (result.status != 0) {
+        // A quote that ran over a line break took the following commands with it: the quote is
+        // the fault, not where the parser stopped.
+        if (locator.OpenQuote() != std::string::npos) {
+            report(locator.AtSpan(locator.OpenQuote()), TScriptDiagnostic::kError,
+                   "unterminated quote");
+        } else {
+            report(locator.AtText(result.offset, text, r.overlong), TScriptDiagnostic::kError,
+                   result.reason);
+        }
+    } else if (rejected) {
+        report(locator.AtText(0, text, r.overlong), TScriptDiagnostic::kError,
+               "command rejected after parsing");
+    }
+}
+
+void TScriptFileImpl::RecordOpenComment(std::vector<TScriptResult>& results) {
+    ScriptReadBuffer& r = *m_reader;
+    if (!r.openComment) return;
+    r.openComment = false;
+    RecordFailure(r.commentLine, results);
+    if (m_diagnostics != nullptr) {
+        r.comment.severity = TScriptDiagnostic::kError;
+        m_diagnostics->Report(r.comment);
+    }
+}
+
 void TScriptFileImpl::RecordFailure(unsigned long lineNo, std::vector<TScriptResult>& results) {
     results.emplace_back(CStdString(m_fileName), static_cast<int>(lineNo), CStdString(),
                          kCommandFailed);
@@ -192,9 +255,12 @@ bool TScriptFileImpl::LoadNextCommandFromFile() {
     m_currCmd = m_cmdList.end();
     for (;;) {
         const unsigned long line = GatherCommandText();
-        if (line == 0) return false;
+        if (line == 0) {
+            RecordOpenComment(m_errorResults);
+            return false;
+        }
         bool failed = false;
-        if (!AnalyseText(r.text, line, failed)) {
+        if (!AnalyseText(r.text, line, failed, true)) {
             if (failed) RecordFailure(line, m_errorResults);
             continue;
         }
@@ -241,7 +307,7 @@ bool TScriptFileImpl::PushOneCommand(TScriptCmd cmd) {
 
 bool TScriptFileImpl::GoToFirstCommand() {
     if (!m_allInList) {
-        FileToBegin();
+        if (!FileToBegin()) return false;
         LoadNextCommandFromFile();
         return true;
     }
@@ -250,7 +316,7 @@ bool TScriptFileImpl::GoToFirstCommand() {
 }
 
 unsigned long TScriptFileImpl::GetCmdCount() {
-    FileToBegin();
+    if (!FileToBegin()) return 0;
     unsigned long count = 0;
     std::string name;
     while (GatherCommandText() != 0) {
@@ -304,9 +370,13 @@ void TScriptFileImpl::SendDescription(const char* text) {
 
 void TScriptFileImpl::PostAndAnalyseOneCommand(CStdString text, int lineNo,
                                                std::vector<TScriptResult>& results) {
+    AnalyseInto(text, static_cast<unsigned long>(lineNo), results, false);
+}
+
+void TScriptFileImpl::AnalyseInto(const std::string& text, unsigned long line,
+                                  std::vector<TScriptResult>& results, bool gathered) {
     bool failed = false;
-    const unsigned long line = static_cast<unsigned long>(lineNo);
-    if (AnalyseText(text, line, failed)) {
+    if (AnalyseText(text, line, failed, gathered)) {
         m_cmdList.emplace_back(std::move(m_reader->spare));
         ++m_cmdCount;
         return;
@@ -326,7 +396,10 @@ unsigned long TScriptFileImpl::LoadAll(const std::list<CStdString>* names,
                                        std::vector<TScriptResult>& results) {
     for (;;) {
         const unsigned long line = GatherCommandText();
-        if (line == 0) break;
+        if (line == 0) {
+            RecordOpenComment(results);
+            break;
+        }
         const std::string& text = m_reader->text;
         if (names != nullptr) {
             const bool match = std::any_of(names->begin(), names->end(), [&](const CStdString& n) {
@@ -334,7 +407,7 @@ unsigned long TScriptFileImpl::LoadAll(const std::list<CStdString>* names,
             });
             if (!match) continue;
         }
-        PostAndAnalyseOneCommand(CStdString(text), static_cast<int>(line), results);
+        AnalyseInto(text, line, results, true);
     }
     m_gatherState = 0;
     m_currCmd = m_cmdList.begin();

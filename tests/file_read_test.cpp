@@ -1,12 +1,16 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <thread>
 #include <tuple>
 
+#include "file/CommandLocator.h"
 #include "qx_platform/Task.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
@@ -270,6 +274,153 @@ TEST_F(ScriptRead, HostileFilesEndInFalseOrRecordedErrors) {
     EXPECT_TRUE(ReadAll(blanks).empty());
     EXPECT_EQ(1u, blanks.GetCmdAnalyzedResult().size());
     EXPECT_FALSE(shortTraces.Contains("too long"));
+}
+
+// A pipe or FIFO named by path is read once, from its first byte: the header is taken from
+// the bytes already read, and going back fails, with a trace, once the reader has moved on.
+TEST_F(ScriptRead, PipesAndFifosAreReadOnceFromTheStart) {
+    const std::string small = std::string(kUtf8Header) + ":cfg-set:{A=1};\n:cfg-add:{B=2};\n";
+    std::string large = kUtf8Header;
+    for (int i = 0; i < 20000; ++i) large += ":cfg-set:{A=" + std::to_string(i) + "};\n";
+
+    const std::string fifo = tmp_ / "fifo";
+    ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+    for (const std::string* bytes : {&small, static_cast<const std::string*>(&large)}) {
+        std::thread feeder([&] { test_files::WriteFile(fifo, *bytes); });
+        std::unique_ptr<TScriptFileImpl> file = OpenFileForRead(dir_.c_str(), "fifo");
+        ASSERT_NE(nullptr, file);
+        EXPECT_EQ("UTF-8", file->GetEncoding());
+        std::size_t n = 0;
+        unsigned long last = 0;
+        for (TScriptCmd c; file->GetOneCommand(c); ++n) last = c.GetLineNo();
+        feeder.join();
+        if (bytes == &small) {
+            EXPECT_EQ(2u, n);
+            // The whole file stands in the first block: it can be read again.
+            EXPECT_EQ((Texts{"101@2 'a'=1", "102@3 'b'=2"}), ReadAll(*file));
+        } else {
+            EXPECT_EQ(20000u, n);
+            EXPECT_EQ(20001ul, last);
+            qxp::TraceCapture traces;
+            EXPECT_FALSE(file->GoToFirstCommand());
+            EXPECT_FALSE(file->FileToBegin());
+            EXPECT_EQ(0ul, file->GetCmdCount());
+            EXPECT_TRUE(traces.Contains("FileToBegin failed"));
+        }
+    }
+
+    int fds[2];
+    ASSERT_EQ(0, pipe(fds));
+    std::thread feeder([&] {
+        std::size_t done = 0;
+        while (done < large.size()) {
+            const ssize_t n = write(fds[1], large.data() + done, large.size() - done);
+            if (n <= 0) break;
+            done += static_cast<std::size_t>(n);
+        }
+        close(fds[1]);
+    });
+    TScriptFileImpl piped(1);
+    ASSERT_TRUE(piped.OpenForRead(1, nullptr, ("/dev/fd/" + std::to_string(fds[0])).c_str()));
+    std::vector<TScriptResult> results;
+    EXPECT_EQ(20000ul, piped.GetAllCommands(results));
+    EXPECT_TRUE(results.empty());
+    feeder.join();
+    close(fds[0]);
+
+    // A regular file opened by the free function stands at its first command.
+    test_files::WriteFile(tmp_ / "r.txt", small);
+    std::unique_ptr<TScriptFileImpl> regular = OpenFileForRead(dir_.c_str(), "r.txt");
+    ASSERT_NE(nullptr, regular);
+    EXPECT_EQ((std::vector<unsigned long>{101, 102}), RestCodes(*regular));
+    EXPECT_EQ(nullptr, OpenFileForRead(dir_.c_str(), "absent.txt"));
+}
+
+// A parser offset in the gathered text leads back to the file's line and column, across the
+// comments, carriage returns and encoding that gathering took out.
+TEST(CommandLocator, MapsTextOffsetsBackToFileLinesAndColumns) {
+    SourceSpan span;
+    span.bytes = "x; :x:{A=1, /* note */ B=\"\xD6\xD0\",\r\n  C=#};";
+    span.commandStart = 3;
+    span.firstLine = 5;
+    span.firstColumn = 2;
+    const std::string text = ":x:{A=1,   B=\"\xE4\xB8\xAD\",   C=#};";  // as gathered, in UTF-8
+    const CommandLocator locator(span, "GBK", "  // rest\nnext");
+    auto where = [](const TScriptDiagnostic& d) {
+        return std::to_string(d.line) + ":" + std::to_string(d.column) + " " + d.lineText;
+    };
+    EXPECT_EQ("5:31 x; :x:{A=1, /* note */ B=\"\xE4\xB8\xAD\",",
+              where(locator.AtText(text.find(",   C"), text, false)));
+    EXPECT_EQ("5:6 x; :x:{A=1, /* note */ B=\"\xE4\xB8\xAD\",",
+              where(locator.AtText(0, text, false)));
+    EXPECT_EQ("6:5   C=#};  // rest", where(locator.AtText(text.find('#'), text, false)));
+    EXPECT_EQ("6:8   C=#};  // rest", where(locator.AtText(text.size(), text, false)));
+    EXPECT_EQ(std::string::npos, locator.OpenQuote());
+    EXPECT_EQ(std::string::npos, locator.OpenComment());
+}
+
+// With a sink the reader says where each fault stands and records the same failures as without;
+// a quote or block comment left open is blamed on the line where it opens.
+TEST_F(ScriptRead, DiagnosticsSayWhereAFileGoesWrong) {
+    struct Collect : TScriptDiagnosticSink {
+        void Report(const TScriptDiagnostic& d) override {
+            seen.push_back((d.severity == TScriptDiagnostic::kError ? "E " : "W ") +
+                           std::to_string(d.line) + ":" + std::to_string(d.column) + " " +
+                           d.reason + " | " + d.lineText);
+        }
+        Texts seen;
+    };
+    auto Read = [&](const std::string& name, TScriptDiagnosticSink* sink) {
+        TScriptFileImpl file(1);
+        file.SetDiagnosticSink(sink);
+        EXPECT_TRUE(file.OpenForRead(1, dir_.c_str(), name.c_str()));
+        file.GoToFirstCommand();
+        Texts out;
+        for (TScriptCmd c; file.GetOneCommand(c);) out.push_back(std::to_string(c.GetLineNo()));
+        for (const TScriptResult& r : file.GetCmdAnalyzedResult()) {
+            out.push_back("failed@" + std::to_string(r.m_kind));
+        }
+        return out;
+    };
+
+    // GBK with CRLF line ends: columns count characters, the line comes back in UTF-8. The
+    // quote opened on line 3 runs to the end of the file.
+    test_files::WriteFile(tmp_ / "q.txt",
+                          "// encoding=\"GBK\"\r\n"
+                          ":cfg-set:{A=\"\xD6\xD0\"};\r\n"
+                          ":cfg-set:{A=\"\xD6\xD0\"}; :cfg-set:{B=\"open};\r\n"
+                          ":cfg-set:{C=1};\r\n");
+    // A block comment that is never closed hides the rest of the file.
+    test_files::WriteFile(tmp_ / "c.txt", std::string(kUtf8Header) +
+                                              ":cfg-set:{A=1};\n"
+                                              "  /* unclosed\n"
+                                              ":cfg-set:{B=2};\n");
+    for (const char* name : {"q.txt", "c.txt"}) {
+        Collect sink;
+        EXPECT_EQ(Read(name, nullptr), Read(name, &sink)) << name;
+        if (std::string(name) == "q.txt") {
+            EXPECT_EQ((Texts{"2", "3", "failed@5"}), Read(name, nullptr));
+            EXPECT_EQ(Texts{"E 3:31 unterminated quote | :cfg-set:{A=\"\xE4\xB8\xAD\"}; "
+                            ":cfg-set:{B=\"open};"},
+                      sink.seen);
+        } else {
+            EXPECT_EQ((Texts{"2", "failed@3"}), Read(name, nullptr));
+            EXPECT_EQ(Texts{"E 3:3 unterminated comment |   /* unclosed"}, sink.seen);
+        }
+    }
+
+    // A command that does not parse is an error on its own line, with the parser's reason.
+    Collect sink;
+    TScriptFileImpl& file = Open(
+        "p.txt", std::string(kUtf8Header) + ":cfg-set:{A=1};\n:cfg-set:{A=#};\n:cfg-set:{A=2};\n");
+    file.SetDiagnosticSink(&sink);
+    std::vector<TScriptResult> results;
+    EXPECT_EQ(2ul, file.GetAllCommands(results));
+    ASSERT_EQ(1u, results.size());
+    EXPECT_EQ(3, results[0].m_kind);
+    ASSERT_EQ(1u, sink.seen.size());
+    EXPECT_EQ(0u, sink.seen[0].find("E 3:")) << sink.seen[0];
+    EXPECT_NE(std::string::npos, sink.seen[0].find(" | :cfg-set:{A=#};")) << sink.seen[0];
 }
 
 TEST_F(ScriptRead, NeIdFromFileNames) {

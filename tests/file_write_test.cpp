@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <string>
@@ -138,6 +139,15 @@ TEST_F(ScriptWrite, HeaderFormsAndBodyByteForByte) {
     EXPECT_FALSE(TScriptFileImpl(1).OpenForWrite(1, dir_.c_str(), nullptr, 7, true));
 }
 
+static std::size_t OpenDescriptors() {
+    std::size_t n = 0;
+    for ([[maybe_unused]] const auto& entry :
+         std::filesystem::directory_iterator("/proc/self/fd")) {
+        ++n;
+    }
+    return n;
+}
+
 TEST_F(ScriptWrite, AppendJoinsNewContentFirstInChunksOf254AndLosesNothing) {
     // The target's bytes follow the new ones, padded with NULs to a whole number of chunks.
     for (auto [targetSize, padded] :
@@ -160,6 +170,17 @@ TEST_F(ScriptWrite, AppendJoinsNewContentFirstInChunksOf254AndLosesNothing) {
         EXPECT_TRUE(traces.Contains("Open Script File for read error!filename:"));
     }
     EXPECT_EQ("NEW", Read("new.txt"));
+    {
+        // An object that was opened before still closes the new file of a failed append.
+        TScriptFileImpl reused(1);
+        ASSERT_TRUE(reused.OpenForWrite(1, dir_.c_str(), "other.txt", 0, false));
+        EXPECT_FALSE(reused.OpenForAppend(dir_.c_str(), "absent.txt", "new.txt"));
+        const std::size_t before = OpenDescriptors();
+        for (int i = 0; i < 5; ++i) {
+            EXPECT_FALSE(reused.OpenForAppend(dir_.c_str(), "absent.txt", "new.txt"));
+        }
+        EXPECT_EQ(before, OpenDescriptors());
+    }
 
     // An append that fails at any later step loses no content either.
     for (auto [step, trace] :
@@ -238,6 +259,47 @@ TEST_F(ScriptWrite, CommandsArriveWholeAndAFullDiskSetsTheErrorCode) {
     ASSERT_TRUE(fullToo.OpenForWriteNoHead(nullptr, "/dev/full"));
     EXPECT_FALSE(Write(fullToo, Cmd(201, {Para("a", {std::string(70000, 'v')})})));
     EXPECT_EQ(kScriptErrWriteFailed, QXScriptErrMgr::Instance()->m_errorCode);
+}
+
+// The reader measures a command with its line wraps read as blanks: a command that only grows
+// past the reader's limit once wrapped is refused whole, and one that fits reads back.
+TEST_F(ScriptWrite, CommandsAReaderWouldRefuseAreNotWritten) {
+    struct Collect : TScriptDiagnosticSink {
+        void Report(const TScriptDiagnostic& d) override { seen.push_back(d); }
+        std::vector<TScriptDiagnostic> seen;
+    } sink;
+    auto Values = [](int n) {
+        MMLParaStruct p = Para("a", {});
+        for (int i = 0; i < n; ++i) p.values.emplace_back("x", false);
+        return Cmd(201, {p});
+    };
+    TScriptFileImpl file(1);
+    ASSERT_TRUE(file.SetEncoding("UTF-8"));
+    file.SetDiagnosticSink(&sink);
+    ASSERT_TRUE(file.OpenForWrite(1, dir_.c_str(), "long.txt", 7, true));
+    ASSERT_TRUE(Write(file, Cmd(201, {Para("a", {"1"})})));
+    const std::string before = Read("long.txt");
+
+    qxp::TraceCapture traces;
+    // 64000 values take 128013 bytes unwrapped and 132813 with their 1600 wraps.
+    EXPECT_FALSE(Write(file, Values(64000)));
+    EXPECT_EQ(kScriptErrWriteFailed, QXScriptErrMgr::Instance()->m_errorCode);
+    EXPECT_TRUE(traces.Contains("WriteCommand failed, command longer than 131071 bytes."));
+    ASSERT_EQ(1u, sink.seen.size());
+    EXPECT_EQ(TScriptDiagnostic::kError, sink.seen[0].severity);
+    EXPECT_EQ(10ul, sink.seen[0].line);  // six header lines, an empty one, the first command's two
+    EXPECT_EQ(0ul, sink.seen[0].column);
+    EXPECT_EQ("command is 132813 bytes once written, longer than the 131071 bytes a reader accepts",
+              sink.seen[0].reason);
+
+    ASSERT_TRUE(Write(file, Values(60000)));
+    file.OpenForWriteNoHead(dir_.c_str(), "other.txt");
+    EXPECT_EQ(before, Read("long.txt").substr(0, before.size()));
+    TScriptFileImpl reader(1);
+    ASSERT_TRUE(reader.OpenForRead(1, dir_.c_str(), "long.txt"));
+    std::vector<TScriptResult> results;
+    EXPECT_EQ(2ul, reader.GetAllCommands(results));
+    EXPECT_TRUE(results.empty());
 }
 
 TEST_F(ScriptWrite, RoundTripThroughWriterAndReader) {

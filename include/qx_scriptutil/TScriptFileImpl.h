@@ -4,6 +4,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "qx_scriptutil/ScriptDiagnostic.h"
@@ -18,6 +19,7 @@ class OrinFile;
 namespace NSQX_script {
 
 struct ScriptReadBuffer;
+struct TParseResult;
 
 // Script types known to the header writer.
 enum ScriptType : unsigned int {
@@ -51,6 +53,9 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     // ScriptFile
     bool GoToFirstCommand() override;
     bool GetOneCommand(TScriptCmd& cmd) override;
+    // False, writing nothing, for a command whose written text would be longer than the
+    // 131071 bytes a reader accepts ("WriteCommand failed, command longer than 131071 bytes."
+    // traced); that and a failed write set the thread's error code to kScriptErrWriteFailed.
     bool WriteCommand(TScriptCmd& cmd) override;
     void WriteAnnotationCommand(const char* text) override;
     // Accepted for script types 6 and 8 only.
@@ -76,11 +81,25 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     // name. Call it before OpenForWrite so that the header names it.
     bool SetEncoding(const char* encoding);
 
-    // Reading
-    // Where the reader reports what it finds while reading (not owned; nullptr for none). With
-    // a sink, failed commands are parsed without printing to standard output.
+    // Where the object reports what it finds (not owned; nullptr for none; a copy of the object
+    // reports to the same sink). Called from the thread that reads or writes.
+    // Reading: each command that does not parse is reported as a kError at the file line and
+    // column of the byte where parsing stopped, with the parser's reason; it is still recorded
+    // among the failed commands as without a sink. A quoted text that runs over a line break
+    // into a command that then fails is reported as "unterminated quote", and a block comment
+    // that runs to the end of the file as "unterminated comment", at the line and column of
+    // the opening quote or "/*". A value that reads differently from how it is written (an
+    // integer narrowed to 32 bits, a backward range) is a kWarning at the value's position.
+    // With a sink, failed commands are parsed without printing to standard output; without
+    // one, reading is exactly as it would be without this call.
+    // Writing: WriteCommand reports a command that a reader would refuse for its length as a
+    // kError at the output line where it would have started, column 0.
     void SetDiagnosticSink(TScriptDiagnosticSink* sink) { m_diagnostics = sink; }
+
+    // Reading
     bool OpenForRead(unsigned int scriptType, const char* directory, const char* fileName);
+    // Back to the first command. False without a stream, and for a pipe or FIFO once reading
+    // has moved past its first block (traced; nothing changes then).
     bool FileToBegin();
     bool LoadNextCommandFromFile();
     bool RepeatGetOneCommand(TScriptCmd& cmd);
@@ -117,10 +136,21 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
 
   private:
     bool BuildPath(const char* directory, const char* fileName, std::string& path);
-    void ReadScriptVersion();
+    // Reads the header from the first block of the file, which stays buffered.
+    void ReadHeader();
+    void ReadHeaderFlags(const std::string& head, bool& isSlotFlag11, bool& hasSlotFlag);
+    void ReadScriptVersion(const std::string& head);
     // Parses a command text into the read buffer's spare command; false when the command is
     // not handed out (failed is then set for a text that did not parse or was rejected).
-    bool AnalyseText(const std::string& text, unsigned long lineNo, bool& failed);
+    // gathered: the text is the one the gatherer has just read, so positions can be told.
+    bool AnalyseText(const std::string& text, unsigned long lineNo, bool& failed, bool gathered);
+    void AnalyseInto(const std::string& text, unsigned long line,
+                     std::vector<TScriptResult>& results, bool gathered);
+    void ReportCommand(const std::string& text, unsigned long lineNo, const TParseResult& result,
+                       bool rejected, bool gathered);
+    // Records a block comment that ran to the end of the file, once.
+    void RecordOpenComment(std::vector<TScriptResult>& results);
+    void BeginSpan();
     void RecordFailure(unsigned long lineNo, std::vector<TScriptResult>& results);
     unsigned long LoadAll(const std::list<CStdString>* names, std::vector<TScriptResult>& results);
     // Gathers the next command text into the read buffer's text; the line it ended on, or 0 at
@@ -130,6 +160,8 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     void CloseStream();
     // Converts UTF-8 text into the file's encoding and writes it; false on a short write.
     bool WriteText(const std::string& text);
+    // Counts the lines of text written, for diagnostics of the writer.
+    void CountOutputLines(std::string_view text);
 
     friend std::unique_ptr<TScriptFileImpl> OpenFileForWrite(const char*, const char*, const char*,
                                                              int);
@@ -159,6 +191,7 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     std::vector<TScriptResult> m_errorResults;
 
     TScriptDiagnosticSink* m_diagnostics = nullptr;
+    unsigned long m_outputLine = 1;  // line that the next written text starts on (with a sink)
     std::unique_ptr<ScriptReadBuffer> m_reader;  // buffered input, reusable parse state
 };
 

@@ -355,6 +355,7 @@ TEST_F(ToolTest, OutputsThatAreNotRegularFilesAreWrittenThroughNeverReplaced) {
     const std::string cfg = Example("config/slotcovert_cmd_cfg.xml");
     auto body = [](const std::string& s) { return s.substr(s.find("encoding=")); };
     const std::string expected = body(Run(0, {"fmt", script}).out);
+    EXPECT_EQ(body(Run(0, {"fmt", "-o", "/dev/stdout", script}).out), expected);
 
     // A link is followed: its target gets the script and the link stays a link.
     WriteFile(tmp_ / "target.txt", "old\n");

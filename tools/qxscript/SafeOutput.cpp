@@ -59,34 +59,38 @@ SafeOutput::~SafeOutput() {
 }
 
 bool SafeOutput::Begin(const std::string& target, std::string& error) {
+    // The process's descriptor 1 carries the library's own prints elsewhere; these names mean
+    // the tool's standard output.
+    const bool toStdout = target == "-" || target == "/dev/stdout" || target == "/dev/fd/1" ||
+                          target == "/proc/self/fd/1";
     std::string pattern;
-    if (target == "-") {
+    struct stat st {};
+    if (toStdout) {
+        m_stream = true;
+        m_target = "-";
+        pattern = TempDirectory() + "/qxscript.XXXXXX";
+    } else if (stat(target.c_str(), &st) == 0 && !S_ISREG(st.st_mode)) {
+        // Opened by its own name later, so that links (/dev/stderr too) lead where they lead.
+        if (!S_ISCHR(st.st_mode) && !S_ISFIFO(st.st_mode)) {
+            error = target + ": " +
+                    (S_ISDIR(st.st_mode)
+                         ? std::string("is a directory")
+                         : std::string("not a regular file, a character device or a FIFO"));
+            return false;
+        }
         m_stream = true;
         m_target = target;
         pattern = TempDirectory() + "/qxscript.XXXXXX";
     } else {
         if (!ResolveLinks(target, m_target, error)) return false;
-        struct stat st {};
-        if (stat(m_target.c_str(), &st) == 0 && !S_ISREG(st.st_mode)) {
-            if (!S_ISCHR(st.st_mode) && !S_ISFIFO(st.st_mode)) {
-                error = target + ": " +
-                        (S_ISDIR(st.st_mode) ? std::string("is a directory")
-                                             : std::string("not a regular file, a character "
-                                                           "device or a FIFO"));
-                return false;
-            }
-            m_stream = true;
-            pattern = TempDirectory() + "/qxscript.XXXXXX";
-        } else {
-            const fs::path path(m_target);
-            const fs::path dir = path.has_parent_path() ? path.parent_path() : fs::path(".");
-            pattern = (dir / ("." + path.filename().string() + ".XXXXXX")).string();
-        }
+        const fs::path path(m_target);
+        const fs::path dir = path.has_parent_path() ? path.parent_path() : fs::path(".");
+        pattern = (dir / ("." + path.filename().string() + ".XXXXXX")).string();
     }
     const int fd = mkostemp(pattern.data(), O_CLOEXEC);
     if (fd < 0) {
-        error = "cannot create a temporary file for " + (target == "-" ? "the output" : target) +
-                ": " + SystemError(errno);
+        error = "cannot create a temporary file for " + (toStdout ? "the output" : target) + ": " +
+                SystemError(errno);
         return false;
     }
     close(fd);

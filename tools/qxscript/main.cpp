@@ -10,6 +10,7 @@
 #include "Commands.h"
 #include "Output.h"
 #include "qx_platform/Task.h"
+#include "qx_scriptutil/QXScriptErrMgr.h"
 #include "qx_scriptutil/version.h"
 
 using namespace qxscript;
@@ -275,6 +276,10 @@ int main(int argc, char** argv) {
     // The library reports progress and keeps per-run flags for the current task.
     qxp::OrinGnlTask task(0, "qxscript");
     qxp::ScopedCurrentTask current(&task);
+    // A failed write leaves this thread's error manager behind; the host tears it down.
+    struct ErrorManagerTeardown {
+        ~ErrorManagerTeardown() { NSQX_script::QXScriptErrMgr::Destroy(); }
+    } teardown;
 
     try {
         if (checkCmd->parsed()) return RunCheck(common, check);

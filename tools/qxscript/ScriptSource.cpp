@@ -97,7 +97,7 @@ std::vector<Finding> ScriptSource::HeaderFindings() const {
 std::vector<Finding> ScriptSource::Findings(std::size_t maxInvalid) const {
     std::vector<Finding> out = HeaderFindings();
     const bool headerGuessed = !out.empty();
-    bool readerErrors = false;
+    std::vector<unsigned long> errorLines;
     for (Finding f : m_log->Items()) {
         if (headerGuessed && f.kind != Finding::kError &&
             f.reason.find("encoding") != std::string::npos) {
@@ -107,21 +107,27 @@ std::vector<Finding> ScriptSource::Findings(std::size_t maxInvalid) const {
             f.lineText.erase(0, std::min(m_input->Shift(), f.lineText.size()));
             f.column = f.column > m_input->Shift() ? f.column - m_input->Shift() : 0;
         }
-        readerErrors = readerErrors || f.kind == Finding::kError;
+        if (f.kind == Finding::kError) errorLines.push_back(f.line);
         out.push_back(std::move(f));
     }
-    const std::vector<unsigned long> failed = FailedLines();
+    std::sort(errorLines.begin(), errorLines.end());
+    // A failed command is explained by a reader error after the previous failure and up to
+    // its own line (that of its ";"); one rejected by a post-analyse hook may have none.
+    std::vector<unsigned long> unexplained;
+    unsigned long previous = 0;
+    for (unsigned long line : FailedLines()) {
+        const auto error = std::upper_bound(errorLines.begin(), errorLines.end(), previous);
+        if (error == errorLines.end() || *error > line) unexplained.push_back(line);
+        previous = line;
+    }
     const std::vector<unsigned long> invalid =
         InvalidLines(m_input->Path(), Encoding(), maxInvalid);
     std::vector<unsigned long> wanted = invalid;
-    if (!readerErrors) wanted.insert(wanted.end(), failed.begin(), failed.end());
-    std::sort(wanted.begin(), wanted.end());
+    wanted.insert(wanted.end(), unexplained.begin(), unexplained.end());
     const auto texts = LineTexts(m_input->Path(), m_input->Shift(), Encoding(), wanted);
-    if (!readerErrors) {
-        // A reader that does not say why: the line of the ";" at least.
-        for (unsigned long line : failed) {
-            out.push_back({Finding::kError, line, 0, "cannot parse command", texts.at(line)});
-        }
+    for (unsigned long line : unexplained) {
+        out.push_back({Finding::kError, line, 0, "command not read (the reader gives no reason)",
+                       texts.at(line)});
     }
     for (unsigned long line : invalid) {
         out.push_back(

@@ -12,8 +12,8 @@ namespace qxscript {
 // - a regular file or a new path: the temporary file, made beside it, is renamed over it and
 //   takes the permission bits of the file it replaces;
 // - a symbolic link: the same for the file it finally points to (the link stays);
-// - "-", a character device or a FIFO: the content is copied into it, which is never
-//   replaced (the temporary file lies in $TMPDIR);
+// - "-" (or /dev/stdout), a character device or a FIFO, also behind links: the content is
+//   copied into it, which is never replaced (the temporary file lies in $TMPDIR);
 // - anything else (a directory, a block device, a socket) is refused by Begin().
 // Confined to one thread.
 class SafeOutput {

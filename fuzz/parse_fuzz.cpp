@@ -8,6 +8,7 @@
 #include <string>
 
 #include "fuzz/TreeEqual.h"
+#include "parser/ParseBuilder.h"
 #include "qx_scriptutil/ScriptParser.h"
 
 using namespace NSQX_script;
@@ -67,6 +68,12 @@ void WideIntegers(const std::vector<MMLParaStruct>& list, std::set<std::int64_t>
 }
 
 }  // namespace
+
+// Ranges of millions of values would take most of the time; the cap itself has its unit test.
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+    NSQX_script::parser::SetValueBudget(std::size_t{1} << 16);
+    return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string text(reinterpret_cast<const char*>(data), size);

@@ -1,6 +1,7 @@
 #include "parser/ParseBuilder.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <limits>
 #include <new>
@@ -18,12 +19,18 @@ void Trim(std::vector<T>& v, std::size_t n) noexcept {
     if (v.size() > n) v.erase(v.begin() + static_cast<std::ptrdiff_t>(n), v.end());
 }
 
+std::atomic<std::size_t> valueBudget{ParseBuilder::kValueBudget};
+
 bool IsWordByte(char c) {
     return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z') || c == '_' ||
            c == '-';
 }
 
 }  // namespace
+
+void SetValueBudget(std::size_t values) {
+    valueBudget.store(values, std::memory_order_relaxed);
+}
 
 void ParseBuilder::Begin(MMLCmdStruct& cmd) {
     // Trims then never throw.
@@ -36,6 +43,7 @@ void ParseBuilder::Begin(MMLCmdStruct& cmd) {
     objectOpen_ = false;
     ClearPending();
     spent_ = 0;
+    budget_ = valueBudget.load(std::memory_order_relaxed);
     direct_ = nullptr;
     next_ = end_ = nullptr;
     failure_ = "";
@@ -72,7 +80,7 @@ bool ParseBuilder::CommandName(const TokenValue& v) try {
 }
 
 bool ParseBuilder::Spend(std::size_t n, const char* where) {
-    if (n > kValueBudget - spent_) {
+    if (n > budget_ - spent_) {
         failAt_ = where;
         return Fail(kTooManyValues);
     }

@@ -12,6 +12,10 @@
 namespace NSQX_script {
 namespace parser {
 
+// Lowers the value budget of the parses that begin after the call (kValueBudget by default),
+// for fuzz targets, which would otherwise spend their time building millions of range values.
+void SetValueBudget(std::size_t values);
+
 // The semantic actions of the command grammar and the working state they share: the command
 // being filled, the current parameter vector, the stack of enclosing vectors and the pending
 // names and values. One per thread, in its ParseContext.
@@ -208,6 +212,7 @@ class ParseBuilder {
     std::vector<Pending> names_;
     std::vector<Pending> values_;
     std::size_t spent_ = 0;
+    std::size_t budget_ = kValueBudget;
     std::size_t rangeSpent_ = 0;  // by the value ranges of the parameter being read
     // The value list being built directly, the count built so far and the index of its
     // parameter in the current vector. Without names the values go to scratch_ and are lost.

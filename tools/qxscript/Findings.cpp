@@ -75,8 +75,30 @@ Shown ShowCharacter(const std::string& text, std::size_t& i, bool keepTabs) {
 
 void FindingLog::Report(const NSQX_script::TScriptDiagnostic& d) {
     const bool error = d.severity == NSQX_script::TScriptDiagnostic::kError;
-    m_items.push_back(
-        {error ? Finding::kError : Finding::kValueWarning, d.line, d.column, d.reason, d.lineText});
+    Finding f{error ? Finding::kError : Finding::kValueWarning, d.line, d.column, d.reason,
+              std::string()};
+    // The characters FormatFinding may show: up to kContextBefore before the column and
+    // kContextAfter from it (one more, so that it sees whether the line goes on).
+    const std::string& text = d.lineText;
+    const std::size_t target = d.column != 0 ? d.column - 1 : 0;
+    const std::size_t firstChar = target > kContextBefore ? target - kContextBefore : 0;
+    const std::size_t endChar = target + kContextBefore + kContextAfter + 1;
+    std::size_t begin = text.size();
+    std::size_t end = text.size();
+    std::size_t chars = 0;
+    for (std::size_t i = 0; i < text.size(); ++chars) {
+        if (chars == firstChar) begin = i;
+        if (chars == endChar) {
+            end = i;
+            break;
+        }
+        const std::size_t n = Utf8Length(text, i);
+        i += n != 0 ? n : 1;
+    }
+    f.lineText.assign(text, begin, end - begin);
+    f.textOffset = begin != 0 ? firstChar : 0;
+    f.cutAfter = end < text.size();
+    m_items.push_back(std::move(f));
 }
 
 std::string EscapeForTerminal(const std::string& text, bool keepTabs) {
@@ -115,7 +137,9 @@ std::string FormatFinding(const std::string& file, const Finding& f) {
     while (!chars.empty() && (chars.back().text == "\\x0D" || chars.back().text == " ")) {
         chars.pop_back();
     }
-    const std::size_t target = f.column != 0 ? std::min(f.column - 1, chars.size()) : 0;
+    // The column within lineText (the line's end when the window lies before it).
+    const std::size_t column = f.column > f.textOffset ? f.column - f.textOffset : 1;
+    const std::size_t target = std::min(column - 1, chars.size());
     std::size_t first = 0;
     std::size_t last = chars.size();
     if (f.column == 0) {
@@ -127,12 +151,12 @@ std::string FormatFinding(const std::string& file, const Finding& f) {
     }
     std::string line = "    ";
     std::string caret = "    ";
-    if (first > 0) line += "...", caret += "   ";
+    if (first > 0 || f.textOffset != 0) line += "...", caret += "   ";
     for (std::size_t k = first; k < last; ++k) {
         line += chars[k].text;
         if (k < target) caret.append(chars[k].width, ' ');
     }
-    if (last < chars.size()) line += "...";
+    if (last < chars.size() || f.cutAfter) line += "...";
     out += line + "\n";
     if (f.column != 0) out += caret + "^\n";
     return out;

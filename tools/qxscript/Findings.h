@@ -18,11 +18,14 @@ struct Finding {
     unsigned long line = 0;    // 0: the file as a whole
     unsigned long column = 0;  // 1-based, in characters; 0: the whole line
     std::string reason;
-    std::string lineText;  // UTF-8, or raw bytes where it is not
+    std::string lineText;  // UTF-8, or raw bytes where it is not; perhaps a window of the line
+    std::size_t textOffset = 0;  // characters of the line before lineText
+    bool cutAfter = false;       // lineText ends before the line's end
 };
 
-// Collects what a script reader reports. Owned by the caller, which hands it to the reader
-// (which does not own it); confined to the reading thread.
+// Collects what a script reader reports, keeping of each line only the window that is shown,
+// so that memory stays bounded by the number of findings. Owned by the caller, which hands it
+// to the reader (which does not own it); confined to the reading thread.
 class FindingLog : public NSQX_script::TScriptDiagnosticSink {
   public:
     void Report(const NSQX_script::TScriptDiagnostic& diagnostic) override;

@@ -103,10 +103,15 @@ std::vector<Finding> ScriptSource::Findings(std::size_t maxInvalid) const {
             f.reason.find("encoding") != std::string::npos) {
             continue;  // said above, with the remedy
         }
-        if (f.line == 1 && m_input->Shift() != 0) {
-            f.lineText.erase(0, std::min(m_input->Shift(), f.lineText.size()));
-            f.column = f.column > m_input->Shift() ? f.column - m_input->Shift() : 0;
+        const std::size_t shift =
+            f.line == 1 ? m_input->Shift() : 0;  // ASCII: bytes are characters
+        if (shift != 0 && f.textOffset >= shift) {
+            f.textOffset -= shift;
+        } else if (shift != 0) {
+            f.lineText.erase(0, std::min(shift - f.textOffset, f.lineText.size()));
+            f.textOffset = 0;
         }
+        if (shift != 0 && f.column != 0) f.column = f.column > shift ? f.column - shift : 1;
         if (f.kind == Finding::kError) errorLines.push_back(f.line);
         out.push_back(std::move(f));
     }

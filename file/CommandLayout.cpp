@@ -235,9 +235,28 @@ QX_LAYOUT_INLINE std::size_t CommandLayout::PutValue(const QXValue& value) {
     return s.size();
 }
 
+// Object groups are walked with a list of open groups rather than by recursion, so a command
+// nested to any depth lays out in constant stack.
 void CommandLayout::ParaList(const std::vector<MMLParaStruct>& paras, std::size_t& column) {
-    bool first = true;
-    for (const MMLParaStruct& para : paras) {
+    frames_.clear();
+    frames_.push_back({paras.data(), paras.data() + paras.size(), nullptr, 0, true});
+    while (!frames_.empty()) {
+        Frame& frame = frames_.back();
+        if (frame.next == frame.end) {
+            const MMLParaStruct* const owner = frame.owner;
+            const std::size_t group = frame.group + 1;
+            frames_.pop_back();
+            if (owner == nullptr) continue;
+            Put('}');
+            if (group < owner->objects.size()) {
+                Put("&{", 2);
+                const std::vector<MMLParaStruct>& members = owner->objects[group];
+                frames_.push_back(
+                    {members.data(), members.data() + members.size(), owner, group, true});
+            }
+            continue;
+        }
+        const MMLParaStruct& para = *frame.next++;
         const bool emptyName =
             para.name.GetType() == QXValue::kEmpty ||
             (para.name.GetType() == QXValue::kString && para.name.StringRef().empty());
@@ -245,8 +264,8 @@ void CommandLayout::ParaList(const std::vector<MMLParaStruct>& paras, std::size_
             qxp::QXTrace(qxp::kTraceError, "%s", style_->emptyNameTrace);
             if (style_->skipEmptyName) continue;
         }
-        if (!first) Put(", ", 2);
-        first = false;
+        if (!frame.first) Put(", ", 2);
+        frame.first = false;
         column += 2;
         if (column > kWrapColumn) {
             Put(kWrap, 3);
@@ -256,13 +275,10 @@ void CommandLayout::ParaList(const std::vector<MMLParaStruct>& paras, std::size_
         Put('=');
 
         if (!para.objects.empty()) {
-            bool firstGroup = true;
-            for (const std::vector<MMLParaStruct>& group : para.objects) {
-                Put(firstGroup ? "{" : "&{", firstGroup ? 1 : 2);
-                firstGroup = false;
-                ParaList(group, column);
-                Put('}');
-            }
+            Put('{');
+            const std::vector<MMLParaStruct>& members = para.objects.front();
+            // frame is not used past this point: the push may move it.
+            frames_.push_back({members.data(), members.data() + members.size(), &para, 0, true});
             continue;
         }
         if (para.values.empty() && style_->emptyValuesTrace != nullptr) {

@@ -88,7 +88,17 @@ class CommandLayout {
     std::size_t PutInteger(long value);
     std::size_t PutDouble(double value);
 
+    // One parameter list being laid out: the next parameter, and the group it belongs to.
+    struct Frame {
+        const MMLParaStruct* next;
+        const MMLParaStruct* end;
+        const MMLParaStruct* owner;  // the object parameter of this group; null at the top
+        std::size_t group;           // index of this group in owner->objects
+        bool first;                  // no parameter of the list written yet
+    };
+
     const LayoutStyle* style_;
+    std::vector<Frame> frames_;  // reused from command to command
     std::unique_ptr<char[]> buf_;
     std::size_t cap_ = 0;
     std::size_t len_ = 0;

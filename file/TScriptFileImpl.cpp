@@ -1,6 +1,7 @@
 #include "qx_scriptutil/TScriptFileImpl.h"
 
 #include <algorithm>
+#include <map>
 
 #include "file/CommandLocator.h"
 #include "file/ScriptReader.h"
@@ -14,12 +15,14 @@
 #include "qx_scriptutil/QXConvertDataStorage.h"
 #include "qx_scriptutil/ScriptGauge.h"
 #include "qx_scriptutil/ScriptParser.h"
+#include "qx_scriptutil/ScriptStaticData.h"
 #include "slot/CommandSlotConvert.h"
 
 namespace NSQX_script {
 namespace {
 
 constexpr unsigned long kCommandFailed = 0x41017307;
+constexpr char kNeParaCommand[] = "cfg-nepara";
 
 bool SlotConversionWanted(unsigned long neId) {
     return neId == 0 || QXConvertDataStorage::Instance()->IsNEINDEVMap(neId);
@@ -172,6 +175,7 @@ bool TScriptFileImpl::AnalyseText(const std::string& text, unsigned long lineNo,
         failed = true;
         return false;
     }
+    if (r.parsed.cmdName == kNeParaCommand) AddToDeviceMap(r.parsed);
     unsigned long code = 0;
     if (!CmdNameConvert::GetCorrespondCmdID(r.parsed.cmdName.c_str(), code)) return false;
     if (!m_cmdFilter.empty() &&
@@ -238,6 +242,16 @@ void TScriptFileImpl::RecordOpenComment(std::vector<TScriptResult>& results) {
         r.comment.severity = TScriptDiagnostic::kError;
         m_diagnostics->Report(r.comment);
     }
+}
+
+// A script declares its NEs before their commands: once the file's own NE is declared, the
+// commands after it convert their slots.
+void TScriptFileImpl::AddToDeviceMap(const MMLCmdStruct& cmd) {
+    std::map<unsigned long, unsigned long> entry;
+    if (!ScriptDataMgr::AddDevMapEntry(cmd, entry)) return;
+    QXConvertDataStorage* store = QXConvertDataStorage::Instance();
+    for (const auto& [neId, device] : entry) store->AddDevMapEntry(neId, device);
+    if (!m_slotConvertWanted) m_slotConvertWanted = SlotConversionWanted(m_currNEID);
 }
 
 void TScriptFileImpl::RecordFailure(unsigned long lineNo, std::vector<TScriptResult>& results) {

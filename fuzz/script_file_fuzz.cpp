@@ -1,8 +1,11 @@
 // Any bytes written to a file read without crashing, leaking or hanging, and the two ways of
 // reading a file agree: streaming with GetOneCommand hands out the same commands, with the same
-// lines and trees, and records the same failures as loading it whole with GetAllCommands.
+// lines and trees, and records the same failures as loading it whole with GetAllCommands. A
+// reader with a diagnostic sink reads the same commands and failures again, and every
+// diagnostic it reports stands on a line of the file.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -38,6 +41,18 @@ const std::string& Path() {
     return path;
 }
 
+// Aborts on a diagnostic outside the file's lines.
+class LineCheck : public TScriptDiagnosticSink {
+  public:
+    explicit LineCheck(unsigned long lines) : lines_(lines) {}
+    void Report(const TScriptDiagnostic& d) override {
+        if (d.line < 1 || d.line > lines_ || d.column < 1) std::abort();
+    }
+
+  private:
+    unsigned long lines_;
+};
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -66,6 +81,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (streamedFailures.size() != failures.size()) std::abort();
     for (std::size_t i = 0; i < failures.size(); ++i) {
         if (failures[i].m_kind != streamedFailures[i].m_kind) std::abort();
+    }
+
+    LineCheck sink(1 + static_cast<unsigned long>(std::count(data, data + size, '\n')));
+    TScriptFileImpl watched(1);
+    watched.SetDiagnosticSink(&sink);
+    if (!watched.OpenForRead(1, nullptr, path.c_str())) std::abort();
+    watched.GoToFirstCommand();
+    for (const TScriptCmd& expected : first) {
+        if (!watched.GetOneCommand(cmd) || cmd.GetLineNo() != expected.GetLineNo() ||
+            !tree_equal::SameList(cmd.GetParaList(), expected.GetParaList()))
+            std::abort();
+    }
+    if (watched.GetOneCommand(cmd)) std::abort();
+    const std::vector<TScriptResult> watchedFailures = watched.GetCmdAnalyzedResult();
+    if (watchedFailures.size() != failures.size()) std::abort();
+    for (std::size_t i = 0; i < failures.size(); ++i) {
+        if (failures[i].m_kind != watchedFailures[i].m_kind) std::abort();
     }
     return 0;
 }

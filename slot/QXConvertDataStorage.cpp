@@ -106,6 +106,15 @@ void QXConvertDataStorage::SetDevMap(std::map<unsigned long, unsigned long>& dev
     m_devMaps[kind] = devMap;
 }
 
+bool QXConvertDataStorage::AddDevMapEntry(unsigned long neId, unsigned long device) {
+    qxp::OrinGnlTask* task = qxp::OrinGetCurrentTask();
+    if (task == nullptr || task->GetTaskDesc() == nullptr) return false;
+    const std::uint8_t kind = task->GetTaskDesc()->kind;
+    qxp::WriteGuard guard(m_devMapMutex);
+    m_devMaps[kind][neId] = device;
+    return true;
+}
+
 bool QXConvertDataStorage::IsNEINDEVMap(unsigned long neId) {
     qxp::OrinGnlTask* task = qxp::OrinGetCurrentTask();
     if (task == nullptr || task->GetTaskDesc() == nullptr) return false;

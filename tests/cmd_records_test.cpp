@@ -92,3 +92,40 @@ TEST(CmdRecords, OrderedByCommandCodeAlone) {
     EXPECT_EQ(2u, set.size());
     EXPECT_EQ(1u, set.begin()->GetSize());  // the first inserted of code 5 stays
 }
+
+// A tree nested far deeper than the call stack could walk: copies, assignments (also of a
+// subtree to its own ancestor) and destruction go through it level by level.
+TEST(CmdRecords, DeepTreesCopyAssignAndFreeWithoutRecursion) {
+    constexpr int kDepth = 100000;
+    auto Chain = [](int depth) {
+        MMLParaStruct top = Leaf("A", 1);
+        for (int i = 1; i < depth; ++i) {
+            MMLParaStruct outer;
+            outer.name = QXValue("A", false);
+            outer.objects.emplace_back();
+            outer.objects[0].push_back(std::move(top));
+            top = std::move(outer);
+        }
+        return top;
+    };
+    auto Depth = [](const MMLParaStruct& p) {
+        int n = 1;
+        for (const MMLParaStruct* q = &p; !q->objects.empty(); q = &q->objects[0][0]) ++n;
+        return n;
+    };
+    std::vector<MMLParaStruct> list{Chain(kDepth)};
+    TScriptCmd cmd(1, list, 1);
+    TScriptCmd copy(cmd);
+    EXPECT_EQ(kDepth, Depth(copy.GetParaList()[0]));
+    copy = TScriptCmd(2);
+    copy = cmd;
+    EXPECT_EQ(kDepth, Depth(copy.GetParaList()[0]));
+
+    // Assigning a node from deep inside the tree to the root keeps the node's own subtree.
+    MMLParaStruct& root = copy.GetParaList()[0];
+    root = root.objects[0][0].objects[0][0];
+    EXPECT_EQ(kDepth - 2, Depth(root));
+    root = std::move(root.objects[0][0]);
+    EXPECT_EQ(kDepth - 3, Depth(root));
+    EXPECT_EQ(1, Depth(Leaf("A", 1) = Chain(3).objects[0][0].objects[0][0]));
+}

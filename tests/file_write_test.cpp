@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -300,6 +301,40 @@ TEST_F(ScriptWrite, CommandsAReaderWouldRefuseAreNotWritten) {
     std::vector<TScriptResult> results;
     EXPECT_EQ(2ul, reader.GetAllCommands(results));
     EXPECT_TRUE(results.empty());
+}
+
+// The writer lays out a command nested as deep as a reader takes without deep recursion.
+TEST_F(ScriptWrite, DeeplyNestedCommandsAreWrittenAndReadBack) {
+    constexpr int kDepth = 30000;
+    MMLParaStruct top = Para("a", {"1"});
+    for (int i = 1; i < kDepth; ++i) {
+        MMLParaStruct outer = Para("a", {});
+        outer.objects.emplace_back();
+        outer.objects[0].push_back(std::move(top));
+        top = std::move(outer);
+    }
+    {
+        TScriptFileImpl file(1);
+        ASSERT_TRUE(file.SetEncoding("UTF-8"));
+        ASSERT_TRUE(file.OpenForWriteNoHead(dir_.c_str(), "deep.txt"));
+        ASSERT_TRUE(Write(file, Cmd(201, {top})));
+    }
+    const std::string text = Read("deep.txt");
+    EXPECT_EQ(0u, text.find(":cfg-set:{a={a={"));
+    EXPECT_EQ(static_cast<std::size_t>(kDepth - 1), std::count(text.begin(), text.end(), '{') - 1);
+    EXPECT_EQ(text.size() - text.find("a=1}}}"), 3 + static_cast<std::size_t>(kDepth) + 3);
+
+    TScriptFileImpl reader(1);
+    ASSERT_TRUE(reader.OpenForRead(1, dir_.c_str(), "deep.txt"));
+    ASSERT_TRUE(reader.GoToFirstCommand());
+    TScriptCmd back;
+    ASSERT_TRUE(reader.GetOneCommand(back));
+    int depth = 1;
+    for (const MMLParaStruct* p = &back.GetParaList()[0]; !p->objects.empty();
+         p = &p->objects[0][0]) {
+        ++depth;
+    }
+    EXPECT_EQ(kDepth, depth);
 }
 
 TEST_F(ScriptWrite, RoundTripThroughWriterAndReader) {

@@ -14,6 +14,7 @@
 #include "qx_scriptutil/QXConvertDataStorage.h"
 #include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/ScriptSlotConvert.h"
+#include "qx_scriptutil/TScriptFileImpl.h"
 #include "slot/CommandSlotConvert.h"
 #include "slot/SlotStoreAccess.h"
 #include "tests/EnumTable.h"
@@ -271,6 +272,39 @@ TEST_F(SlotConvertTest, WholeCommandConvertedAndLoggedTwice) {
     const std::string log = Log();
     EXPECT_EQ("'bid'='203'", Converted(Cmd(8499, {Para("bid", {S("203")})})));
     EXPECT_EQ(log, Log());
+}
+
+// A script that declares its own NE with cfg-nepara converts the commands after the
+// declaration, read one at a time or all at once.
+TEST_F(SlotConvertTest, ReaderFeedsTheDeviceMapFromTheScript) {
+    qxp::OrinGnlTask task(5);
+    qxp::ScopedCurrentTask current(&task);
+    CmdNameConvert::AddCmdNameIDMap("cfg-nepara", 8404);
+    const std::string onePara = ":cfg-onepara:{neid=\"1-5\",slot=\"85\",value=\"1-203\"};\n";
+    test_files::WriteFile(
+        tmp_ + "/NE_1-5_x.txt",
+        "// encoding=\"UTF-8\"\n" + onePara + ":cfg-nepara:{neid=\"1-5\",device=1};\n" + onePara);
+    const std::vector<std::string> expected = {"'neid'='1-5','slot'='85','value'='1-203'",
+                                               "'neid'='1-5','device'=1",
+                                               "'neid'='1-5','slot'='125','value'='1-131075'"};
+    for (bool all : {false, true}) {
+        std::map<unsigned long, unsigned long> none;
+        Store()->SetDevMap(none);
+        TScriptFileImpl file(1);
+        ASSERT_TRUE(file.OpenForRead(1, tmp_.c_str(), "NE_1-5_x.txt"));
+        std::vector<TScriptResult> results;
+        if (all) {
+            file.GetAllCommands(results);
+        } else {
+            file.GoToFirstCommand();
+        }
+        std::vector<std::string> read;
+        for (TScriptCmd cmd; file.GetOneCommand(cmd);)
+            read.push_back(tree_text::Show(cmd.GetParaList()));
+        EXPECT_EQ(expected, read) << all;
+        EXPECT_TRUE(Store()->IsNEINDEVMap(65541));
+    }
+    CmdNameConvert::RemoveCmdNameIDMap(8404);
 }
 
 TEST_F(SlotConvertTest, LostLogKeepsTheConversion) {

@@ -92,6 +92,8 @@ class QX_API QXConvertDataStorage {
 
     // Stores the device map of the current task's kind (nothing without a current task).
     void SetDevMap(std::map<unsigned long, unsigned long>& devMap);
+    // Adds or replaces one NE in the current task's device map; false without a current task.
+    bool AddDevMapEntry(unsigned long neId, unsigned long device);
     // Whether the current task's device map holds the NE; false without a task or description.
     bool IsNEINDEVMap(unsigned long neId);
 

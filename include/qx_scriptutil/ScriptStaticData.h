@@ -24,7 +24,9 @@ namespace NSQX_script {
 // quotes allowed). Both must hold exactly one value. A command with a missing or unreadable
 // neid or device, or with NE ID 0, adds nothing and is traced with its script line; a later
 // command for the same NE replaces the earlier value. Other commands are passed over. The
-// script reader feeds the commands it reads (parsed or as records) to these functions.
+// script reader adds the entry of every "cfg-nepara" command it parses to the current task's
+// device map as it reads (QXConvertDataStorage::AddDevMapEntry), so that the commands after
+// it convert their slots when the script's own NE is among them.
 class QX_API ScriptDataMgr {
   public:
     // The types from the file beside the configured XML file. False when the file cannot be

@@ -11,10 +11,19 @@ namespace NSQX_script {
 // One parsed parameter: a tree node. A value type; copies are deep, nothing is shared.
 // A parameter holds plain values or object groups, never both (a backward range may leave
 // both empty).
+// Copying and destroying walk the tree with a work list of their own, not the call stack, so
+// a tree nested a hundred thousand groups deep is as safe as a flat one.
 struct QX_API MMLParaStruct {
     QXValue name;
     std::vector<QXValue> values;
     std::vector<std::vector<MMLParaStruct>> objects;
+
+    MMLParaStruct() = default;
+    MMLParaStruct(const MMLParaStruct& other);
+    MMLParaStruct(MMLParaStruct&& other) noexcept = default;
+    MMLParaStruct& operator=(const MMLParaStruct& other);
+    MMLParaStruct& operator=(MMLParaStruct&& other) noexcept;
+    ~MMLParaStruct();
 };
 
 // One parsed command: its name as written and its top-level parameters. A value type.

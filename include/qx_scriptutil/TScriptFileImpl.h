@@ -151,6 +151,7 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     // Records a block comment that ran to the end of the file, once.
     void RecordOpenComment(std::vector<TScriptResult>& results);
     void BeginSpan();
+    void AddToDeviceMap(const MMLCmdStruct& cmd);
     void RecordFailure(unsigned long lineNo, std::vector<TScriptResult>& results);
     unsigned long LoadAll(const std::list<CStdString>* names, std::vector<TScriptResult>& results);
     // Gathers the next command text into the read buffer's text; the line it ended on, or 0 at

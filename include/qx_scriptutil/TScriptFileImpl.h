@@ -82,16 +82,20 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     bool SetEncoding(const char* encoding);
 
     // Where the object reports what it finds (not owned; nullptr for none; a copy of the object
-    // reports to the same sink). Called from the thread that reads or writes.
+    // reports to the same sink). Called from the thread that reads or writes. Set it before
+    // opening: positions count from where the object was when the sink was set.
     // Reading: each command that does not parse is reported as a kError at the file line and
     // column of the byte where parsing stopped, with the parser's reason; it is still recorded
     // among the failed commands as without a sink. A quoted text that runs over a line break
     // into a command that then fails is reported as "unterminated quote", and a block comment
-    // that runs to the end of the file as "unterminated comment", at the line and column of
-    // the opening quote or "/*". A value that reads differently from how it is written (an
-    // integer narrowed to 32 bits, a backward range) is a kWarning at the value's position.
-    // With a sink, failed commands are parsed without printing to standard output; without
-    // one, reading is exactly as it would be without this call.
+    // that runs to the end of the file as "unterminated comment" (recorded as a failed command
+    // at its line with or without a sink), at the line and column of the opening quote or "/*".
+    // A command that a post-analyse hook rejects is "command rejected after parsing" at its
+    // start. A value that reads differently from how it is written (an integer narrowed to 32
+    // bits, a backward range) is a kWarning at the value's position. With a sink, commands are
+    // parsed with AnalyseOneCommandDetailed, which prints nothing to standard output; positions
+    // are worked out only for a command that failed or carries a note. Without a sink nothing
+    // of this runs. Texts given to PostAndAnalyseOneCommand are reported at their line only.
     // Writing: WriteCommand reports a command that a reader would refuse for its length as a
     // kError at the output line where it would have started, column 0.
     void SetDiagnosticSink(TScriptDiagnosticSink* sink) { m_diagnostics = sink; }

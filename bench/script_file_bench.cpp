@@ -1,7 +1,8 @@
-// Reading and writing whole script files: a generated 64 MiB script is read through
+// Reading and writing whole script files: a generated 64 MiB script of each corpus
+// (BenchCorpus.h; the argument is the corpus, 0 gentle, 1 harsh) is read through
 // OpenForRead/GetOneCommand and written through WriteCommand; the baselines read it with
-// getc_unlocked and write the already rendered text with fwrite. Temporary files carry the
-// process id and are removed at the end.
+// getc_unlocked and write the already rendered text with fwrite. With two threads each reads a
+// script of its own. Temporary files carry the process id and are removed at the end.
 //
 //   build/bench/script_file_bench --benchmark_filter=. --benchmark_min_time=1
 
@@ -16,6 +17,7 @@
 #include <string_view>
 #include <vector>
 
+#include "BenchCorpus.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 #include "qx_scriptutil/TScriptFileImpl.h"
 
@@ -23,73 +25,10 @@ using namespace NSQX_script;
 
 namespace {
 
-constexpr int kNames = 40;
 constexpr std::size_t kScriptBytes = 64u << 20;
 
-std::string CommandName(int i) {
-    return "cfg-cmd-" + std::to_string(i);
-}
-
-class Generator {
-  public:
-    explicit Generator(unsigned seed) : rng_(seed) {}
-
-    std::string Command() {
-        std::string s = ":" + CommandName(Pick(kNames)) + ":{";
-        const int paras = 2 + Pick(24);
-        for (int p = 0; p < paras; ++p) {
-            if (p) s += ", ";
-            Parameter(s, p, 0);
-        }
-        s += "};\n\n";
-        return s;
-    }
-
-  private:
-    int Pick(int n) { return static_cast<int>(rng_() % static_cast<unsigned>(n)); }
-
-    void Parameter(std::string& s, int p, int depth) {
-        s += "para" + std::to_string(p) + "=";
-        const int kind = Pick(depth < 3 ? 10 : 9);
-        switch (kind) {
-            case 0: {  // a long "&" list
-                const int n = 1 + Pick(200);
-                for (int i = 0; i < n; ++i) s += (i ? "&" : "") + std::to_string(Pick(100000));
-                break;
-            }
-            case 1:
-                s += std::to_string(Pick(50)) + "&&" + std::to_string(50 + Pick(50));
-                break;
-            case 2:
-                s += "\"text with \\\"quotes\\\" and \\\\ " + std::to_string(Pick(1000)) + "\"";
-                break;
-            case 3:
-                s += "0x" + std::to_string(10 + Pick(80));
-                break;
-            case 4:
-                s += std::to_string(Pick(1000)) + "." + std::to_string(Pick(100));
-                break;
-            case 9: {  // nested groups
-                const int groups = 1 + Pick(3);
-                for (int g = 0; g < groups; ++g) {
-                    s += g ? "&{" : "{";
-                    const int members = 1 + Pick(4);
-                    for (int m = 0; m < members; ++m) {
-                        if (m) s += ",";
-                        Parameter(s, m, depth + 1);
-                    }
-                    s += "}";
-                }
-                break;
-            }
-            default:
-                s += "value_" + std::to_string(Pick(500));
-                break;
-        }
-    }
-
-    std::mt19937 rng_;
-};
+using bench_corpus::CommandName;
+using bench_corpus::kNames;
 
 void RegisterNames() {
     static const bool once = [] {
@@ -106,11 +45,11 @@ std::string TempPath(const char* what) {
 }
 
 // A script of the generator's first commands, at least `bytes` long.
-void WriteScript(const std::string& path, std::size_t bytes) {
+void WriteScript(const std::string& path, std::size_t bytes, int corpus, unsigned seed = 7) {
     RegisterNames();
     std::ofstream out(path, std::ios::binary);
     out << "// SlotFlagVer=1.1 \n// encoding=\"UTF-8\"\n\n";
-    Generator gen(7);
+    bench_corpus::Generator gen(corpus, seed);
     std::size_t size = 0;
     while (size < bytes) {
         const std::string cmd = gen.Command();
@@ -119,15 +58,25 @@ void WriteScript(const std::string& path, std::size_t bytes) {
     }
 }
 
-// The 64 MiB script, made on first use and removed when the program ends.
-const std::string& ScriptPath() {
-    struct Script {
-        std::string path = TempPath("script");
-        Script() { WriteScript(path, kScriptBytes); }
-        ~Script() { std::remove(path.c_str()); }
-    };
-    static const Script script;
-    return script.path;
+// A 64 MiB script of the corpus, made on first use and removed when the program ends; copy 1
+// is another script of the same corpus, for a second thread.
+struct Script {
+    std::string path;
+    Script(int corpus, int copy)
+        : path(TempPath(
+              (std::string(bench_corpus::CorpusName(corpus)) + std::to_string(copy)).c_str())) {
+        WriteScript(path, kScriptBytes, corpus, 7 + static_cast<unsigned>(copy));
+    }
+    ~Script() { std::remove(path.c_str()); }
+};
+
+const std::string& ScriptPath(int corpus, int copy = 0) {
+    static const Script gentle(bench_corpus::kGentle, 0);
+    static const Script harsh(bench_corpus::kHarsh, 0);
+    if (copy == 0) return corpus == bench_corpus::kHarsh ? harsh.path : gentle.path;
+    static const Script gentle2(bench_corpus::kGentle, 1);
+    static const Script harsh2(bench_corpus::kHarsh, 1);
+    return corpus == bench_corpus::kHarsh ? harsh2.path : gentle2.path;
 }
 
 std::size_t FileSize(const std::string& path) {
@@ -149,10 +98,11 @@ void ResetPeakRss() {
 }
 
 void BM_ReadScript(benchmark::State& state) {
-    const std::string& path = ScriptPath();
+    const int corpus = static_cast<int>(state.range(0));
+    const std::string& path = ScriptPath(corpus, state.thread_index() % 2);
     std::size_t bytes = 0;
     std::size_t commands = 0;
-    ResetPeakRss();
+    if (state.thread_index() == 0) ResetPeakRss();
     for (auto _ : state) {
         TScriptFileImpl file(1);
         if (!file.OpenForRead(1, nullptr, path.c_str())) state.SkipWithError("cannot open");
@@ -161,16 +111,19 @@ void BM_ReadScript(benchmark::State& state) {
         while (file.GetOneCommand(cmd)) ++commands;
         bytes += FileSize(path);
     }
+    state.SetLabel(bench_corpus::CorpusName(corpus));
     state.SetBytesProcessed(static_cast<int64_t>(bytes));
     state.SetItemsProcessed(static_cast<int64_t>(commands));
-    state.counters["peak_rss_MiB"] = static_cast<double>(PeakRssKiB()) / 1024.0;
+    if (state.thread_index() == 0)
+        state.counters["peak_rss_MiB"] = static_cast<double>(PeakRssKiB()) / 1024.0;
 }
-BENCHMARK(BM_ReadScript)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_ReadScript)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_ReadScript)->Arg(0)->Arg(1)->Threads(2)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // The first 256 commands of the generated script, as the reader hands them out.
-std::vector<TScriptCmd> SampleCommands() {
+std::vector<TScriptCmd> SampleCommands(int corpus) {
     const std::string path = TempPath("sample");
-    WriteScript(path, 1u << 20);
+    WriteScript(path, 1u << 20, corpus);
     std::vector<TScriptCmd> cmds;
     {
         TScriptFileImpl file(1);
@@ -201,7 +154,9 @@ std::string RenderedRound(std::vector<TScriptCmd>& cmds) {
 // it is written: 256 commands taken from the script are written in turn until 64 MiB stand in
 // the file.
 void BM_WriteScript(benchmark::State& state) {
-    std::vector<TScriptCmd> cmds = SampleCommands();
+    const int corpus = static_cast<int>(state.range(0));
+    state.SetLabel(bench_corpus::CorpusName(corpus));
+    std::vector<TScriptCmd> cmds = SampleCommands(corpus);
     const std::size_t roundBytes = RenderedRound(cmds).size();
     const std::size_t rounds = (kScriptBytes + roundBytes - 1) / roundBytes;
     const std::string out = TempPath("out");
@@ -216,13 +171,15 @@ void BM_WriteScript(benchmark::State& state) {
     state.SetBytesProcessed(static_cast<int64_t>(roundBytes * rounds * state.iterations()));
     state.SetItemsProcessed(static_cast<int64_t>(cmds.size() * rounds * state.iterations()));
 }
-BENCHMARK(BM_WriteScript)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_WriteScript)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // What writing costs without rendering: the same 64 MiB, already rendered, handed to fwrite one
 // command at a time through a stream with the writer's 64 KiB buffer, so that the kernel gets
 // the same blocks. The difference to BM_WriteScript is the rendering.
 void BM_FwriteBaseline(benchmark::State& state) {
-    std::vector<TScriptCmd> cmds = SampleCommands();
+    const int corpus = static_cast<int>(state.range(0));
+    state.SetLabel(bench_corpus::CorpusName(corpus));
+    std::vector<TScriptCmd> cmds = SampleCommands(corpus);
     const std::string round = RenderedRound(cmds);
     // Each command's own piece of the round, as WriteCommand hands it over.
     std::vector<std::string_view> pieces;
@@ -250,11 +207,13 @@ void BM_FwriteBaseline(benchmark::State& state) {
     std::remove(out.c_str());
     state.SetBytesProcessed(static_cast<int64_t>(round.size() * rounds * state.iterations()));
 }
-BENCHMARK(BM_FwriteBaseline)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_FwriteBaseline)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // The plain baseline: the file read with getc_unlocked, counting ";".
 void BM_GetcBaseline(benchmark::State& state) {
-    const std::string& path = ScriptPath();
+    const int corpus = static_cast<int>(state.range(0));
+    state.SetLabel(bench_corpus::CorpusName(corpus));
+    const std::string& path = ScriptPath(corpus);
     std::size_t bytes = 0;
     for (auto _ : state) {
         std::FILE* f = std::fopen(path.c_str(), "rb");
@@ -269,7 +228,7 @@ void BM_GetcBaseline(benchmark::State& state) {
     }
     state.SetBytesProcessed(static_cast<int64_t>(bytes));
 }
-BENCHMARK(BM_GetcBaseline)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_GetcBaseline)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
 BENCHMARK_MAIN();

@@ -1,5 +1,10 @@
 include(CMakePackageConfigHelpers)
 
+# Installed libraries find each other where they lie, wherever the prefix is moved to: the
+# script library needs the platform library, and a consumer's own RUNPATH does not reach
+# the libraries' dependencies.
+set_target_properties(qx_scriptutil qx_platform PROPERTIES INSTALL_RPATH "$ORIGIN")
+
 install(TARGETS qx_scriptutil qx_platform EXPORT qx_scriptutilTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}

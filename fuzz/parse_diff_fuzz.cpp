@@ -10,6 +10,7 @@
 #include "fuzz/TreeEqual.h"
 #include "parser/FastParser.h"
 #include "parser/Grammar.h"
+#include "parser/ParseBuilder.h"
 #include "parser/SampleCommands.h"
 #include "qx_scriptutil/ScriptParser.h"
 
@@ -45,6 +46,8 @@ bool Check(const std::string& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    // Ranges of millions of values would take most of the time; the cap has its unit test.
+    parser::SetValueBudget(std::size_t{1} << 16);
     parser::SampleCommands typical(7u, true);
     for (int i = 0; i < 300; ++i) {
         const std::string text = typical.Command();

@@ -21,6 +21,7 @@
 
 #include "file/CommandLayout.h"
 #include "fuzz/TreeEqual.h"
+#include "parser/ParseBuilder.h"
 #include "qx_scriptutil/ScriptParser.h"
 
 using namespace NSQX_script;
@@ -100,6 +101,12 @@ bool RoundTrip(CommandLayout& layout, const MMLCmdStruct& from, MMLCmdStruct& in
 }
 
 }  // namespace
+
+// Ranges of millions of values would take most of the time; the cap itself has its unit test.
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+    NSQX_script::parser::SetValueBudget(std::size_t{1} << 16);
+    return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static MMLCmdStruct first;

@@ -283,9 +283,7 @@ class Parser {
         const char* const digits = s + (*s == '-' ? 1 : 0);
         if (e != digits && !Is(*e, kWordChar)) {
             if (*e != '.') {
-                val_.num = DecimalValue(s, static_cast<std::size_t>(e - s));
-                tok_ = kNumber;
-                p_ = e;
+                Number(s, e, DecimalValue(s, static_cast<std::size_t>(e - s)));
                 return;
             }
             e = SkipDigits(e + 1);
@@ -300,14 +298,25 @@ class Parser {
             const char* h = s + 2;
             while (h != e && Is(*h, kHexChar)) ++h;
             if (h == e) {
-                val_.num = HexValue(s, static_cast<std::size_t>(e - s));
-                tok_ = kNumber;
+                Number(s, e, HexValue(s, static_cast<std::size_t>(e - s)));
                 return;
             }
         }
         val_.str = s;
         val_.len = static_cast<std::size_t>(e - s);
         tok_ = kIdent;
+    }
+
+    // A number token from s to e, read as value. Texts of more than nine bytes may not fit 32
+    // bits: only those are looked at, and only when notes are collected.
+    void Number(const char* s, const char* e, std::int64_t value) {
+        const std::size_t n = static_cast<std::size_t>(e - s);
+        if (n > 9) b_.CheckNarrowed(s, n, value);
+        val_.num = value;
+        val_.str = s;
+        val_.len = n;
+        tok_ = kNumber;
+        p_ = e;
     }
 
     // A guess at how many values the current list still holds, to grow it once instead of
@@ -345,7 +354,7 @@ class Parser {
                 Next();
                 if (tok_ == kTo) {
                     Next();
-                    if (tok_ != kNumber || !b_.NameRange(first.num, val_.num)) return false;
+                    if (tok_ != kNumber || !b_.NameRange(first, val_)) return false;
                     Next();
                 } else if (!b_.PushName(first, true)) {
                     return false;
@@ -439,8 +448,10 @@ class Parser {
                     p_ = f;
                 } else {
                     if (Is(*e, kBlankChar)) return Step::kDecline;
+                    const std::int64_t value = NarrowDecimal(magnitude, negative);
+                    if (e - s > 9) b_.CheckNarrowed(s, static_cast<std::size_t>(e - s), value);
                     p_ = e;
-                    if (!Integer(NarrowDecimal(magnitude, negative))) return Step::kFail;
+                    if (!Integer(s, value)) return Step::kFail;
                 }
             } else {
                 Word(s, e);
@@ -456,7 +467,7 @@ class Parser {
                             p_ = s;
                             return Step::kDecline;
                         }
-                        if (!Integer(val_.num)) return Step::kFail;
+                        if (!Integer(s, val_.num)) return Step::kFail;
                         break;
                     default:
                         return Step::kFail;
@@ -472,15 +483,16 @@ class Parser {
         return Step::kEnd;
     }
 
-    // A number whose end p_ is, unless a blank follows: a value, or the first bound of a range.
-    bool Integer(std::int64_t first) {
+    // A number from s, whose end p_ is, unless a blank follows: a value, or the first bound of
+    // a range.
+    bool Integer(const char* s, std::int64_t first) {
         if (p_[0] != '&' || p_[1] != '&') {
             b_.ValueInteger(first);
             return true;
         }
         p_ += 2;
         Next();
-        return tok_ == kNumber && b_.ValueRangeDirect(first, val_.num);
+        return tok_ == kNumber && b_.ValueRangeDirect(first, val_.num, s, val_.str + val_.len);
     }
 
     // The value in tok_, then the token after it.
@@ -489,14 +501,16 @@ class Parser {
             b_.ValueText(val_.str, val_.len);
             Next();
         } else if (tok_ == kNumber) {
-            const std::int64_t first = val_.num;
+            const TokenValue first = val_;
             Next();
             if (tok_ == kTo) {
                 Next();
-                if (tok_ != kNumber || !b_.ValueRangeDirect(first, val_.num)) return false;
+                if (tok_ != kNumber ||
+                    !b_.ValueRangeDirect(first.num, val_.num, first.str, val_.str + val_.len))
+                    return false;
                 Next();
             } else {
-                b_.ValueInteger(first);
+                b_.ValueInteger(first.num);
             }
         } else if (tok_ == kReal) {
             b_.ValueReal(val_.real);

@@ -14,13 +14,13 @@ namespace parser {
 // bracketed strings, unclosed quotes, deep nesting, very long texts, a failed action) it leaves
 // to the generated parser, and it never prints.
 //
-// Run it only under ScriptParseLock, between builder.Begin(cmd) and builder.Finish(). It
+// Run it between builder.Begin(cmd) and builder.Finish(). It
 // returns true when cmd holds the finished tree (the parse result is then 0); false when the
 // generated parser must parse text afresh (builder.Finish() and builder.Begin(cmd) again). The
 // pending texts point into text, which must outlive the call.
 bool FastParse(const std::string& text, ParseBuilder& builder);
 
-// FastParse alone on cmd, under the lock, for checks and measurements: true when cmd holds the
+// FastParse alone on cmd, for checks and measurements: true when cmd holds the
 // tree; false when it declined (cmd then holds some partial tree).
 bool FastParseCommand(const std::string& text, MMLCmdStruct& cmd);
 

@@ -7,9 +7,16 @@
 namespace NSQX_script {
 namespace parser {
 
-// Turns the generated parser's trace on or off (process-wide; call under ScriptParseLock).
+class ParseContext;
+
+// Whether the generated parser traces on this thread; the driver sets it, under
+// ScriptParseLock, around each parse made while the debug switch is on.
+void SetThreadTrace(bool on);
+// Forgets where the trace stood; under ScriptParseLock, when the switch is turned on.
+void ResetTrace();
+
+// The debug switch: process-wide, read once at the start of each parse.
 void SetParseTrace(bool on);
-// Whether that trace is on.
 bool ParseTraceOn();
 
 // AnalyseOneCommand through the generated parser alone, as the reference that the hand-written
@@ -21,4 +28,4 @@ int ParseWithGrammar(const std::string& text, MMLCmdStruct& cmd);
 
 // The generated parser's entry point: 0 on success, 1 on a syntax error or a failed action,
 // 2 when its stacks could not grow.
-int qxmmlparse();
+int qxmmlparse(NSQX_script::parser::ParseContext& ctx);

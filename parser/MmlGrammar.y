@@ -1,14 +1,23 @@
 %{
-// The MML command grammar. The parser keeps its state in process-wide variables, so every parse
-// runs under ScriptParseLock; the semantic actions live in ParseBuilder.
+// The MML command grammar. A pure parser: its stacks are local to each call and everything else
+// lives in the ParseContext it is given, so parses on different threads share nothing. The
+// semantic actions live in ParseBuilder.
 %}
 
 %define api.prefix {qxmml}
+%define api.pure full
 %define api.value.type {NSQX_script::parser::TokenValue}
 %define parse.trace
+%parse-param {NSQX_script::parser::ParseContext& ctx}
+%lex-param {NSQX_script::parser::ParseContext& ctx}
 
 %code requires {
 #include "parser/TokenValue.h"
+namespace NSQX_script {
+namespace parser {
+class ParseContext;
+}
+}
 }
 
 %code {
@@ -19,11 +28,23 @@
 #include <type_traits>
 
 #include "parser/Grammar.h"
-#include "parser/ParseBuilder.h"
+#include "parser/ParseContext.h"
 #include "parser/Scanner.h"
 #include "util/SafeString.h"
 
-void qxmmlerror(const char* message);
+void qxmmlerror(NSQX_script::parser::ParseContext& ctx, const char* message);
+void QxActionFailed(NSQX_script::parser::ParseContext& ctx);
+
+static int qxmmllex(NSQX_script::parser::TokenValue* value,
+                    NSQX_script::parser::ParseContext& ctx) {
+    return NSQX_script::parser::ScanToken(*value, ctx);
+}
+
+// The trace switch is per thread, read through a function: the generator declares its switch
+// as "int yydebug;", which this turns into a harmless redeclaration of QxTracing.
+int QxTracing();
+#undef yydebug
+#define yydebug QxTracing()
 
 // The stacks start with 150 entries and then move to the heap, 300 entries first and doubling
 // after; the limit is far beyond any command, so only a failed allocation ends a parse.
@@ -32,10 +53,14 @@ void qxmmlerror(const char* message);
 #define YY_(message) QxParserMessage(message)
 #define YYCOPY(to, from, count) QxStackCopy((to), (from), (count))
 // The debug trace: the generator's own trace calls are translated into our trace texts.
-#define YYFPRINTF QxTracePrint
+// The lookahead is a local of the parse function; trace calls from the generator's helper
+// functions, which have none, see this constant instead and never need it.
+// Its address is passed, as the parse function traces before it sets the lookahead.
+#define YYFPRINTF(...) QxTracePrint(&yychar, __VA_ARGS__)
+static constexpr int yychar = -2;
 
 const char* QxParserMessage(const char* message);
-void QxTracePrint(FILE* stream, const char* format, ...);
+void QxTracePrint(const int* lookahead, FILE* stream, const char* format, ...);
 
 template <class T>
 void QxStackCopy(T* to, const T* from, long count) {
@@ -46,13 +71,13 @@ void QxStackCopy(T* to, const T* from, long count) {
     }
 }
 
-#define B (NSQX_script::parser::TheParseBuilder())
-#define QX_ACTION(call)                    \
-    do {                                   \
-        if (!(call)) {                     \
-            qxmmlerror(B.Failure());       \
-            YYABORT;                       \
-        }                                  \
+#define B (ctx.builder)
+#define QX_ACTION(call)           \
+    do {                          \
+        if (!(call)) {            \
+            QxActionFailed(ctx);  \
+            YYABORT;              \
+        }                         \
     } while (0)
 }
 
@@ -89,7 +114,7 @@ paraname : IDENT { QX_ACTION(B.PushName($1, false)); }
     | paraname_set
     | NUMBER { QX_ACTION(B.PushName($1, true)); }
     ;
-paraname_set : NUMBER TO NUMBER { QX_ACTION(B.NameRange($1.num, $3.num)); }
+paraname_set : NUMBER TO NUMBER { QX_ACTION(B.NameRange($1, $3)); }
     ;
 para_values : para_values AND paravalue
     | paravalue
@@ -100,15 +125,20 @@ paravalue : IDENT { QX_ACTION(B.PushValue($1, NSQX_script::parser::ParseBuilder:
     | NUMBER { QX_ACTION(B.PushValue($1, NSQX_script::parser::ParseBuilder::kInteger)); }
     | MMLFLOAT { QX_ACTION(B.PushValue($1, NSQX_script::parser::ParseBuilder::kReal)); }
     ;
-set : NUMBER TO NUMBER { QX_ACTION(B.ValueRange($1.num, $3.num)); }
+set : NUMBER TO NUMBER { QX_ACTION(B.ValueRange($1, $3)); }
     ;
 command : IDENT { QX_ACTION(B.CommandName($1)); }
     ;
 
 %%
 
-void qxmmlerror(const char* message) {
-    std::printf("Script parse error : %s \n", message);
+void qxmmlerror(NSQX_script::parser::ParseContext& ctx, const char* message) {
+    ctx.syntaxError = std::strcmp(message, "syntax error") == 0;
+    if (!ctx.quiet) std::printf("Script parse error : %s \n", message);
+}
+
+void QxActionFailed(NSQX_script::parser::ParseContext& ctx) {
+    if (!ctx.quiet) std::printf("Script parse error : %s \n", ctx.builder.Failure());
 }
 
 const char* QxParserMessage(const char* message) {
@@ -185,18 +215,21 @@ struct TraceState {
     int top = 0;              // the state on top of the stack as last printed
     int popped = 0;
 };
+// Used only while the trace is on, when every parse holds ScriptParseLock.
 TraceState trace;
+// Set by the parse driver for a traced parse, under that lock.
+thread_local bool tracing = false;
 
-void TraceTitle(const char* title) {
+void TraceTitle(int lookahead, const char* title) {
     if (std::strcmp(title, "Next token is") == 0) {
         if (trace.reading) {
             trace.reading = false;
             std::printf("Received token ");
-            PrintToken(qxmmlchar);
+            PrintToken(lookahead);
         }
     } else if (std::strcmp(title, "Error: discarding") == 0) {
         std::printf("Error recovery discards token ");
-        PrintToken(qxmmlchar);
+        PrintToken(lookahead);
     } else if (std::strcmp(title, "Error: popping") == 0) {
         trace.popping = true;
         trace.popped = trace.top;
@@ -207,12 +240,16 @@ void TraceTitle(const char* title) {
 
 // Every trace call of the generated parser comes here while the debug switch is on; the
 // symbol and stack dumps that our trace does not show are dropped.
-void QxTracePrint(FILE* /*stream*/, const char* format, ...) {
+int QxTracing() {
+    return tracing ? 1 : 0;
+}
+
+void QxTracePrint(const int* lookahead, FILE* /*stream*/, const char* format, ...) {
     va_list args;
     va_start(args, format);
     if (std::strcmp(format, "Entering state %d\n") == 0) {
         std::printf("State %d, token ", va_arg(args, int));
-        PrintToken(qxmmlchar);
+        PrintToken(*lookahead);
     } else if (std::strcmp(format, "Reading a token\n") == 0) {
         trace.reading = true;
     } else if (std::strcmp(format, "Now at end of input.\n") == 0) {
@@ -222,7 +259,7 @@ void QxTracePrint(FILE* /*stream*/, const char* format, ...) {
             PrintToken(QXMMLEOF);
         }
     } else if (std::strcmp(format, "%s ") == 0) {
-        TraceTitle(va_arg(args, const char*));
+        TraceTitle(*lookahead, va_arg(args, const char*));
     } else if (std::strcmp(format, "Reducing stack by rule %d (line %d):\n") == 0) {
         const int rule = va_arg(args, int);
         const bool known = rule > 0 && rule < static_cast<int>(std::size(kRuleTexts));
@@ -245,13 +282,12 @@ void QxTracePrint(FILE* /*stream*/, const char* format, ...) {
 namespace NSQX_script {
 namespace parser {
 
-void SetParseTrace(bool on) {
-    qxmmldebug = on ? 1 : 0;
-    trace = TraceState();
+void SetThreadTrace(bool on) {
+    tracing = on;
 }
 
-bool ParseTraceOn() {
-    return qxmmldebug != 0;
+void ResetTrace() {
+    trace = TraceState();
 }
 
 }  // namespace parser

@@ -1,6 +1,7 @@
 #include "parser/ParseBuilder.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <limits>
 #include <new>
@@ -12,18 +13,23 @@ namespace parser {
 
 namespace {
 
-ParseBuilder theBuilder;
-
 // Erasing at the end moves nothing, so it cannot throw.
 template <class T>
 void Trim(std::vector<T>& v, std::size_t n) noexcept {
     if (v.size() > n) v.erase(v.begin() + static_cast<std::ptrdiff_t>(n), v.end());
 }
 
+std::atomic<std::size_t> valueBudget{ParseBuilder::kValueBudget};
+
+bool IsWordByte(char c) {
+    return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z') || c == '_' ||
+           c == '-';
+}
+
 }  // namespace
 
-ParseBuilder& TheParseBuilder() {
-    return theBuilder;
+void SetValueBudget(std::size_t values) {
+    valueBudget.store(values, std::memory_order_relaxed);
 }
 
 void ParseBuilder::Begin(MMLCmdStruct& cmd) {
@@ -37,9 +43,11 @@ void ParseBuilder::Begin(MMLCmdStruct& cmd) {
     objectOpen_ = false;
     ClearPending();
     spent_ = 0;
+    budget_ = valueBudget.load(std::memory_order_relaxed);
     direct_ = nullptr;
     next_ = end_ = nullptr;
     failure_ = "";
+    failAt_ = nullptr;
     poisoned_ = false;
 }
 
@@ -71,25 +79,83 @@ bool ParseBuilder::CommandName(const TokenValue& v) try {
     return OutOfMemory();
 }
 
-bool ParseBuilder::Spend(std::size_t n) {
-    if (n > kValueBudget - spent_) return Fail("too many values");
+bool ParseBuilder::Spend(std::size_t n, const char* where) {
+    if (n > budget_ - spent_) {
+        failAt_ = where;
+        return Fail(kTooManyValues);
+    }
     spent_ += n;
     return true;
 }
 
-bool ParseBuilder::Range(std::vector<Pending>& list, std::int64_t from, std::int64_t to) try {
-    // The counter is a 32-bit integer that starts at the first bound narrowed to 32 bits and is
-    // compared with the second bound as a 64-bit number. Where it would wrap past its maximum
-    // the range ends instead of running on forever.
+bool ParseBuilder::RangeSize(std::int64_t from, std::int64_t to, const char* s, const char* e,
+                             std::size_t& count) {
     const std::int64_t first = static_cast<std::int32_t>(from);
     const std::int64_t last = std::min<std::int64_t>(to, std::numeric_limits<std::int32_t>::max());
-    if (first > last) return true;
-    if (!Spend(static_cast<std::size_t>(last - first + 1))) return false;
-    for (std::int64_t i = first; i <= last; ++i)
+    count = 0;
+    if (first > last) {
+        if (notes_ != nullptr) NoteBackward(s, e);
+        return true;
+    }
+    count = static_cast<std::size_t>(last - first + 1);
+    return Spend(count, s);
+}
+
+bool ParseBuilder::SpendStored(std::size_t count) {
+    const std::size_t spent = rangeSpent_;
+    rangeSpent_ = 0;
+    return Spend(count > spent ? count - spent : 0);
+}
+
+bool ParseBuilder::Range(std::vector<Pending>& list, std::int64_t from, std::int64_t to,
+                         const char* s, const char* e) try {
+    std::size_t count = 0;
+    if (!RangeSize(from, to, s, e, count)) return false;
+    if (&list == &values_) rangeSpent_ += count;
+    const std::int64_t first = static_cast<std::int32_t>(from);
+    list.reserve(list.size() + count);
+    for (std::int64_t i = first; i < first + static_cast<std::int64_t>(count); ++i)
         list.push_back(Pending{QXValue::kInt32, i, 0.0, nullptr, 0});
     return true;
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
+}
+
+void ParseBuilder::NoteNarrowed(const char* s, std::size_t n, std::int64_t value) {
+    // The value read equals the text's own value exactly when the text fits.
+    const bool hex = n > 2 && s[0] == '0' && s[1] == 'x';
+    const char* digits = s + (hex ? 2 : s[0] == '-' ? 1 : 0);
+    const char* const end = s + n;
+    while (digits + 1 < end && *digits == '0') ++digits;
+    std::uint64_t magnitude = 0;
+    const bool wide = end - digits > (hex ? 8 : 10);
+    for (const char* p = digits; !wide && p != end; ++p)
+        magnitude = magnitude * (hex ? 16 : 10) +
+                    static_cast<unsigned>(*p <= '9' ? *p - '0' : (*p | 0x20) - 'a' + 10);
+    const bool negative = !hex && s[0] == '-';
+    const bool fits =
+        !wide && (negative ? magnitude == static_cast<std::uint64_t>(-value)
+                           : magnitude == static_cast<std::uint64_t>(value) && value >= 0);
+    const std::size_t offset = static_cast<std::size_t>(s - base_);
+    // The hand-written parser may read a number twice when it steps back to its token loop.
+    if (fits || (!notes_->empty() && notes_->back().offset == offset)) return;
+    const std::string text(s, n);
+    notes_->push_back(
+        TParseNote{TParseNote::kNarrowedInteger, offset, n,
+                   text + " does not fit 32 bits and reads as " + std::to_string(value)});
+}
+
+void ParseBuilder::NoteBackward(const char* s, const char* e) {
+    // The bounds as written, without blanks between them. A number token is a whole run of
+    // identifier bytes, or it would have scanned as an identifier.
+    const char* first = s;
+    while (first != e && IsWordByte(*first)) ++first;
+    const char* second = e;
+    while (second != first && IsWordByte(second[-1])) --second;
+    notes_->push_back(TParseNote{TParseNote::kBackwardRange, static_cast<std::size_t>(s - base_),
+                                 static_cast<std::size_t>(e - s),
+                                 std::string(s, first) + "&&" + std::string(second, e) +
+                                     " is a backward range and reads as no values"});
 }
 
 void ParseBuilder::TrimParameters(std::vector<MMLParaStruct>& list, std::size_t n) noexcept {
@@ -164,7 +230,7 @@ MMLParaStruct& ParseBuilder::AppendParameter() {
 
 bool ParseBuilder::EndParameter() try {
     const std::size_t count = values_.size();
-    if (!Spend(names_.size() * std::max<std::size_t>(count, 1))) return false;
+    if (!SpendStored(names_.size() * std::max<std::size_t>(count, 1))) return false;
     for (const Pending& name : names_) {
         MMLParaStruct& para = AppendParameter();
         Build(para.name, name);
@@ -224,13 +290,14 @@ void ParseBuilder::BeginValues(std::size_t expected) {
     Aim(0);
 }
 
-bool ParseBuilder::ValueRangeDirect(std::int64_t from, std::int64_t to) {
-    // Counted exactly as in Range.
+bool ParseBuilder::ValueRangeDirect(std::int64_t from, std::int64_t to, const char* s,
+                                    const char* e) {
+    std::size_t count = 0;
+    if (!RangeSize(from, to, s, e, count)) return false;
+    if (count == 0) return true;
+    rangeSpent_ += count;
     const std::int64_t first = static_cast<std::int32_t>(from);
-    const std::int64_t last = std::min<std::int64_t>(to, std::numeric_limits<std::int32_t>::max());
-    if (first > last) return true;
-    const std::size_t count = static_cast<std::size_t>(last - first + 1);
-    if (!Spend(count)) return false;
+    const std::int64_t last = first + static_cast<std::int64_t>(count) - 1;
     std::vector<QXValue>& values = *direct_;
     const std::size_t used = DirectUsed();
     const std::size_t end = used + count;
@@ -254,7 +321,7 @@ bool ParseBuilder::EndValues() {
     TrimValues(*direct_, count);
     direct_ = nullptr;
     next_ = end_ = nullptr;
-    if (!Spend(names_.size() * std::max<std::size_t>(count, 1))) return false;
+    if (!SpendStored(names_.size() * std::max<std::size_t>(count, 1))) return false;
     // Further names get copies of the first one's values.
     for (std::size_t n = 1; n < names_.size(); ++n) {
         MMLParaStruct& para = AppendParameter();

@@ -6,14 +6,19 @@
 #include <vector>
 
 #include "parser/TokenValue.h"
+#include "qx_scriptutil/ScriptParser.h"
 #include "qx_scriptutil/TScriptCmd.h"
 
 namespace NSQX_script {
 namespace parser {
 
+// Lowers the value budget of the parses that begin after the call (kValueBudget by default),
+// for fuzz targets, which would otherwise spend their time building millions of range values.
+void SetValueBudget(std::size_t values);
+
 // The semantic actions of the command grammar and the working state they share: the command
 // being filled, the current parameter vector, the stack of enclosing vectors and the pending
-// names and values. One process-wide instance, used only under ScriptParseLock.
+// names and values. One per thread, in its ParseContext.
 //
 // The parameters already in the command are overwritten in place rather than destroyed first,
 // so that their vectors and strings keep their storage from one command to the next. Each open
@@ -22,9 +27,11 @@ namespace parser {
 // after an error too.
 class ParseBuilder {
   public:
-    // Values one command may hold in all (pending and built); more fails the parse, so that a
-    // few bytes of ranges or name lists cannot exhaust memory.
-    static constexpr std::size_t kValueBudget = std::size_t{1} << 20;
+    // Values (and names made by ranges) one command may hold in all; more fails the parse, so
+    // that a few bytes of ranges or name lists cannot exhaust memory (a bound of about 200 MB of
+    // values). A range of four million integers still parses.
+    static constexpr std::size_t kValueBudget = std::size_t{1} << 22;
+    static constexpr const char* kTooManyValues = "command expands to more than 4194304 values";
     // Parameters trimmed from a command are kept, up to this many, to be reused by later ones;
     // not those whose value lists are larger than kSpareValues.
     static constexpr std::size_t kSpareLimit = 4096;
@@ -35,6 +42,19 @@ class ParseBuilder {
     static constexpr std::size_t kSpareTextBytes = 256;
 
     void Begin(MMLCmdStruct& cmd);
+    // Makes the parse record narrowed integers and backward ranges in notes, with offsets
+    // counted from base (the first byte of the text being parsed); null notes records none.
+    void CollectNotes(std::vector<TParseNote>* notes, const char* base) noexcept {
+        notes_ = notes;
+        base_ = base;
+    }
+    // The text moved (the generated scanner parses a copy of it).
+    void SetNoteBase(const char* base) noexcept { base_ = base; }
+    // Records a note when the number text s (whose value read is value) does not fit 32 bits.
+    // Called only for texts long enough not to fit.
+    void CheckNarrowed(const char* s, std::size_t n, std::int64_t value) {
+        if (notes_ != nullptr) NoteNarrowed(s, n, value);
+    }
     // Erases what lies beyond the built counts of every vector still open; never throws.
     void Finish() noexcept;
 
@@ -45,8 +65,12 @@ class ParseBuilder {
         return Push(names_, isNumber ? kInteger : kText, v);
     }
     bool PushValue(const TokenValue& v, int kind) { return Push(values_, kind, v); }
-    bool NameRange(std::int64_t from, std::int64_t to) { return Range(names_, from, to); }
-    bool ValueRange(std::int64_t from, std::int64_t to) { return Range(values_, from, to); }
+    bool NameRange(const TokenValue& from, const TokenValue& to) {
+        return Range(names_, from.num, to.num, from.str, to.str + to.len);
+    }
+    bool ValueRange(const TokenValue& from, const TokenValue& to) {
+        return Range(values_, from.num, to.num, from.str, to.str + to.len);
+    }
     bool OpenGroup();
     void CloseGroup() noexcept;
     bool NextGroup();
@@ -55,8 +79,11 @@ class ParseBuilder {
     void ClearPending() noexcept {
         names_.clear();
         values_.clear();
+        rangeSpent_ = 0;
     }
     const char* Failure() const { return failure_; }
+    // Where in the text the failure lies, when the action knew; null otherwise.
+    const char* FailurePlace() const { return failAt_; }
 
     // The hand-written parser builds the values of a plain parameter directly instead of
     // through the pending list: BeginValues once the names are complete, then the values, then
@@ -78,7 +105,8 @@ class ParseBuilder {
         ClearText(dst);
         dst.SetDouble(v);
     }
-    bool ValueRangeDirect(std::int64_t from, std::int64_t to);
+    // A range whose text runs from s to e.
+    bool ValueRangeDirect(std::int64_t from, std::int64_t to, const char* s, const char* e);
     bool EndValues();
 
     enum Kind { kText, kInteger, kReal };
@@ -112,7 +140,16 @@ class ParseBuilder {
             return OutOfMemory();
         }
     }
-    bool Range(std::vector<Pending>& list, std::int64_t from, std::int64_t to);
+    bool Range(std::vector<Pending>& list, std::int64_t from, std::int64_t to, const char* s,
+               const char* e);
+    // The values a range from..to takes in all: the counter is a 32-bit integer that starts at
+    // the first bound narrowed to 32 bits and is compared with the second bound as a 64-bit
+    // number; where it would wrap past its maximum the range ends instead of running on. Zero
+    // for a backward range, which is noted; false when the budget does not allow it.
+    bool RangeSize(std::int64_t from, std::int64_t to, const char* s, const char* e,
+                   std::size_t& count);
+    void NoteNarrowed(const char* s, std::size_t n, std::int64_t value);
+    void NoteBackward(const char* s, const char* e);
     // The next value of the list being built directly: an old one overwritten in place while
     // there are any, so that texts keep their storage.
     QXValue& NextValue() {
@@ -143,7 +180,10 @@ class ParseBuilder {
     // long list's values only for a later long list to build them again. Lists only change
     // places: none is made or freed for this.
     void FitList(std::vector<QXValue>& values, std::size_t expected) noexcept;
-    bool Spend(std::size_t n);
+    bool Spend(std::size_t n, const char* where = nullptr);
+    // Spends for a parameter's values once they are stored, count in all, less what its value
+    // ranges spent when they were read.
+    bool SpendStored(std::size_t count);
     MMLParaStruct& AppendParameter();
     bool EnterGroup(MMLParaStruct& owner, std::size_t index);
     static void Build(QXValue& dst, const Pending& src);
@@ -172,6 +212,8 @@ class ParseBuilder {
     std::vector<Pending> names_;
     std::vector<Pending> values_;
     std::size_t spent_ = 0;
+    std::size_t budget_ = kValueBudget;
+    std::size_t rangeSpent_ = 0;  // by the value ranges of the parameter being read
     // The value list being built directly, the count built so far and the index of its
     // parameter in the current vector. Without names the values go to scratch_ and are lost.
     std::vector<QXValue>* direct_ = nullptr;
@@ -180,12 +222,12 @@ class ParseBuilder {
     std::size_t directOwner_ = 0;
     std::vector<QXValue> scratch_;
     const char* failure_ = "";
+    const char* failAt_ = nullptr;
+    std::vector<TParseNote>* notes_ = nullptr;
+    const char* base_ = nullptr;
     // An allocation failed halfway through an action, leaving a parameter half rebuilt.
     bool poisoned_ = false;
 };
-
-// The one instance; guarded by ScriptParseLock.
-ParseBuilder& TheParseBuilder();
 
 }  // namespace parser
 }  // namespace NSQX_script

@@ -100,14 +100,30 @@ TEST(ParserActions, Ranges) {
               "X:'A'=-1i&0i,'B'=-2147483648i&-2147483647i");
     // It stops at its maximum instead of wrapping.
     EXPECT_EQ(Parse(":X:{A=2147483646&&0xFFFFFFFF};"), "X:'A'=2147483646i&2147483647i");
-    // Ranges and name lists too large for memory fail the parse instead of the process.
-    testing::internal::CaptureStdout();
+    // Large ranges parse; only those too large for memory fail, the parse and not the process.
+    // The bound counts stored values, through either parser (a trailing blank declines the
+    // hand-written one).
     MMLCmdStruct cmd;
+    for (const char* tail : {"};", "}; "}) {
+        ASSERT_EQ(AnalyseOneCommandEx(std::string(":X:{A=x,B=-1000000&&3194302") + tail, cmd), 0);
+        ASSERT_EQ(cmd.paraList.at(1).values.size(), 4194303u);
+        EXPECT_EQ(cmd.paraList[1].values.back().AsInt(), 3194302);
+        EXPECT_EQ(ParseQuietly(std::string(":X:{A=1,B=-1000000&&3194303") + tail).substr(0, 2),
+                  "#1");
+    }
+    qxp::TraceCapture trace;
+    testing::internal::CaptureStdout();
     EXPECT_EQ(AnalyseOneCommandEx(":X:{A=1,B=0&&0xFFFFFFFF};", cmd), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Script parse error : too many values \n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Script parse error : command expands to more than 4194304 values \n");
+    ASSERT_EQ(trace.Lines().size(), 1u);
+    EXPECT_EQ(trace.Lines()[0].level, 1);
+    EXPECT_EQ(trace.Lines()[0].text,
+              "AnalyseOneCommand failed, command expands to more than 4194304 values.\n");
     std::string names(":X:{N");
     for (int i = 0; i < 3000; ++i) names += "&N";
-    EXPECT_EQ(ParseQuietly(names + "=1&&1000};").substr(0, 2), "#1");
+    EXPECT_EQ(ParseQuietly(names + "=1&&1000};").substr(0, 2), "X:");
+    EXPECT_EQ(ParseQuietly(names + "=1&&3000};").substr(0, 2), "#1");
 }
 
 TEST(ParserActions, ObjectGroups) {
@@ -221,4 +237,84 @@ TEST(ParserConcurrency, ThreadsGetTheirOwnResults) {
     }
     for (std::thread& th : threads) th.join();
     EXPECT_EQ(failures, std::vector<int>(4, 0));
+}
+
+TEST(ParserDetailed, ReasonsAndOffsets) {
+    // Each failure as "offset reason"; the tree and status are those of AnalyseOneCommandEx.
+    const auto failure = [](const std::string& text) {
+        MMLCmdStruct detailed;
+        MMLCmdStruct plain;
+        testing::internal::CaptureStdout();
+        const TParseResult r = AnalyseOneCommandDetailed(text, detailed);
+        const std::string printed = testing::internal::GetCapturedStdout();
+        testing::internal::CaptureStdout();
+        const int status = AnalyseOneCommandEx(text, plain);
+        testing::internal::GetCapturedStdout();
+        EXPECT_EQ(printed, "") << text;
+        EXPECT_EQ(r.status, status) << text;
+        EXPECT_EQ(Show(detailed), Show(plain)) << text;
+        return r ? "ok" : std::to_string(r.offset) + " " + r.reason;
+    };
+    EXPECT_EQ(failure(":X:{A=1\r\n,B<=`2};"), "ok");  // skipped bytes alone do not fail
+    EXPECT_EQ(failure(":X:{A=1,#B=2};"), "8 unexpected character '#'");
+    EXPECT_EQ(failure(":X:{A=<};"), "6 unexpected character '<'");
+    EXPECT_EQ(failure(":X:{A=\x01};"), "6 unexpected byte 0x01");
+    EXPECT_EQ(failure(":X:{A=\x7f};"), "6 unexpected byte 0x7F");
+    EXPECT_EQ(failure(":X:{A=1,\xC3\xA9=2};"), "8 non-ASCII character outside quotes");
+    EXPECT_EQ(failure(":X:{A=1,B=\"open};"), "10 unterminated quote");
+    EXPECT_EQ(failure(":X:{A=1,/*B=2};"), "8 unterminated comment");
+    EXPECT_EQ(failure(":X:{A=1,/*B*/C=2};"), "8 unexpected character '/'");
+    EXPECT_EQ(failure(":X:{A=1,B=2"), "11 unexpected end of command");
+    EXPECT_EQ(failure(":X:{A=1}"), "8 unexpected end of command");
+    EXPECT_EQ(failure(std::string(":X:{A=1\0};", 10)), "7 unexpected end of command");
+    EXPECT_EQ(failure(":X:{A==1};"), "6 unexpected '='");
+    EXPECT_EQ(failure(":X:{A=1,};"), "8 unexpected '}'");
+    EXPECT_EQ(failure(":X:{A=1}; :Y:{};"), "10 unexpected ':'");
+    EXPECT_EQ(failure(":X:{A=1 2};"), "8 unexpected '2'");
+    EXPECT_EQ(failure(":X:{A=\"q\" \"r\"};"), "10 unexpected '\"r\"'");
+    EXPECT_EQ(failure(":X:{A=1&&x};"), "9 unexpected 'x'");
+    EXPECT_EQ(failure(":X:{A=1,B=0&&0xFFFFFFFF};"),
+              "10 command expands to more than 4194304 values");
+    MMLCmdStruct cmd;
+    const TParseResult tooLong = AnalyseOneCommandDetailed(std::string(131072, ' '), cmd);
+    EXPECT_EQ(std::to_string(tooLong.status) + " " + std::to_string(tooLong.offset) + " " +
+                  tooLong.reason,
+              std::to_string(kParseTooLong) + " 131071 command longer than 131071 bytes");
+}
+
+TEST(ParserDetailed, Notes) {
+    // Every note as "offset+length kind message", in text order.
+    const auto notes = [](const std::string& text) {
+        MMLCmdStruct cmd;
+        std::string out;
+        const TParseResult r = AnalyseOneCommandDetailed(text, cmd);
+        for (const TParseNote& n : r.notes) {
+            out += std::to_string(n.offset) + "+" + std::to_string(n.length) +
+                   (n.kind == TParseNote::kNarrowedInteger ? " N " : " B ") + n.message + "\n";
+        }
+        return out;
+    };
+    // Both parsers: the hand-written one takes the first command, the generated one the second.
+    for (const char* tail : {"};", "};\r"}) {
+        EXPECT_EQ(notes(std::string(":X:{A=4294967296,2147483648=-2147483648&-2147483649,"
+                                    "B=0xFFFFFFFF&0x100000000&0000000000007&2147483647,C=5&&1") +
+                        tail),
+                  "6+10 N 4294967296 does not fit 32 bits and reads as 0\n"
+                  "17+10 N 2147483648 does not fit 32 bits and reads as -2147483648\n"
+                  "40+11 N -2147483649 does not fit 32 bits and reads as 2147483647\n"
+                  "65+11 N 0x100000000 does not fit 32 bits and reads as 0\n"
+                  "104+4 B 5&&1 is a backward range and reads as no values\n")
+            << tail;
+    }
+    // Bounds and blanks, names, and a failure: only what was taken before it is noted.
+    EXPECT_EQ(notes(":X:{A=4294967297 && 0,9999999999&&1=x,B=99999999999 1};"),
+              "6+10 N 4294967297 does not fit 32 bits and reads as 1\n"
+              "6+15 B 4294967297&&0 is a backward range and reads as no values\n"
+              "22+10 N 9999999999 does not fit 32 bits and reads as 1410065407\n"
+              "22+13 B 9999999999&&1 is a backward range and reads as no values\n"
+              "40+11 N 99999999999 does not fit 32 bits and reads as 1215752191\n");
+    EXPECT_EQ(notes(":X:{A=1 99999999999};"), "");
+    EXPECT_EQ(notes(":X:{A=-4294967296&&4294967298};"),
+              "6+11 N -4294967296 does not fit 32 bits and reads as 0\n"
+              "19+10 N 4294967298 does not fit 32 bits and reads as 2\n");
 }

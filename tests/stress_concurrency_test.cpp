@@ -31,6 +31,7 @@
 #include "EnumTable.h"
 #include "TestFiles.h"
 #include "TreeText.h"
+#include "parser/SampleCommands.h"
 #include "qx_platform/Control.h"
 #include "qx_platform/Task.h"
 #include "qx_scriptutil/CmdNameConvert.h"
@@ -38,6 +39,7 @@
 #include "qx_scriptutil/QXConvertDataStorage.h"
 #include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/QXScriptErrMgr.h"
+#include "qx_scriptutil/ScriptParser.h"
 #include "qx_scriptutil/TScriptFileImpl.h"
 #include "slot/SlotStoreAccess.h"
 
@@ -322,3 +324,45 @@ TEST_F(StressConcurrency, EachHolderKeepsTheTableWhileOthersInitAndRelease) {
 }
 
 }  // namespace
+
+// Parses need no lock: with ScriptParseLock held by this thread throughout, eight threads parse
+// the same commands at once, each through both entries, and each ends with exactly what a
+// single-threaded run gave. A parse that still took the lock would hang here.
+TEST(ParserConcurrency, EightThreadsParseAtOnceWithNoLockHeld) {
+    std::vector<std::string> texts = parser::SampleCommands(77u, true).Commands(300);
+    for (const char* bad : {":X:{A=1,};", ":X:{A=\"open};", ":X:{A=1 99999999999};",
+                            ":X:{A=[p],B=[q]};", ":X:{A=5&&1,B=4294967296};"})
+        texts.push_back(bad);
+    // Everything one run saw, as one text; parses go into one reused command, as the reader's.
+    const auto run = [&texts] {
+        std::string out;
+        MMLCmdStruct cmd;
+        for (const std::string& text : texts) {
+            const TParseResult r = AnalyseOneCommandDetailed(text, cmd);
+            out += std::to_string(r.status) + " " + std::to_string(r.offset) + " " + r.reason;
+            for (const TParseNote& n : r.notes) out += " [" + n.message + "]";
+            out += " " + tree_text::Show(cmd) + "\n";
+            out +=
+                std::to_string(AnalyseOneCommandEx(text, cmd)) + " " + tree_text::Show(cmd) + "\n";
+        }
+        return out;
+    };
+    testing::internal::CaptureStdout();
+    const std::string expected = run();
+    std::vector<std::string> results(8);
+    {
+        qxp::LockGuard<qxp::Mutex> held(ScriptParseLock);
+        std::atomic<int> ready{0};
+        std::vector<std::thread> threads;
+        for (std::string& result : results) {
+            threads.emplace_back([&] {
+                ++ready;
+                while (ready.load() < 8) std::this_thread::yield();
+                result = run();
+            });
+        }
+        for (std::thread& t : threads) t.join();
+    }
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(results, std::vector<std::string>(8, expected));
+}

@@ -1,11 +1,18 @@
 // Runs the qxscript tool as a process on the bundled examples and on broken input.
 
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -63,21 +70,27 @@ class ToolTest : public ::testing::Test {
         ASSERT_TRUE(tmp_.ok());
     }
 
-    ToolRun Exec(const std::vector<std::string>& args) const {
+    // Runs the tool with standard input from a file (through a pipe when piped) and standard
+    // output into a file, or into stdoutPath (whose content is then not read).
+    ToolRun Exec(const std::vector<std::string>& args, const std::string& stdinPath = "/dev/null",
+                 bool piped = false, const std::string& stdoutPath = "") const {
         std::string cmd = Quote(Tool().string());
         for (const std::string& a : args) cmd += " " + Quote(a);
-        const std::string out = tmp_ / "stdout", err = tmp_ / "stderr";
-        const int rc =
-            std::system((cmd + " >" + Quote(out) + " 2>" + Quote(err) + " </dev/null").c_str());
-        ToolRun run{WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, ReadFile(out), ReadFile(err)};
-        fs::remove(out);
+        cmd = piped ? "cat " + Quote(stdinPath) + " | " + cmd : cmd + " <" + Quote(stdinPath);
+        const std::string out = stdoutPath.empty() ? outDir_ / "stdout" : stdoutPath;
+        const std::string err = outDir_ / "stderr";
+        const int rc = std::system((cmd + " >" + Quote(out) + " 2>" + Quote(err)).c_str());
+        ToolRun run{WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, stdoutPath.empty() ? ReadFile(out) : "",
+                    ReadFile(err)};
+        if (stdoutPath.empty()) fs::remove(out);
         fs::remove(err);
         return run;
     }
 
     // A run that must end with the given exit status.
-    ToolRun Run(int status, const std::vector<std::string>& args) const {
-        ToolRun run = Exec(args);
+    ToolRun Run(int status, const std::vector<std::string>& args,
+                const std::string& stdinPath = "/dev/null", bool piped = false) const {
+        ToolRun run = Exec(args, stdinPath, piped);
         EXPECT_EQ(run.status, status) << ::testing::PrintToString(args) << "\n" << run.err;
         return run;
     }
@@ -96,7 +109,25 @@ class ToolTest : public ::testing::Test {
         return cmds;
     }
 
+    // The names in a directory, sorted, with the type of each ("f" file, "c" character device,
+    // "p" FIFO, "l" link): what a run must leave as it found it.
+    static std::vector<std::string> Listing(const std::string& dir) {
+        std::vector<std::string> names;
+        for (const auto& e : fs::directory_iterator(dir)) {
+            const fs::file_status st = e.symlink_status();
+            const char* type = fs::is_symlink(st)          ? "l"
+                               : fs::is_character_file(st) ? "c"
+                               : fs::is_fifo(st)           ? "p"
+                               : fs::is_regular_file(st)   ? "f"
+                                                           : "?";
+            names.push_back(e.path().filename().string() + ":" + type);
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
     test_files::TempDir tmp_{"qxscript_test"};
+    test_files::TempDir outDir_{"qxscript_out"};  // the tool's standard output and error
     const std::string dir_ = tmp_.path();
 };
 
@@ -109,11 +140,12 @@ TEST_F(ToolTest, CheckPassesTheExamplesAndReportsEveryBrokenCommand) {
 
     // The trailing comma, and the last command that lacks its ";" (reported at the end).
     const std::string broken = Fixture("broken.txt");
-    EXPECT_TRUE(Contains(Run(1, {"check", broken}).out,
-                         {broken + ":5: error: cannot parse command\n    :cfg-set-port:{port=2,};",
-                          broken + ":10: error: cannot parse command\n    :CFG-SET-PORT:",
-                          broken + ":6: error: text is not valid UTF-8",
-                          "3 commands (UTF-8), 2 commands cannot be parsed"}));
+    EXPECT_TRUE(Contains(
+        Run(1, {"check", broken}).out,
+        {broken + ":5:", "    :cfg-set-port:{port=2,};\n",
+         "    :CFG-SET-PORT:{PORT=5&&5, ADMIN=Up}\n",
+         broken + ":6: error: text is not valid UTF-8\n    :cfg-set-port:{descr=\"caf\\xE9\"",
+         "3 commands (UTF-8), 2 commands cannot be parsed"}));
 
     // Unreadable files outrank findings; the other files are still checked.
     const ToolRun run = Run(2, {"check", broken, tmp_ / "missing.txt", dir_});
@@ -142,8 +174,8 @@ TEST_F(ToolTest, DumpGivesOneTypedJsonObjectPerCommandAndNothingElseOnStdout) {
 
     // The parser's own messages about broken commands stay off standard output.
     EXPECT_EQ(Commands(Fixture("broken.txt"), 1).size(), 3u);
-    EXPECT_TRUE(Contains(Exec({"dump", "--format", "json", Fixture("broken.txt")}).err,
-                         {"broken.txt:5: error: cannot parse command"}));
+    EXPECT_TRUE(
+        Contains(Exec({"dump", "--format", "json", Fixture("broken.txt")}).err, {"broken.txt:5:"}));
 }
 
 TEST_F(ToolTest, FmtRewritesIntoTheOtherEncodingWithoutChangingAnyCommand) {
@@ -162,7 +194,9 @@ TEST_F(ToolTest, FmtRewritesIntoTheOtherEncodingWithoutChangingAnyCommand) {
     // A second pass changes nothing but the creation line; standard output by default.
     const std::string again = tmp_ / "again.txt";
     Run(0, {"fmt", "-o", again, toUtf8});
-    auto body = [](const std::string& s) { return s.substr(s.find("encoding=")); };
+    auto body = [](const std::string& s) {
+        return s.substr(std::min(s.find("encoding="), s.size()));
+    };
     EXPECT_EQ(body(ReadFile(again)), body(written));
     EXPECT_EQ(body(Run(0, {"fmt", gbk}).out), body(written));
 }
@@ -170,10 +204,11 @@ TEST_F(ToolTest, FmtRewritesIntoTheOtherEncodingWithoutChangingAnyCommand) {
 TEST_F(ToolTest, FmtKeepsEveryValueKindAndType) {
     // Quoted texts that would read differently bare, empty and reversed ranges, 32-bit range
     // values among 64-bit numbers, ranges of names, groups, escapes, commands without
-    // parameters.
+    // parameters. The reversed range reads as no values, which is a finding (status 1); the
+    // user accepts it, and an empty list is written as a reversed range again.
     const std::string values = Fixture("values.txt"), out = tmp_ / "values.txt";
-    Run(0, {"fmt", "-o", out, values});
-    EXPECT_EQ(Commands(out), Commands(values));
+    Run(0, {"fmt", "--accept-changed-values", "-o", out, values});
+    EXPECT_EQ(Commands(out, 1), Commands(values, 1));
     EXPECT_TRUE(
         Contains(ReadFile(out), {"a=\"Upper Case\"", "b=\"12\"", "d=1&&0", "e=1&&3&7&9&&10",
                                  "5&&7=x", "\"Quoted Name\"=1", "{k=2&&2}", ":cfg-edge:{};"}));
@@ -192,7 +227,7 @@ TEST_F(ToolTest, FmtKeepsEveryValueKindAndType) {
 TEST_F(ToolTest, CheckReadsTheEncodingFromTheHeader) {
     // Without an encoding line a script is read as GBK.
     EXPECT_TRUE(Contains(Run(1, {"check", Fixture("no_header.txt"), Fixture("bad_gbk.txt")}).out,
-                         {"no_header.txt: 1 command (GBK), all parsed",
+                         {"no_header.txt: 1 command (GBK), all parsed, 1 warning",
                           "bad_gbk.txt:3: error: text is not valid GBK"}));
 
     // A large file read without a terminal: no progress bar, same count.
@@ -315,6 +350,237 @@ TEST_F(ToolTest, HelpVersionAndDocsAgree) {
     // docs/qxscript.md is generated from these texts (target qxscript-docs).
     EXPECT_EQ(Run(0, {"help-all", "--markdown"}).out, ReadFile(Repo() / "docs" / "qxscript.md"))
         << "docs/qxscript.md is stale: build the target qxscript-docs";
+}
+
+TEST_F(ToolTest, OutputsThatAreNotRegularFilesAreWrittenThroughNeverReplaced) {
+    const std::string script = Example("scripts/ne_config.txt");
+    const std::string cfg = Example("config/slotcovert_cmd_cfg.xml");
+    auto body = [](const std::string& s) {
+        return s.substr(std::min(s.find("encoding="), s.size()));
+    };
+    const std::string expected = body(Run(0, {"fmt", script}).out);
+    EXPECT_EQ(body(Run(0, {"fmt", "-o", "/dev/stdout", script}).out), expected);
+
+    // A link is followed: its target gets the script and the link stays a link.
+    WriteFile(tmp_ / "target.txt", "old\n");
+    fs::create_symlink("target.txt", tmp_ / "link.txt");
+    Run(0, {"fmt", "-o", tmp_ / "link.txt", script});
+    EXPECT_EQ(body(ReadFile(tmp_ / "target.txt")), expected);
+
+    // A FIFO gets the content through it.
+    const std::string fifo = tmp_ / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    std::string received;
+    std::thread reader([&] { received = ReadFile(fifo); });
+    Run(0, {"slots", "--config", cfg, "-o", fifo, script});
+    const int unblock = open(fifo.c_str(), O_WRONLY | O_NONBLOCK);  // if the tool never opened it
+    if (unblock >= 0) close(unblock);
+    reader.join();
+    EXPECT_TRUE(Contains(received, {"// encoding=\"UTF-8\"", ":cfg-save:{};"}));
+
+    // Device files of our own with the numbers of /dev/null and /dev/full (root only).
+    const std::string null = tmp_ / "null", full = tmp_ / "full";
+    const bool devices = mknod(null.c_str(), S_IFCHR | 0666, makedev(1, 3)) == 0 &&
+                         mknod(full.c_str(), S_IFCHR | 0666, makedev(1, 7)) == 0;
+    if (devices) {
+        Run(0, {"fmt", "-o", null, script});
+        EXPECT_TRUE(Contains(Run(2, {"fmt", "-o", full, script}).err,
+                             {"cannot write " + full + ": No space left on device"}));
+        EXPECT_TRUE(Contains(Run(2, {"slots", "--config", cfg, "-o", full, script}).err,
+                             {"No space left on device"}));
+    }
+    Run(2, {"fmt", "-o", dir_, script});
+    std::vector<std::string> listing{"fifo:p", "link.txt:l", "target.txt:f"};
+    if (devices) listing = {"fifo:p", "full:c", "link.txt:l", "null:c", "target.txt:f"};
+    EXPECT_EQ(Listing(dir_), listing);
+
+    // Standard output on a full device: every subcommand says so and exits 2.
+    const std::vector<std::vector<std::string>> writers{
+        {"check", script},
+        {"dump", script},
+        {"fmt", script},
+        {"slots", "--config", cfg, script},
+        {"enum", "--config", Example("config/script_enum.xml"), "s2c", "1003", "admin", "up"},
+        {"name", "generate", "NE"},
+        {"name", "analyse", "NE_9-3_x.txt"}};
+    for (const auto& args : writers) {
+        const ToolRun run = Exec(args, "/dev/null", false, "/dev/full");
+        EXPECT_EQ(run.status, 2) << args[0];
+        EXPECT_TRUE(Contains(run.err, {"No space left on device"})) << args[0];
+    }
+}
+
+TEST_F(ToolTest, StandardInputPipesAndFifosAreReadWhole) {
+    const std::string script = Example("scripts/ne_config.txt");
+    const std::string cfg = Example("config/slotcovert_cmd_cfg.xml");
+    EXPECT_TRUE(Contains(Run(0, {"check", "-"}, script, true).out,
+                         {"<stdin>: 39 commands (UTF-8), all parsed"}));
+    auto body = [](const std::string& s) {
+        return s.substr(std::min(s.find("encoding="), s.size()));
+    };
+    EXPECT_EQ(body(Run(0, {"fmt", "-"}, script, true).out), body(Run(0, {"fmt", script}).out));
+    EXPECT_EQ(Run(0, {"slots", "--config", cfg, "-"}, script, true).out.size(),
+              Run(0, {"slots", "--config", cfg, script}).out.size());
+    const std::string json = Run(0, {"dump", "--format", "json", "-"}, script, true).out;
+    EXPECT_EQ(std::count(json.begin(), json.end(), '\n'), 39);
+    EXPECT_TRUE(Contains(json, {R"({"file":"<stdin>","line":)"}));
+
+    const std::string fifo = tmp_ / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    std::thread writer([&] { WriteFile(fifo, ReadFile(script)); });
+    EXPECT_TRUE(Contains(Run(0, {"check", fifo}).out, {": 39 commands (UTF-8), all parsed"}));
+    writer.join();
+    Run(2, {"fmt", "-i", "-"}, script, true);
+}
+
+TEST_F(ToolTest, AnEncodingLineTheReaderDoesNotTakeIsAFinding) {
+    const std::string text = ":cfg-set:{v=\"caf\xc3\xa9\"};\n";
+    const std::vector<std::string> headers{"// encoding=\"utf-8\"", "// encoding = \"UTF-8\"",
+                                           "//encoding="};
+    const std::string out = tmp_ / "out.txt";
+    for (std::size_t i = 0; i < headers.size(); ++i) {
+        WriteFile(out, "previous\n");
+        const std::string f = tmp_ / ("h" + std::to_string(i) + ".txt");
+        WriteFile(f, "// SlotFlagVer=1.1 \n" + headers[i] + "\n\n" + text);
+        EXPECT_TRUE(Contains(Run(1, {"check", f}).out,
+                             {f + ":2: warning: encoding line not recognised, the file is read as "
+                                  "GBK",
+                              "    " + headers[i] + "\n", "(GBK), all parsed, 1 warning"}));
+        EXPECT_TRUE(Contains(Run(1, {"fmt", "-o", out, f}).err, {"give --input-encoding"}));
+        EXPECT_EQ(ReadFile(out), "previous\n");
+        Run(0, {"check", "--input-encoding", "UTF-8", f});
+        Run(0, {"fmt", "--input-encoding", "UTF-8", "--encoding", "UTF-8", "-o", out, f});
+        EXPECT_TRUE(Contains(ReadFile(out), {"v=\"caf\xc3\xa9\""}));
+    }
+    // No header, and an empty file: the same guess, said once for the file.
+    const std::string bare = tmp_ / "bare.txt", empty = tmp_ / "empty.txt";
+    WriteFile(bare, ":a:{v=1#};\n");
+    WriteFile(empty, "");
+    EXPECT_TRUE(Contains(
+        Run(1, {"check", bare, empty}).out,
+        {bare + ": warning: no encoding line in the header, the file is read as GBK",
+         empty + ": warning: no encoding line in the header", empty + ": 0 commands (GBK)"}));
+    // Told the encoding, line 1 still reads as the file has it.
+    const ToolRun told = Run(1, {"check", "--input-encoding", "ISO8859-1", bare});
+    EXPECT_TRUE(Contains(told.out, {bare + ":1:", "    :a:{v=1#};\n", "(ISO8859-1)"}));
+    EXPECT_EQ(told.out.find("warning"), std::string::npos);
+    // A header that declares another encoding is not overridden.
+    EXPECT_TRUE(
+        Contains(Run(2, {"check", "--input-encoding", "GBK", Example("scripts/ne_config.txt")}).err,
+                 {"the header declares UTF-8, not GBK"}));
+}
+
+TEST_F(ToolTest, AnythingThatParsesPrintsAndControlBytesAreEscaped) {
+    const std::string header = "// encoding=\"UTF-8\"\n";
+    constexpr int kDepth = 20000;
+    std::string deep = header + ":a:{";
+    for (int i = 0; i < kDepth; ++i) deep += "x={";
+    deep += "y=1";
+    deep += std::string(kDepth, '}') + "};\n";
+    WriteFile(tmp_ / "deep.txt", deep);
+    const std::string json = Run(0, {"dump", "--format", "json", tmp_ / "deep.txt"}).out;
+    std::size_t groups = 0;
+    for (std::size_t at = 0; (at = json.find("\"groups\"", at)) != std::string::npos; ++at)
+        ++groups;
+    EXPECT_EQ(groups, static_cast<std::size_t>(kDepth));
+    EXPECT_EQ(json.find('\n'), json.size() - 1);
+    const std::string text = Run(0, {"dump", tmp_ / "deep.txt"}).out;
+    EXPECT_LT(text.size(), deep.size() * 40);  // indentation is bounded
+    EXPECT_TRUE(Contains(text, {"{group 1, depth 20000}\n"}));
+
+    // Escape sequences and other control bytes never reach the terminal raw.
+    const std::string esc = tmp_ / "esc.txt";
+    WriteFile(esc, header + ":a:{v=\"\x1b[31mred\x07\"};\n:b:{v=1,\x1b[2J};\n");
+    const ToolRun dump = Run(1, {"dump", esc});
+    const ToolRun check = Run(1, {"check", esc});
+    EXPECT_TRUE(Contains(dump.out, {R"(v = "\x1B[31mred\x07" (string))"}));
+    EXPECT_TRUE(Contains(check.out, {"    :b:{v=1,\\x1B[2J};\n"}));
+    for (const std::string& out : {dump.out, dump.err, check.out}) {
+        EXPECT_EQ(out.find_first_of("\x1b\x07"), std::string::npos) << out;
+    }
+
+    // Bytes that are not valid in the encoding: dump says so too, fmt writes nothing.
+    const std::string bad = tmp_ / "bad.txt", out = tmp_ / "out.txt";
+    WriteFile(bad, header + ":a:{v=\"\xff\xfe\"};\n");
+    EXPECT_TRUE(Contains(Run(1, {"dump", bad}).err, {bad + ":2: error: text is not valid UTF-8"}));
+    Run(1, {"fmt", "-o", out, bad});
+    EXPECT_FALSE(fs::exists(out));
+}
+
+TEST_F(ToolTest, AnInterruptedRewriteLeavesNothingBehind) {
+    // The output is a FIFO nobody reads, so the tool waits with its temporary files made.
+    const std::string fifo = tmp_ / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::string script = Example("scripts/ne_config.txt");
+    for (int sig : {SIGINT, SIGTERM, SIGPIPE}) {
+        const pid_t pid = fork();
+        ASSERT_GE(pid, 0);
+        if (pid == 0) {
+            setenv("TMPDIR", dir_.c_str(), 1);
+            signal(SIGINT, SIG_DFL);
+            signal(SIGPIPE, SIG_DFL);
+            const int null = open("/dev/null", O_RDWR);
+            dup2(null, STDOUT_FILENO);
+            dup2(null, STDERR_FILENO);
+            const std::string tool = Tool().string();
+            execl(tool.c_str(), tool.c_str(), "fmt", "-o", fifo.c_str(), script.c_str(),
+                  static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        // Waits for the temporary output (not a timing check: it only bounds the wait).
+        bool made = false;
+        for (int i = 0; i < 1000 && !made; ++i) {
+            for (const std::string& name : Listing(dir_)) made |= name.rfind("qxscript.", 0) == 0;
+            if (!made) usleep(10000);
+        }
+        EXPECT_TRUE(made);
+        kill(pid, sig);
+        int status = 0;
+        ASSERT_EQ(waitpid(pid, &status, 0), pid);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == sig) << status;
+        EXPECT_EQ(Listing(dir_), std::vector<std::string>{"fifo:p"});
+    }
+}
+
+TEST_F(ToolTest, FindingsSayWhereAndWhyAndWritersRefuseThem) {
+    // The reader's diagnostics: the column of the offending byte, a caret under it.
+    const std::string header = "// encoding=\"UTF-8\"\n";
+    const std::string f = tmp_ / "findings.txt";
+    WriteFile(f, header + ":a:{v=1#};\n:b:{v=4294967296, w=5&&1};\n:c:{v=1};\n");
+    const ToolRun check = Run(1, {"check", f});
+    EXPECT_TRUE(Contains(
+        check.out, {f + ":2:8: error: unexpected character '#'\n    :a:{v=1#};\n           ^\n",
+                    f + ":3:7: warning: 4294967296 does not fit 32 bits and reads as 0\n",
+                    f + ":3:21: warning: 5&&1 is a backward range and reads as no values\n",
+                    f + ": 2 commands (UTF-8), 1 command cannot be parsed, 2 warnings"}));
+
+    // Values that read other than written are written only when the user accepts them.
+    const std::string lossy = tmp_ / "lossy.txt", out = tmp_ / "out.txt";
+    WriteFile(lossy, header + ":b:{v=4294967296, w=99999999999};\n");
+    Run(1, {"fmt", "-o", out, lossy});
+    EXPECT_FALSE(fs::exists(out));
+    Run(0, {"fmt", "--accept-changed-values", "-o", out, lossy});
+    EXPECT_TRUE(Contains(ReadFile(out), {":b:{v=0, w=1215752191};"}));
+
+    // Unterminated quotes and comments are found where they start; the commands before count.
+    const std::string quote = tmp_ / "quote.txt", comment = tmp_ / "comment.txt";
+    WriteFile(quote, header + ":a:{v=1};\n:b:{v=\"open};\n:c:{v=2};\n");
+    WriteFile(comment, header + ":a:{v=1};\n/* open\n:b:{v=2};\n");
+    EXPECT_TRUE(Contains(Run(1, {"check", quote}).out,
+                         {quote + ":3:7: error: unterminated quote", "1 command (UTF-8)"}));
+    EXPECT_TRUE(Contains(Run(1, {"check", comment}).out,
+                         {comment + ":3:1: error: unterminated comment", "1 command (UTF-8)"}));
+
+    // A command that the writer's line breaks would push past what a reader takes.
+    std::string values = "1";
+    while (values.size() < 130000) values += "&1";
+    const std::string longCmd = tmp_ / "long.txt";
+    WriteFile(longCmd, header + ":a:{v=" + values + "};\n");
+    Run(0, {"check", longCmd});
+    EXPECT_TRUE(Contains(Run(1, {"fmt", "-o", out, longCmd}).err,
+                         {longCmd + ":2: error: command is ",
+                          "bytes once written, longer than the 131071 bytes a reader accepts"}));
+    EXPECT_TRUE(Contains(ReadFile(out), {":b:{v=0, w=1215752191};"}));  // untouched
 }
 
 }  // namespace

@@ -22,7 +22,15 @@ cmake -S "$src/examples/consumer" -B "$tmp/consumer" -DCMAKE_PREFIX_PATH="$prefi
     -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build "$tmp/consumer" -j2 >/dev/null
 libdir=$(dirname "$(find "$prefix" -name 'libqx_scriptutil.so' | head -n 1)")
-LD_LIBRARY_PATH="$libdir" "$tmp/consumer/qx_consumer" "$script"
+# No LD_LIBRARY_PATH: the installed libraries must find each other by their RUNPATH.
+unset LD_LIBRARY_PATH
+for lib in "$libdir"/libqx_scriptutil.so "$libdir"/libqx_platform.so; do
+    case "$(readelf -d "$lib")" in
+    *'RUNPATH'*'[$ORIGIN]'*) ;;
+    *) echo "$lib has no RUNPATH \$ORIGIN" >&2; exit 1 ;;
+    esac
+done
+"$tmp/consumer/qx_consumer" "$script"
 
 echo "== pkg-config qx_scriptutil"
 pcdir=$(dirname "$(find "$prefix" -name qx_scriptutil.pc | head -n 1)")
@@ -34,8 +42,10 @@ case "$flags" in
 *) echo "pkg-config does not point into the install prefix" >&2; exit 1 ;;
 esac
 # shellcheck disable=SC2086  # the flags are meant to split
-c++ -o "$tmp/qx_consumer_pc" "$src/examples/consumer/main.cpp" $flags
-LD_LIBRARY_PATH="$libdir" "$tmp/qx_consumer_pc" "$script"
+# A program linked by hand names where its libraries are, as with any library outside the
+# system paths; what they need in turn they find themselves.
+c++ -o "$tmp/qx_consumer_pc" "$src/examples/consumer/main.cpp" $flags -Wl,-rpath,"$libdir"
+"$tmp/qx_consumer_pc" "$script"
 
 if [ -x "$prefix/bin/qxscript" ]; then
     echo "== installed qxscript"

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "qx_platform/Lock.h"
 #include "qx_scriptutil/TScriptCmd.h"
 
 namespace NSQX_script {
@@ -14,11 +15,15 @@ constexpr int kParseTooLong = 1090614023;  // 0x41017307
 
 // Parses the text of one MML command (up to its first NUL) into cmd. Returns 0 on success and 1
 // on a syntax error, with the message on standard output; cmd keeps what was built before the
-// error. A command whose ranges and name lists would hold more than about a million values in
-// all fails the same way ("too many values"). cmd's earlier parameters are overwritten in place
-// so that their storage is reused. Characters that fit no token are echoed to standard output;
-// a single token of 131072 bytes or more ends the process with status 1. Parses from all
-// threads are serialised by one process-wide lock; cmd belongs to the caller.
+// error. A command that would hold more than 4194304 values in all (values, and names made by
+// ranges) fails the same way, with the message "command expands to more than 4194304 values"
+// and a trace line at level 1, so that a few bytes of ranges cannot exhaust memory; a range of
+// four million integers still parses. cmd's earlier
+// parameters are overwritten in place so that their storage is reused. Characters that fit no
+// token are echoed to standard output; a single token of 131072 bytes or more ends the process
+// with status 1. Each thread parses with its own scanner, parser and builder: parses on
+// different threads run at once and take no lock (but see SetParserDebug). cmd belongs to the
+// caller; the result is complete when the call returns.
 QX_API int AnalyseOneCommand(const std::string& text, MMLCmdStruct& cmd);
 // As AnalyseOneCommand, but refuses texts longer than 131071 bytes with kParseTooLong.
 QX_API int AnalyseOneCommandEx(const std::string& text, MMLCmdStruct& cmd);
@@ -47,7 +52,15 @@ struct TParseResult {
 // says where and why a text does not parse. cmd belongs to the caller.
 QX_API TParseResult AnalyseOneCommandDetailed(const std::string& text, MMLCmdStruct& cmd);
 
-// Process-wide switch for the parser's trace of its states and reductions on standard output.
+// Process-wide switch, off by default, for the parser's trace of its states and reductions on
+// standard output. Public because a host or the tool's verbose mode has no other way to see
+// why a command does not parse. While it is on, parses take ScriptParseLock in turn, so that
+// their lines never interleave, and skip the hand-written parser so that every command shows.
 QX_API void SetParserDebug(bool on);
+
+// Held by traced parses (above). Parses without the trace no longer need it; it stays for
+// hosts that serialise their own work on it. Not recursive; built when the library is loaded.
+// No other lock is taken while the parser holds it.
+QX_API extern qxp::Mutex ScriptParseLock;
 
 }  // namespace NSQX_script

@@ -1,6 +1,11 @@
 #include "CommandView.h"
 
+#include <algorithm>
 #include <cctype>
+
+#include <nlohmann/json.hpp>
+
+#include "Findings.h"
 
 namespace qxscript {
 
@@ -25,61 +30,43 @@ const char* TypeName(QXValue::Type type) {
     return "empty";
 }
 
-nlohmann::ordered_json ValueToJson(const QXValue& v) {
-    nlohmann::ordered_json out = {{"type", TypeName(v.GetType())}};
+std::string JsonText(const std::string& text) {
+    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+void AppendJsonValue(const QXValue& v, std::string& out) {
+    out += "{\"type\":\"";
+    out += TypeName(v.GetType());
+    out += "\",\"value\":";
     switch (v.GetType()) {
         case QXValue::kString:
-            out["value"] = v.StringRef();
+            out += JsonText(v.StringRef());
             break;
         case QXValue::kInt32:
         case QXValue::kInt64:
-            out["value"] = v.AsLong();
+            out += std::to_string(v.AsLong());
             break;
         case QXValue::kDouble:
-            out["value"] = v.AsDouble();
+            out += nlohmann::json(v.AsDouble()).dump();
             break;
         case QXValue::kEmpty:
-            out["value"] = nullptr;
+            out += "null";
             break;
     }
-    return out;
+    out += '}';
 }
 
-nlohmann::ordered_json ParasToJson(const std::vector<MMLParaStruct>& paras) {
-    nlohmann::ordered_json list = nlohmann::ordered_json::array();
-    for (const MMLParaStruct& p : paras) {
-        nlohmann::ordered_json para = {{"name", p.name.As_std_string()}};
-        if (!p.values.empty()) {
-            nlohmann::ordered_json& values = para["values"] = nlohmann::ordered_json::array();
-            for (const QXValue& v : p.values) values.push_back(ValueToJson(v));
-        }
-        if (!p.objects.empty()) {
-            nlohmann::ordered_json& groups = para["groups"] = nlohmann::ordered_json::array();
-            for (const auto& group : p.objects) groups.push_back(ParasToJson(group));
-        }
-        list.push_back(std::move(para));
-    }
-    return list;
-}
+// Where a walk over a parameter tree stands: in a list of parameters, or between the groups
+// of one parameter.
+struct Frame {
+    const std::vector<MMLParaStruct>* list = nullptr;  // null: between groups of para
+    const MMLParaStruct* para = nullptr;
+    std::size_t next = 0;  // the next parameter or group
+};
 
-void ParasToText(const std::vector<MMLParaStruct>& paras, int depth, std::string& out) {
-    const std::string indent(static_cast<std::size_t>(depth) * 2, ' ');
-    for (const MMLParaStruct& p : paras) {
-        out += indent + p.name.As_std_string() + " =";
-        const char* sep = " ";
-        for (const QXValue& v : p.values) {
-            out += sep;
-            out +=
-                v.GetType() == QXValue::kString ? "\"" + v.StringRef() + "\"" : v.As_std_string();
-            out += std::string(" (") + TypeName(v.GetType()) + ")";
-            sep = " & ";
-        }
-        out += '\n';
-        for (std::size_t g = 0; g < p.objects.size(); ++g) {
-            out += indent + "  {group " + std::to_string(g + 1) + "}\n";
-            ParasToText(p.objects[g], depth + 2, out);
-        }
-    }
+std::string TextOf(const QXValue& v) {
+    if (v.GetType() == QXValue::kString) return "\"" + EscapeForTerminal(v.StringRef()) + "\"";
+    return v.As_std_string();
 }
 
 // Whether the scanner would read the whole text as a number rather than an identifier.
@@ -176,31 +163,105 @@ bool IsPlainWord(const std::string& text) {
 }
 
 void PrepareForWriting(std::vector<MMLParaStruct>& paras) {
-    JoinNameRanges(paras);
-    for (MMLParaStruct& p : paras) {
-        if (p.objects.empty()) {
-            WriteRanges(p.values);
-        } else {
-            for (auto& group : p.objects) PrepareForWriting(group);
+    std::vector<std::vector<MMLParaStruct>*> pending{&paras};
+    while (!pending.empty()) {
+        std::vector<MMLParaStruct>& list = *pending.back();
+        pending.pop_back();
+        JoinNameRanges(list);
+        for (MMLParaStruct& p : list) {
+            if (p.objects.empty()) {
+                WriteRanges(p.values);
+            } else {
+                for (auto& group : p.objects) pending.push_back(&group);
+            }
         }
     }
 }
 
-nlohmann::ordered_json CommandToJson(const std::string& file, const std::string& name,
-                                     const NSQX_script::TScriptCmd& cmd) {
-    return {{"file", file},
-            {"line", cmd.GetLineNo()},
-            {"name", name},
-            {"code", cmd.GetCmdCode()},
-            {"parameters", ParasToJson(cmd.GetParaList())}};
+void AppendJson(const std::string& file, const std::string& name,
+                const NSQX_script::TScriptCmd& cmd, std::string& out) {
+    out += "{\"file\":" + JsonText(file) + ",\"line\":" + std::to_string(cmd.GetLineNo()) +
+           ",\"name\":" + JsonText(name) + ",\"code\":" + std::to_string(cmd.GetCmdCode()) +
+           ",\"parameters\":[";
+    std::vector<Frame> stack{{&cmd.GetParaList(), nullptr, 0}};
+    while (!stack.empty()) {
+        Frame& top = stack.back();
+        if (top.list != nullptr) {
+            if (top.next == top.list->size()) {
+                out += ']';
+                stack.pop_back();
+                continue;
+            }
+            if (top.next != 0) out += ',';
+            const MMLParaStruct& p = (*top.list)[top.next++];
+            out += "{\"name\":" + JsonText(p.name.As_std_string());
+            if (!p.values.empty()) {
+                out += ",\"values\":[";
+                for (std::size_t i = 0; i < p.values.size(); ++i) {
+                    if (i != 0) out += ',';
+                    AppendJsonValue(p.values[i], out);
+                }
+                out += ']';
+            }
+            if (p.objects.empty()) {
+                out += '}';
+                continue;
+            }
+            out += ",\"groups\":[";
+            stack.push_back({nullptr, &p, 0});  // top is not used after this
+        } else {
+            if (top.next == top.para->objects.size()) {
+                out += "]}";
+                stack.pop_back();
+                continue;
+            }
+            if (top.next != 0) out += ',';
+            out += '[';
+            const std::vector<MMLParaStruct>* group = &top.para->objects[top.next++];
+            stack.push_back({group, nullptr, 0});
+        }
+    }
+    out += '}';
 }
 
-std::string CommandToText(const std::string& file, const std::string& name,
-                          const NSQX_script::TScriptCmd& cmd) {
-    std::string out = file + ":" + std::to_string(cmd.GetLineNo()) + ": " + name + " (code " +
-                      std::to_string(cmd.GetCmdCode()) + ")\n";
-    ParasToText(cmd.GetParaList(), 1, out);
-    return out;
+void AppendText(const std::string& file, const std::string& name,
+                const NSQX_script::TScriptCmd& cmd, std::string& out) {
+    out += EscapeForTerminal(file) + ":" + std::to_string(cmd.GetLineNo()) + ": " +
+           EscapeForTerminal(name) + " (code " + std::to_string(cmd.GetCmdCode()) + ")\n";
+    // Indented by the walk's depth: parameters of the command one step, each group two more.
+    std::vector<Frame> stack{{&cmd.GetParaList(), nullptr, 0}};
+    auto indent = [&](std::size_t depth) { out.append(std::min(depth, kMaxIndent) * 2, ' '); };
+    while (!stack.empty()) {
+        Frame& top = stack.back();
+        const std::size_t depth = stack.size();
+        if (top.list != nullptr) {
+            if (top.next == top.list->size()) {
+                stack.pop_back();
+                continue;
+            }
+            const MMLParaStruct& p = (*top.list)[top.next++];
+            indent(depth);
+            out += EscapeForTerminal(p.name.As_std_string()) + " =";
+            const char* sep = " ";
+            for (const QXValue& v : p.values) {
+                out += sep + TextOf(v) + " (" + TypeName(v.GetType()) + ")";
+                sep = " & ";
+            }
+            out += '\n';
+            if (!p.objects.empty()) stack.push_back({nullptr, &p, 0});
+        } else {
+            if (top.next == top.para->objects.size()) {
+                stack.pop_back();
+                continue;
+            }
+            indent(depth);
+            out += "{group " + std::to_string(top.next + 1);
+            if (depth > kMaxIndent) out += ", depth " + std::to_string(depth / 2);
+            out += "}\n";
+            const std::vector<MMLParaStruct>* group = &top.para->objects[top.next++];
+            stack.push_back({group, nullptr, 0});
+        }
+    }
 }
 
 }  // namespace qxscript

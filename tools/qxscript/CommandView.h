@@ -3,21 +3,25 @@
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include "qx_scriptutil/TScriptCmd.h"
 
 namespace qxscript {
 
-// How `dump` shows a command: as one JSON object, or as indented text lines.
+// How `dump` shows a command: as one JSON object on one line, or as indented text lines. Both
+// walk the parameter tree without recursion and indent text at most kMaxIndent levels, so
+// that any command that parses prints, in memory proportional to its size.
 //
 // JSON: {"file","line","name","code","parameters":[P...]}, where P is
 // {"name": text, "values": [{"type": "string"|"int32"|"int64"|"double", "value": ...}],
-//  "groups": [[P...], ...]} (values and groups only when present).
-nlohmann::ordered_json CommandToJson(const std::string& file, const std::string& name,
-                                     const NSQX_script::TScriptCmd& cmd);
-std::string CommandToText(const std::string& file, const std::string& name,
-                          const NSQX_script::TScriptCmd& cmd);
+//  "groups": [[P...], ...]} (values and groups only when present). Bytes that are not UTF-8
+// become U+FFFD.
+void AppendJson(const std::string& file, const std::string& name,
+                const NSQX_script::TScriptCmd& cmd, std::string& out);
+// Text: texts quoted, control characters escaped (\xHH); groups deeper than kMaxIndent say
+// their depth instead of indenting further.
+void AppendText(const std::string& file, const std::string& name,
+                const NSQX_script::TScriptCmd& cmd, std::string& out);
+constexpr std::size_t kMaxIndent = 32;
 
 // Makes parsed parameters writable so that they read back as the same tree with the same
 // value types. The writer puts value texts out as they are, while the parser took the quotes

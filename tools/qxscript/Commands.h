@@ -1,9 +1,12 @@
 #pragma once
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
 namespace qxscript {
+
+class ScriptSource;
 
 // Exit statuses of the tool.
 enum ExitStatus : int { kExitOk = 0, kExitFindings = 1, kExitUsage = 2 };
@@ -13,6 +16,8 @@ struct CommonOptions {
     std::vector<std::string> enumFiles;   // --enum: tables whose "Cmd" elements name commands
     std::vector<std::string> namesFiles;  // --names: "ID NAME" lines
     bool noAutoNames = false;
+    std::string inputEncoding;         // --input-encoding: empty for what the header says
+    bool acceptChangedValues = false;  // write values that read other than written
     bool quiet = false;
     bool verbose = false;
 };
@@ -69,6 +74,18 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts);
 int RunEnum(const CommonOptions& common, const EnumOptions& opts);
 int RunNameGenerate(const NameOptions& opts);
 int RunNameAnalyse(const NameOptions& opts);
+
+// What ReportFindings printed.
+struct FindingCounts {
+    unsigned long errors = 0;
+    unsigned long invalidLines = 0;    // among the errors
+    unsigned long valueWarnings = 0;   // values that read other than written
+    unsigned long headerWarnings = 0;  // the encoding is a guess
+    unsigned long Warnings() const { return valueWarnings + headerWarnings; }
+};
+
+// Prints everything found in a script that has been read, in line order.
+FindingCounts ReportFindings(const ScriptSource& source, FILE* out);
 
 // Registers command names as the common options ask; false (with the message printed) when a
 // file cannot be used.

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "TempFiles.h"
 #include "qx_platform/Control.h"
 #include "qx_platform/Settings.h"
 
@@ -20,6 +21,7 @@ ConfigRoot::~ConfigRoot() {
     if (m_path.empty()) return;
     std::error_code ec;
     fs::remove_all(m_path, ec);  // removes links, never what they point at
+    for (const std::string& path : m_made) TempFiles::Forget(path);
     qxp::SetAppRootPath(m_previousRoot);
 }
 
@@ -32,18 +34,26 @@ bool ConfigRoot::Create(std::string& error) {
         return false;
     }
     m_path = pattern + "/";
+    Remember(pattern, true);
     m_previousRoot = qxp::OrinGetAppRootPath();
     qxp::SetAppRootPath(m_path);
     return true;
 }
 
+void ConfigRoot::Remember(const std::string& path, bool directory) {
+    if (TempFiles::Add(path, directory)) m_made.push_back(path);
+}
+
 bool ConfigRoot::MakeParents(const std::string& relPath, std::string& error) {
-    std::error_code ec;
-    const fs::path parent = fs::path(m_path + relPath).parent_path();
-    fs::create_directories(parent, ec);
-    if (ec) {
-        error = "cannot create " + parent.string() + ": " + ec.message();
-        return false;
+    fs::path dir = m_path;
+    for (const fs::path& part : fs::path(relPath).parent_path()) {
+        dir /= part;
+        std::error_code ec;
+        if (fs::create_directory(dir, ec)) Remember(dir.string(), true);
+        if (ec) {
+            error = "cannot create " + dir.string() + ": " + ec.message();
+            return false;
+        }
     }
     return true;
 }
@@ -55,11 +65,13 @@ bool ConfigRoot::Link(const std::string& userPath, const std::string& relPath, s
         error = "cannot link " + userPath + ": " + SystemError(errno);
         return false;
     }
+    Remember(link, false);
     return true;
 }
 
 bool ConfigRoot::Write(const std::string& relPath, const std::string& content, std::string& error) {
     if (!MakeParents(relPath, error)) return false;
+    Remember(m_path + relPath, false);
     std::ofstream out(m_path + relPath, std::ios::binary | std::ios::trunc);
     out << content;
     out.close();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace qxscript {
 
@@ -9,8 +10,8 @@ namespace qxscript {
 // paths relative to it and the slot table at a fixed place inside it. Users name files by
 // ordinary relative or absolute paths, so the tool makes a temporary root, links each file
 // the user gave to where the library looks, and points the host at it. The directory and the
-// links are removed on destruction (the files linked to are left alone). Confined to the main
-// thread.
+// links are removed on destruction (the files linked to are left alone), and on SIGINT or
+// SIGTERM. Confined to the main thread.
 class ConfigRoot {
   public:
     ConfigRoot() = default;
@@ -30,7 +31,10 @@ class ConfigRoot {
   private:
     bool MakeParents(const std::string& relPath, std::string& error);
 
-    std::string m_path;  // ends in "/"
+    void Remember(const std::string& path, bool directory);
+
+    std::string m_path;               // ends in "/"
+    std::vector<std::string> m_made;  // what the signal handlers are to remove
     std::string m_previousRoot;
 };
 

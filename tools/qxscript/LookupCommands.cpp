@@ -45,7 +45,7 @@ int RunEnum(const CommonOptions&, const EnumOptions& opts) {
         }
         Output::Line(name);
     }
-    return Output::Flush() ? kExitOk : kExitUsage;
+    return Output::FlushOrSay() ? kExitOk : kExitUsage;
 }
 
 int RunNameGenerate(const NameOptions& opts) {
@@ -65,7 +65,7 @@ int RunNameGenerate(const NameOptions& opts) {
         name.GenerateFileName(opts.prefix.c_str(), text, encoding);
     }
     Output::Line(name.GetFileName());
-    return Output::Flush() ? kExitOk : kExitUsage;
+    return Output::FlushOrSay() ? kExitOk : kExitUsage;
 }
 
 int RunNameAnalyse(const NameOptions& opts) {
@@ -86,7 +86,7 @@ int RunNameAnalyse(const NameOptions& opts) {
         Output::Line(text + ": prefix=" + name.GetPrefix() + " ne=" + (neId != 0 ? ne : "-") +
                      " ip=" + (name.GetIPAddr().empty() ? "-" : name.GetIPAddr()));
     }
-    return Output::Flush() ? status : kExitUsage;
+    return Output::FlushOrSay() ? status : kExitUsage;
 }
 
 }  // namespace qxscript

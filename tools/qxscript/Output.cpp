@@ -3,10 +3,14 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
+
 namespace qxscript {
 
 namespace {
 FILE* g_out = nullptr;
+int g_lastError = 0;
 bool g_quiet = false;
 }  // namespace
 
@@ -32,14 +36,32 @@ FILE* Output::Stream() {
 }
 
 void Output::Line(const std::string& text) {
-    FILE* out = Stream();
-    std::fwrite(text.data(), 1, text.size(), out);
-    std::fputc('\n', out);
+    Write(Stream(), text + "\n");
+}
+
+bool Output::Write(FILE* out, const std::string& text) {
+    errno = 0;
+    if (std::fwrite(text.data(), 1, text.size(), out) == text.size()) return true;
+    if (g_lastError == 0) g_lastError = errno != 0 ? errno : EIO;
+    return false;
 }
 
 bool Output::Flush() {
     FILE* out = Stream();
-    return std::fflush(out) == 0 && !std::ferror(out);
+    errno = 0;
+    if (std::fflush(out) == 0 && !std::ferror(out)) return true;
+    if (g_lastError == 0) g_lastError = errno != 0 ? errno : EIO;
+    return false;
+}
+
+bool Output::FlushOrSay() {
+    if (Flush()) return true;
+    Error(std::string("cannot write to standard output: ") + std::strerror(LastError()));
+    return false;
+}
+
+int Output::LastError() {
+    return g_lastError != 0 ? g_lastError : EIO;
 }
 
 void Error(const std::string& text) {

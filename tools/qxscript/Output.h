@@ -17,8 +17,14 @@ class Output {
     static FILE* Stream();
     // Writes text followed by a newline.
     static void Line(const std::string& text);
+    // Writes text to out (the tool's stream or standard error), remembering why it failed.
+    static bool Write(FILE* out, const std::string& text);
     // Flushes the tool's stream; false when writing failed (a closed pipe, a full disk).
     static bool Flush();
+    // Flush(), and on failure a message naming the cause; false then.
+    static bool FlushOrSay();
+    // The system error of the failed write that Flush() found (EIO when none is known).
+    static int LastError();
 };
 
 // A message for the user on standard error, prefixed with "qxscript: ".

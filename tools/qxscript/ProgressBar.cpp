@@ -17,6 +17,7 @@ namespace qxscript {
 namespace {
 
 constexpr int kBarWidth = 40;
+bool g_suppressed = false;
 
 // Lines of the file, counted in large blocks: the gauge counts lines because the reader tells
 // where it stands only by line.
@@ -47,7 +48,7 @@ void Draw(int percent, const std::string& name) {
 
 ProgressBar::ProgressBar(const std::string& path) {
     struct stat st {};
-    if (Quiet() || !isatty(STDERR_FILENO) || stat(path.c_str(), &st) != 0 ||
+    if (Quiet() || g_suppressed || !isatty(STDERR_FILENO) || stat(path.c_str(), &st) != 0 ||
         static_cast<std::uint64_t>(st.st_size) < kMinBytes) {
         return;
     }
@@ -70,6 +71,10 @@ ProgressBar::~ProgressBar() {
     NSQX_script::ResetGaugeData();
     std::fprintf(stderr, "\r%*s\r", kBarWidth + 80, "");
     std::fflush(stderr);
+}
+
+void ProgressBar::AvoidTerminal(FILE* out) {
+    if (isatty(fileno(out))) g_suppressed = true;
 }
 
 void ProgressBar::At(unsigned long line) {

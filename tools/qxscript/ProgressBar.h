@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 
 namespace qxscript {
@@ -21,6 +22,9 @@ class ProgressBar {
 
     // The reader has reached this line of the file.
     void At(unsigned long line);
+    // No bar from now on while out is a terminal: what is written there while reading would
+    // be drawn over.
+    static void AvoidTerminal(FILE* out);
 
   private:
     bool m_active = false;

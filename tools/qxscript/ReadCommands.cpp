@@ -5,7 +5,9 @@
 #include "CommandNames.h"
 #include "CommandView.h"
 #include "Commands.h"
+#include "ConfigRoot.h"
 #include "Output.h"
+#include "ProgressBar.h"
 #include "ScriptSource.h"
 
 namespace qxscript {
@@ -18,33 +20,38 @@ std::string Plural(unsigned long n, const char* one, const char* many) {
     return std::to_string(n) + " " + (n == 1 ? one : many);
 }
 
-// Prints "FILE:LINE: error: cannot parse command" with the line's text for each failure;
-// returns their number.
-unsigned long ReportFailures(const ScriptSource& source, FILE* out) {
-    const std::vector<unsigned long> lines = source.FailedLines();
-    const auto excerpts = Excerpts(source.Path(), source.Encoding(), lines);
-    for (unsigned long line : lines) {
-        std::fprintf(out, "%s:%lu: error: cannot parse command\n", source.Path().c_str(), line);
-        const auto it = excerpts.find(line);
-        if (it != excerpts.end() && !it->second.empty()) {
-            std::fprintf(out, "    %s\n", it->second.c_str());
-        }
-    }
-    return lines.size();
-}
-
 // Reports the names met and not registered since the last call; true when there were some.
-bool ReportUnknown(const std::string& path, std::size_t& seen, FILE* out) {
+bool ReportUnknown(const std::string& name, std::size_t& seen, FILE* out) {
     const std::vector<std::string>& unknown = CommandNames::Unknown();
     const bool any = seen < unknown.size();
     for (; seen < unknown.size(); ++seen) {
-        std::fprintf(out, "%s: error: commands named \"%s\" skipped: name not registered\n",
-                     path.c_str(), unknown[seen].c_str());
+        Output::Write(out, name + ": error: commands named \"" + unknown[seen] +
+                               "\" skipped: name not registered\n");
     }
     return any;
 }
 
 }  // namespace
+
+FindingCounts ReportFindings(const ScriptSource& source, FILE* out) {
+    FindingCounts counts;
+    for (const Finding& f : source.Findings(kMaxEncodingReports)) {
+        Output::Write(out, FormatFinding(source.Name(), f));
+        switch (f.kind) {
+            case Finding::kError:
+                ++counts.errors;
+                if (f.reason.rfind("text is not valid", 0) == 0) ++counts.invalidLines;
+                break;
+            case Finding::kValueWarning:
+                ++counts.valueWarnings;
+                break;
+            case Finding::kHeaderWarning:
+                ++counts.headerWarnings;
+                break;
+        }
+    }
+    return counts;
+}
 
 bool SetUpNames(const CommonOptions& common) {
     std::string error;
@@ -71,69 +78,78 @@ int RunCheck(const CommonOptions& common, const CheckOptions& opts) {
     bool findings = false;
     std::size_t unknownSeen = 0;
     for (const std::string& path : opts.files) {
+        ScriptInput input;
         ScriptSource source;
         std::string error;
-        if (!source.Open(path, error)) {
+        if (!input.Open(path, common.inputEncoding, error) || !source.Open(input, error)) {
             Error(error);
             unreadable = true;
             continue;
         }
         const unsigned long count = source.ForEach([](NSQX_script::TScriptCmd&) { return true; });
-        const unsigned long failed = ReportFailures(source, out);
-        const auto badLines = InvalidLines(path, source.Encoding(), kMaxEncodingReports);
-        for (unsigned long line : badLines) {
-            std::fprintf(out, "%s:%lu: error: text is not valid %s\n", path.c_str(), line,
-                         source.Encoding().c_str());
-        }
-        const bool unknown = ReportUnknown(path, unknownSeen, out);
-        findings = findings || failed != 0 || !badLines.empty() || unknown;
+        const unsigned long failed = source.FailedLines().size();
+        const FindingCounts counts = ReportFindings(source, out);
+        const bool unknown = ReportUnknown(input.Name(), unknownSeen, out);
+        findings =
+            findings || failed != 0 || counts.errors != 0 || counts.Warnings() != 0 || unknown;
         if (!common.quiet) {
-            std::string summary =
-                path + ": " + Plural(count, "command", "commands") + " (" + source.Encoding() + ")";
+            std::string summary = input.Name() + ": " + Plural(count, "command", "commands") +
+                                  " (" + source.Encoding() + ")";
             summary += failed == 0
                            ? ", all parsed"
                            : ", " + Plural(failed, "command", "commands") + " cannot be parsed";
-            if (!badLines.empty()) {
-                summary += ", " + Plural(badLines.size(), "line", "lines") + " not valid " +
+            if (counts.invalidLines != 0) {
+                summary += ", " + Plural(counts.invalidLines, "line", "lines") + " not valid " +
                            source.Encoding();
             }
-            std::fprintf(out, "%s\n", summary.c_str());
+            if (counts.Warnings() != 0) {
+                summary += ", " + Plural(counts.Warnings(), "warning", "warnings");
+            }
+            Output::Write(out, summary + "\n");
         }
     }
-    if (!Output::Flush()) return kExitUsage;
+    if (!Output::FlushOrSay()) return kExitUsage;
     if (unreadable) return kExitUsage;
     return findings ? kExitFindings : kExitOk;
 }
 
 int RunDump(const CommonOptions& common, const DumpOptions& opts) {
     if (!SetUpNames(common)) return kExitUsage;
+    ScriptInput input;
     ScriptSource source;
     std::string error;
-    if (!source.Open(opts.file, error)) {
+    if (!input.Open(opts.file, common.inputEncoding, error) || !source.Open(input, error)) {
         Error(error);
         return kExitUsage;
     }
     const bool json = opts.format == "json";
     FILE* out = Output::Stream();
+    ProgressBar::AvoidTerminal(out);
     std::string text;
+    bool written = true;
     source.ForEach([&](NSQX_script::TScriptCmd& cmd) {
         const std::string name = CommandName(cmd.GetCmdCode());
+        text.clear();
         if (json) {
-            text = CommandToJson(opts.file, name, cmd)
-                       .dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+            AppendJson(input.Name(), name, cmd, text);
             text += '\n';
         } else {
-            text = CommandToText(opts.file, name, cmd);
+            AppendText(input.Name(), name, cmd, text);
         }
-        return std::fwrite(text.data(), 1, text.size(), out) == text.size();
+        written = Output::Write(out, text);
+        return written;
     });
-    if (!Output::Flush()) {
-        Error("cannot write to standard output");
+    if (!written) {
+        Error("cannot write to standard output: " + SystemError(Output::LastError()));
         return kExitUsage;
     }
+    if (!Output::FlushOrSay()) return kExitUsage;
     std::size_t unknownSeen = 0;
-    const bool unknown = ReportUnknown(opts.file, unknownSeen, stderr);
-    return ReportFailures(source, stderr) == 0 && !unknown ? kExitOk : kExitFindings;
+    const bool unknown = ReportUnknown(input.Name(), unknownSeen, stderr);
+    const bool failed = !source.FailedLines().empty();
+    const FindingCounts counts = ReportFindings(source, stderr);
+    return failed || unknown || counts.errors != 0 || counts.Warnings() != 0 ? kExitFindings
+                                                                             : kExitOk;
 }
 
 }  // namespace qxscript

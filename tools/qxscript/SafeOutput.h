@@ -4,11 +4,18 @@
 
 namespace qxscript {
 
-// An output file that appears whole or not at all: the content goes to a temporary file in
-// the target's directory, which Commit() flushes to disk and renames over the target. Without
-// Commit() the temporary file is removed, so a failure never leaves a half-written output.
-// The target "-" means standard output: the finished file is then copied there. An existing
-// target keeps its permission bits. Confined to one thread.
+// An output file that appears whole or not at all: the content goes to a temporary file,
+// which Commit() flushes and then puts in place. Without Commit() the temporary file is
+// removed (also on SIGINT and SIGTERM), so a failure never leaves a half-written output.
+//
+// How the finished file is put in place depends on what the target is:
+// - a regular file or a new path: the temporary file, made beside it, is renamed over it and
+//   takes the permission bits of the file it replaces;
+// - a symbolic link: the same for the file it finally points to (the link stays);
+// - "-" (or /dev/stdout), a character device or a FIFO, also behind links: the content is
+//   copied into it, which is never replaced (the temporary file lies in $TMPDIR);
+// - anything else (a directory, a block device, a socket) is refused by Begin().
+// Confined to one thread.
 class SafeOutput {
   public:
     SafeOutput() = default;
@@ -21,9 +28,11 @@ class SafeOutput {
     bool Commit(std::string& error);
 
   private:
-    std::string m_target;
+    bool CopyInto(int fd, const std::string& name, std::string& error) const;
+
+    std::string m_target;  // the path renamed over, or the stream copied into
     std::string m_temp;
-    bool m_toStdout = false;
+    bool m_stream = false;  // copy into m_target ("-": standard output)
 };
 
 // Runs the library's writer with a file service that remembers failed closes (a full disk

@@ -1,5 +1,7 @@
 #include "ScriptSink.h"
 
+#include <cerrno>
+
 #include "CommandView.h"
 #include "ConfigRoot.h"
 #include "ScriptSource.h"
@@ -10,6 +12,7 @@ namespace qxscript {
 bool ScriptSink::Open(const std::string& target, unsigned int scriptType, std::string& error) {
     if (!m_output.Begin(target, error)) return false;
     m_file = std::make_unique<NSQX_script::TScriptFileImpl>(scriptType);
+    m_file->SetDiagnosticSink(&m_log);
     if (!m_file->OpenForWrite(scriptType, nullptr, m_output.TempPath().c_str(), 0, true)) {
         error = "cannot write " + m_output.TempPath() + ": " + SystemError(qxp::OrinGetLastError());
         return false;
@@ -17,8 +20,11 @@ bool ScriptSink::Open(const std::string& target, unsigned int scriptType, std::s
     return true;
 }
 
-bool ScriptSink::Write(NSQX_script::TScriptCmd& cmd, std::string& error) {
+ScriptSink::Result ScriptSink::Write(NSQX_script::TScriptCmd& cmd, const std::string& source,
+                                     std::string& error) {
+    const std::size_t reported = m_log.Items().size();
     bool ok = false;
+    errno = 0;
     if (cmd.GetParaList().empty()) {
         // The writer leaves commands without parameters out; they are kept as they read.
         const std::string text = ":" + CommandName(cmd.GetCmdCode()) + ":{};\n\n";
@@ -27,12 +33,15 @@ bool ScriptSink::Write(NSQX_script::TScriptCmd& cmd, std::string& error) {
         PrepareForWriting(cmd.GetParaList());
         ok = m_file->WriteCommand(cmd);
     }
-    if (!ok) {
-        error = "cannot write " + m_output.TempPath() + " (line " +
-                std::to_string(cmd.GetLineNo()) + " of the input)";
-        return false;
+    if (ok) return kWritten;
+    const int err = errno != 0 ? errno : EIO;
+    if (m_log.Items().size() > reported) {
+        error = EscapeForTerminal(source) + ":" + std::to_string(cmd.GetLineNo()) +
+                ": error: " + m_log.Items().back().reason;
+        return kRefused;
     }
-    return true;
+    error = "cannot write " + m_output.TempPath() + ": " + SystemError(err);
+    return kFailed;
 }
 
 bool ScriptSink::Finish(std::string& error) {

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "Findings.h"
 #include "SafeOutput.h"
 #include "qx_scriptutil/TScriptFileImpl.h"
 
@@ -10,17 +11,26 @@ namespace qxscript {
 
 // A script written through the library's writer: a fresh header for the script type in the
 // encoding the configuration names, then the commands. The file replaces its target only when
-// Finish() succeeds. Confined to the main thread.
+// Finish() succeeds. Owns its writer and the log the writer reports into; confined to the main
+// thread.
 class ScriptSink {
   public:
+    enum Result {
+        kWritten,
+        kRefused,  // the writer will not write this command (it could not be read back)
+        kFailed,   // the output cannot be written
+    };
+
     bool Open(const std::string& target, unsigned int scriptType, std::string& error);
-    // Writes a command read from a script (its texts are quoted again where needed).
-    bool Write(NSQX_script::TScriptCmd& cmd, std::string& error);
+    // Writes a command read from the script named source (its texts are quoted again where
+    // needed); error says why when it is not written.
+    Result Write(NSQX_script::TScriptCmd& cmd, const std::string& source, std::string& error);
     bool Finish(std::string& error);
 
   private:
     SafeOutput m_output;
     CloseWatch m_watch;
+    FindingLog m_log;
     std::unique_ptr<NSQX_script::TScriptFileImpl> m_file;
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <set>
 
@@ -17,8 +18,6 @@ using NSQX_script::TScriptCmd;
 using NSQX_script::TScriptFileImpl;
 
 namespace {
-
-constexpr std::size_t kExcerptLength = 60;
 
 struct Title {
     const char* text;
@@ -41,20 +40,22 @@ constexpr Title kTitles[] = {
 
 }  // namespace
 
-bool ScriptSource::Open(const std::string& path, std::string& error) {
-    if (!CheckReadableFile(path, error)) return false;
-    m_path = path;
+bool ScriptSource::Open(const ScriptInput& input, std::string& error) {
+    m_input = &input;
+    m_log = std::make_unique<FindingLog>();
     m_file = std::make_unique<TScriptFileImpl>(NSQX_script::kNeConfigScript);
-    if (!m_file->OpenForRead(NSQX_script::kNeConfigScript, nullptr, path.c_str())) {
+    m_file->SetDiagnosticSink(m_log.get());
+    if (!m_file->OpenForRead(NSQX_script::kNeConfigScript, nullptr, input.Path().c_str())) {
         const int err = qxp::OrinGetLastError();
-        error = path + ": " + (err != 0 ? SystemError(err) : std::string("cannot be opened"));
+        error =
+            input.Name() + ": " + (err != 0 ? SystemError(err) : std::string("cannot be opened"));
         return false;
     }
     return true;
 }
 
 unsigned long ScriptSource::ForEach(const std::function<bool(TScriptCmd&)>& visit) {
-    ProgressBar bar(m_path);
+    ProgressBar bar(m_input->Path());
     unsigned long count = 0;
     TScriptCmd cmd;
     m_file->GoToFirstCommand();
@@ -74,23 +75,78 @@ std::vector<unsigned long> ScriptSource::FailedLines() const {
     return lines;
 }
 
-std::vector<std::string> ScriptSource::HeaderLines() const {
-    std::vector<std::string> lines;
-    std::ifstream in(m_path, std::ios::binary);
-    std::string line;
-    while (lines.size() < 16 && std::getline(in, line) && line.rfind("//", 0) == 0) {
-        std::string text = line.substr(2);
-        text.erase(0, text.find_first_not_of(' '));
-        while (!text.empty() && (text.back() == ' ' || text.back() == '\r')) text.pop_back();
-        lines.push_back(text);
+std::vector<Finding> ScriptSource::HeaderFindings() const {
+    std::vector<Finding> out;
+    if (!m_input->GivenEncoding().empty() || !m_input->DeclaredEncoding().empty()) return out;
+    const std::string readAs = "the file is read as " + Encoding();
+    for (const ScriptInput::Line& line : m_input->UnrecognisedEncodingLines()) {
+        out.push_back({Finding::kHeaderWarning, line.number, 0,
+                       "encoding line not recognised, " + readAs +
+                           " (the reader takes // encoding=\"UTF-8\", \"GBK\" or \"ISO8859-1\" "
+                           "within the first 1024 bytes; or give --input-encoding)",
+                       line.text});
     }
-    return lines;
+    if (out.empty()) {
+        out.push_back({Finding::kHeaderWarning, 0, 0,
+                       "no encoding line in the header, " + readAs + " (give --input-encoding)",
+                       std::string()});
+    }
+    return out;
+}
+
+std::vector<Finding> ScriptSource::Findings(std::size_t maxInvalid) const {
+    std::vector<Finding> out = HeaderFindings();
+    const bool headerGuessed = !out.empty();
+    std::vector<unsigned long> errorLines;
+    for (Finding f : m_log->Items()) {
+        if (headerGuessed && f.kind != Finding::kError &&
+            f.reason.find("encoding") != std::string::npos) {
+            continue;  // said above, with the remedy
+        }
+        const std::size_t shift =
+            f.line == 1 ? m_input->Shift() : 0;  // ASCII: bytes are characters
+        if (shift != 0 && f.textOffset >= shift) {
+            f.textOffset -= shift;
+        } else if (shift != 0) {
+            f.lineText.erase(0, std::min(shift - f.textOffset, f.lineText.size()));
+            f.textOffset = 0;
+        }
+        if (shift != 0 && f.column != 0) f.column = f.column > shift ? f.column - shift : 1;
+        if (f.kind == Finding::kError) errorLines.push_back(f.line);
+        out.push_back(std::move(f));
+    }
+    std::sort(errorLines.begin(), errorLines.end());
+    // A failed command is explained by a reader error after the previous failure and up to
+    // its own line (that of its ";"); one rejected by a post-analyse hook may have none.
+    std::vector<unsigned long> unexplained;
+    unsigned long previous = 0;
+    for (unsigned long line : FailedLines()) {
+        const auto error = std::upper_bound(errorLines.begin(), errorLines.end(), previous);
+        if (error == errorLines.end() || *error > line) unexplained.push_back(line);
+        previous = line;
+    }
+    const std::vector<unsigned long> invalid =
+        InvalidLines(m_input->Path(), Encoding(), maxInvalid);
+    std::vector<unsigned long> wanted = invalid;
+    wanted.insert(wanted.end(), unexplained.begin(), unexplained.end());
+    const auto texts = LineTexts(m_input->Path(), m_input->Shift(), Encoding(), wanted);
+    for (unsigned long line : unexplained) {
+        out.push_back({Finding::kError, line, 0, "command not read (the reader gives no reason)",
+                       texts.at(line)});
+    }
+    for (unsigned long line : invalid) {
+        out.push_back(
+            {Finding::kError, line, 0, "text is not valid " + Encoding(), texts.at(line)});
+    }
+    std::stable_sort(out.begin(), out.end(),
+                     [](const Finding& a, const Finding& b) { return a.line < b.line; });
+    return out;
 }
 
 unsigned int ScriptSource::HeaderScriptType() const {
-    for (const std::string& text : HeaderLines()) {
+    for (const ScriptInput::Line& line : m_input->HeaderLines()) {
         for (const Title& t : kTitles) {
-            if (text == t.text) return t.type;
+            if (line.text == t.text) return t.type;
         }
     }
     return 0;
@@ -98,8 +154,8 @@ unsigned int ScriptSource::HeaderScriptType() const {
 
 std::string ScriptSource::HeaderEmsVersion() const {
     static const std::string kPrefix = "EMS version = ";
-    for (const std::string& text : HeaderLines()) {
-        if (text.rfind(kPrefix, 0) == 0) return text.substr(kPrefix.size());
+    for (const ScriptInput::Line& line : m_input->HeaderLines()) {
+        if (line.text.rfind(kPrefix, 0) == 0) return line.text.substr(kPrefix.size());
     }
     return std::string();
 }
@@ -109,46 +165,55 @@ std::vector<unsigned long> InvalidLines(const std::string& path, const std::stri
     std::vector<unsigned long> lines;
     if (encoding == "ISO8859-1") return lines;  // every byte is a character
     std::ifstream in(path, std::ios::binary);
-    std::string line;
+    std::vector<char> block(1 << 20);
+    std::string line;  // a line that holds a byte beyond ASCII, gathered across blocks
     std::string converted;
-    for (unsigned long lineNo = 1; lines.size() < limit && std::getline(in, line); ++lineNo) {
-        const bool ascii = std::all_of(line.begin(), line.end(),
-                                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-        if (!ascii && !qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", line, converted)) {
+    bool wide = false;  // the current line holds such a byte
+    unsigned long lineNo = 1;
+    auto finishLine = [&] {
+        if (wide && !qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", line, converted)) {
             lines.push_back(lineNo);
         }
+        line.clear();
+        wide = false;
+    };
+    while (lines.size() < limit && in) {
+        in.read(block.data(), static_cast<std::streamsize>(block.size()));
+        const char* p = block.data();
+        const char* const end = p + in.gcount();
+        while (p < end && lines.size() < limit) {
+            const char* nl = static_cast<const char*>(std::memchr(p, '\n', end - p));
+            const char* stop = nl != nullptr ? nl : end;
+            // Only lines with a byte beyond ASCII are kept and converted.
+            if (!wide) wide = std::any_of(p, stop, [](char c) { return c & 0x80; });
+            if (wide) line.append(p, stop);
+            if (nl == nullptr) break;
+            finishLine();
+            ++lineNo;
+            p = nl + 1;
+        }
     }
+    if (lines.size() < limit) finishLine();
     return lines;
 }
 
-std::map<unsigned long, std::string> Excerpts(const std::string& path, const std::string& encoding,
-                                              const std::vector<unsigned long>& lines) {
+std::map<unsigned long, std::string> LineTexts(const std::string& path, std::size_t shift,
+                                               const std::string& encoding,
+                                               const std::vector<unsigned long>& lines) {
     std::map<unsigned long, std::string> out;
     const std::set<unsigned long> wanted(lines.begin(), lines.end());
     if (wanted.empty()) return out;
-    // A command's line is the one with its ";" (or the end of the file): the excerpt is the
-    // last line up to there that holds something.
     std::ifstream in(path, std::ios::binary);
     std::string line;
     std::string last;
     auto next = wanted.begin();
     for (unsigned long lineNo = 1; next != wanted.end(); ++lineNo) {
         const bool more = static_cast<bool>(std::getline(in, line));
+        if (more && lineNo == 1) line.erase(0, std::min(shift, line.size()));
         if (more && line.find_first_not_of(" \t\r") != std::string::npos) last = line;
         if (more && lineNo < *next) continue;
         std::string text;
-        if (!qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", last, text)) {
-            text.clear();  // raw bytes would garble the terminal; keep the ASCII
-            for (char c : last) text += static_cast<unsigned char>(c) < 0x80 ? c : '?';
-        }
-        std::replace(text.begin(), text.end(), '\t', ' ');
-        text.erase(0, text.find_first_not_of(" \r"));
-        while (!text.empty() && (text.back() == ' ' || text.back() == '\r')) text.pop_back();
-        if (text.size() > kExcerptLength) {
-            std::size_t cut = kExcerptLength;
-            while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80) --cut;
-            text = text.substr(0, cut) + "...";
-        }
+        if (!qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", last, text)) text = last;
         for (; next != wanted.end() && (*next <= lineNo || !more); ++next) out[*next] = text;
     }
     return out;

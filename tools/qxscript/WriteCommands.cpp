@@ -9,6 +9,7 @@
 #include "Commands.h"
 #include "ConfigRoot.h"
 #include "EnumTables.h"
+#include "Findings.h"
 #include "Output.h"
 #include "ScriptSink.h"
 #include "ScriptSource.h"
@@ -57,21 +58,30 @@ std::string FirstUnfit(const std::vector<MMLParaStruct>& paras, const std::strin
     return std::string();
 }
 
-// Reports what keeps a script from being written whole; true when nothing does.
-bool NothingLost(const ScriptSource& source, std::size_t unknownBefore) {
-    bool whole = true;
-    for (unsigned long line : source.FailedLines()) {
-        std::fprintf(stderr, "%s:%lu: error: cannot parse command\n", source.Path().c_str(), line);
-        whole = false;
-    }
+// Reports everything found in the script and whether it may be written; true when nothing
+// would be lost or changed (or the user accepted changed values).
+bool MayWrite(const ScriptSource& source, std::size_t unknownBefore, bool acceptChanged) {
+    const FindingCounts counts = ReportFindings(source, stderr);
     const auto& unknown = CommandNames::Unknown();
     for (std::size_t i = unknownBefore; i < unknown.size(); ++i) {
         std::fprintf(stderr, "%s: error: commands named \"%s\" not registered\n",
-                     source.Path().c_str(), unknown[i].c_str());
-        whole = false;
+                     source.Name().c_str(), unknown[i].c_str());
     }
-    if (!whole) Error(source.Path() + ": nothing written, the output would lose commands");
-    return whole;
+    const bool lost =
+        counts.errors != 0 || !source.FailedLines().empty() || unknown.size() > unknownBefore;
+    if (lost) {
+        Error(source.Name() + ": nothing written, the output would lose commands");
+    } else if (counts.headerWarnings != 0) {
+        Error(source.Name() +
+              ": nothing written, the input's encoding is a guess (give --input-encoding)");
+    } else if (counts.valueWarnings != 0 && !acceptChanged) {
+        Error(source.Name() +
+              ": nothing written, values would be written as they read, not as the script "
+              "has them (give --accept-changed-values to write them so)");
+    } else {
+        return true;
+    }
+    return false;
 }
 
 // Slot conversion puts its results back as texts; a value that was a number before and is a
@@ -122,9 +132,14 @@ int RunFmt(const CommonOptions& common, const FmtOptions& opts) {
         return kExitUsage;
     }
     if (!SetUpNames(common)) return kExitUsage;
+    if (opts.inPlace && opts.file == "-") {
+        Error("-i needs a file, not standard input");
+        return kExitUsage;
+    }
     std::string error;
+    ScriptInput input;
     ScriptSource source;
-    if (!source.Open(opts.file, error)) {
+    if (!input.Open(opts.file, common.inputEncoding, error) || !source.Open(input, error)) {
         Error(error);
         return kExitUsage;
     }
@@ -145,24 +160,24 @@ int RunFmt(const CommonOptions& common, const FmtOptions& opts) {
         return kExitUsage;
     }
     const std::size_t unknownBefore = CommandNames::Unknown().size();
-    bool written = true;
+    ScriptSink::Result result = ScriptSink::kWritten;
     source.ForEach([&](TScriptCmd& cmd) {
         const std::string bad =
             encoding == "UTF-8" ? std::string() : FirstUnfit(cmd.GetParaList(), encoding);
         if (!bad.empty()) {
-            error = opts.file + ":" + std::to_string(cmd.GetLineNo()) + ": \"" + bad +
-                    "\" cannot be written in " + encoding;
-            written = false;
+            error = input.Name() + ":" + std::to_string(cmd.GetLineNo()) + ": \"" +
+                    EscapeForTerminal(bad) + "\" cannot be written in " + encoding;
+            result = ScriptSink::kRefused;
         } else {
-            written = sink.Write(cmd, error);
+            result = sink.Write(cmd, input.Name(), error);
         }
-        return written;
+        return result == ScriptSink::kWritten;
     });
-    if (!written) {
-        Error(error);
-        return kExitFindings;
+    if (result != ScriptSink::kWritten) {
+        Error(error + (result == ScriptSink::kRefused ? "; nothing written" : ""));
+        return result == ScriptSink::kRefused ? kExitFindings : kExitUsage;
     }
-    if (!NothingLost(source, unknownBefore)) return kExitFindings;
+    if (!MayWrite(source, unknownBefore, common.acceptChangedValues)) return kExitFindings;
     if (!sink.Finish(error)) {
         Error(error);
         return kExitUsage;
@@ -195,11 +210,16 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
     // First pass, before the slot table is loaded (so nothing converts): the NEs that the
     // script's cfg-nepara commands declare take part in the conversion, and the commands as
     // they were.
+    ScriptInput input;
+    if (!input.Open(opts.file, common.inputEncoding, error)) {
+        Error(error);
+        return kExitUsage;
+    }
     std::vector<TScriptCmd> original;
     EnumSettings settings;
     {
         ScriptSource scan;
-        if (!scan.Open(opts.file, error)) {
+        if (!scan.Open(input, error)) {
             Error(error);
             return kExitUsage;
         }
@@ -234,7 +254,7 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
     // Second pass converts while reading. The store holds one conversion type for the
     // process, which opening the output would reset, so the whole script is read first.
     ScriptSource source;
-    if (!source.Open(opts.file, error)) {
+    if (!source.Open(input, error)) {
         Error(error);
         return kExitUsage;
     }
@@ -244,7 +264,7 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
         cmds.push_back(cmd);
         return true;
     });
-    if (!NothingLost(source, unknownBefore)) return kExitFindings;
+    if (!MayWrite(source, unknownBefore, common.acceptChangedValues)) return kExitFindings;
     const int cvtType = store->GetCvtType();
 
     store->Release();  // the commands are converted: writing must not convert them again
@@ -256,16 +276,17 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
     for (std::size_t i = 0; i < cmds.size(); ++i) {
         TScriptCmd& cmd = cmds[i];
         if (i < original.size()) RestoreNumbers(original[i].GetParaList(), cmd.GetParaList());
-        if (!sink.Write(cmd, error)) {
-            Error(error);
-            return kExitUsage;
+        const ScriptSink::Result result = sink.Write(cmd, input.Name(), error);
+        if (result != ScriptSink::kWritten) {
+            Error(error + (result == ScriptSink::kRefused ? "; nothing written" : ""));
+            return result == ScriptSink::kRefused ? kExitFindings : kExitUsage;
         }
     }
     if (!sink.Finish(error)) {
         Error(error);
         return kExitUsage;
     }
-    Note(opts.file + ": " + std::to_string(cmds.size()) + " commands, slot conversion type " +
+    Note(input.Name() + ": " + std::to_string(cmds.size()) + " commands, slot conversion type " +
          std::to_string(cvtType));
     return kExitOk;
 }

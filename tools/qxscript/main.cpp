@@ -10,6 +10,7 @@
 #include "Commands.h"
 #include "Output.h"
 #include "qx_platform/Task.h"
+#include "qx_scriptutil/QXScriptErrMgr.h"
 #include "qx_scriptutil/version.h"
 
 using namespace qxscript;
@@ -64,7 +65,24 @@ void AddCommonOptions(CLI::App& app, CommonOptions& common) {
                  "Do not give unregistered names their own codes; commands with such names "
                  "are then skipped and reported")
         ->group("Command names");
+    app.add_option("--input-encoding", common.inputEncoding,
+                   std::string("Read the script in this encoding (") + kEncodings +
+                       ") when its header declares none or declares it in a form the reader "
+                       "does not take")
+        ->check(CLI::IsMember({"UTF-8", "GBK", "ISO8859-1"}));
 }
+
+void AddAcceptOption(CLI::App& app, CommonOptions& common) {
+    app.add_flag("--accept-changed-values", common.acceptChangedValues,
+                 "Write even when values read other than the script writes them (integers "
+                 "beyond 32 bits, backward ranges): they are written as they read");
+}
+
+constexpr char kLimits[] =
+    "Limits: a command holds at most 131071 bytes; a decimal integer reads as a signed 32-bit "
+    "number (-2147483648 to 2147483647; others wrap, as 4294967296 reads as 0), a 0x number "
+    "as an unsigned 32-bit one; a range a&&b with a > b reads as no values; groups nest as "
+    "deep as memory allows.";
 
 }  // namespace
 
@@ -77,8 +95,11 @@ int main(int argc, char** argv) {
     app.set_version_flag("--version", std::string("qxscript ") + QX_SCRIPTUTIL_VERSION);
     app.require_subcommand(1);
     app.footer(
-        "Exit status: 0 success, 1 findings (commands that cannot be parsed, values not "
-        "found), 2 usage errors and files that cannot be read or written.\n"
+        "Exit status: 0 only when the output is right and complete; 1 findings (commands that "
+        "cannot be parsed, values that read other than written, an encoding that is a guess, "
+        "values not found); 2 usage errors and files that cannot be read or written (a full "
+        "disk, a closed standard output).\n"
+        "FILE - reads standard input; pipes, FIFOs and devices are read whole.\n"
         "Run 'qxscript SUBCOMMAND --help' for the options of a subcommand.");
 
     CommonOptions common;
@@ -89,22 +110,29 @@ int main(int argc, char** argv) {
     CheckOptions check;
     CLI::App* checkCmd =
         app.add_subcommand("check", "Read scripts and report every command that cannot be parsed");
-    checkCmd->add_option("FILE", check.files, "Script files")->required();
+    checkCmd->add_option("FILE", check.files, "Script files (- for standard input)")->required();
     AddCommonOptions(*checkCmd, common);
     checkCmd->footer(
-        "Prints FILE:LINE: error: cannot parse command, with the text of that line, for each "
-        "failed command (LINE is the line of its ';'), lines whose bytes are not valid in the "
-        "declared encoding, and one summary line per file.\n"
-        "Example:\n  qxscript check examples/scripts/ne_config.txt");
+        std::string(
+            "Prints FILE:LINE:COL: error: REASON, then the line's text (control bytes as \\xHH) "
+            "and a caret under the column, for each command that cannot be parsed (an unexpected "
+            "character, an unterminated quote or comment, a command too long, ...) and each line "
+            "whose bytes are not valid in the encoding; FILE:LINE:COL: warning: REASON for each "
+            "value that reads other than written and for an encoding line the reader does not "
+            "take (the file is then read as GBK); then one summary line per file. Any finding, "
+            "warnings included, gives exit status 1.\n") +
+        kLimits + "\nExample:\n  qxscript check examples/scripts/ne_config.txt");
 
     DumpOptions dump;
     CLI::App* dumpCmd =
         app.add_subcommand("dump", "Show every command with its name, code, line and parameters");
-    dumpCmd->add_option("FILE", dump.file, "Script file")->required();
+    dumpCmd->add_option("FILE", dump.file, "Script file (- for standard input)")->required();
     AddCommonOptions(*dumpCmd, common);
     dumpCmd->add_option("--format", dump.format, "text or json (one object per line)")
         ->check(CLI::IsMember({"text", "json"}));
     dumpCmd->footer(
+        "Findings go to standard error as check prints them, and give exit status 1; the "
+        "commands that read are shown all the same. Text output escapes control bytes.\n"
         "JSON objects: {\"file\", \"line\", \"name\", \"code\", \"parameters\": [{\"name\", "
         "\"values\": [{\"type\": \"string\"|\"int32\"|\"int64\"|\"double\", \"value\"}], "
         "\"groups\": [[...]]}]}.\n"
@@ -116,7 +144,7 @@ int main(int argc, char** argv) {
     FmtOptions fmt;
     CLI::App* fmtCmd = app.add_subcommand(
         "fmt", "Rewrite a script through the library's writer, converting its encoding");
-    fmtCmd->add_option("FILE", fmt.file, "Script file")->required();
+    fmtCmd->add_option("FILE", fmt.file, "Script file (- for standard input)")->required();
     AddCommonOptions(*fmtCmd, common);
     auto* outOpt =
         fmtCmd->add_option("-o,--output", fmt.output, "Output file (default: standard output)");
@@ -131,18 +159,28 @@ int main(int argc, char** argv) {
                      "network, 4 NE list, ...; default: the type the input's header names, else "
                      "1)")
         ->check(CLI::IsMember({1, 2, 3, 4, 5, 6, 7, 10, 15, 40}));
+    AddAcceptOption(*fmtCmd, common);
     fmtCmd->footer(
-        "The output gets a fresh header and the library's layout: lower-case names, one command "
-        "per line, long lists wrapped at column 80. Comments are not kept. The output is "
-        "written to a temporary file and renamed into place, and nothing is written when a "
-        "command cannot be parsed or a text cannot be held by the output encoding.\n"
+        std::string(
+            "The output gets a fresh header and the library's layout: lower-case names, one "
+            "command "
+            "per line, long lists wrapped at column 80. Comments are not kept. The output is "
+            "written to a temporary file and then renamed over a regular file (through a symbolic "
+            "link, onto its target) or copied into a device or FIFO, which is never replaced; "
+            "SIGINT and SIGTERM remove the temporary file. Nothing is written (status 1) when "
+            "check would report anything: a command that cannot be parsed, a value that reads "
+            "other than written (unless --accept-changed-values), an encoding that is a guess "
+            "(unless --input-encoding); nor when a text cannot be held by the output encoding or "
+            "a command would be too long to be read back.\n") +
+        kLimits +
+        "\n"
         "Example:\n  qxscript fmt --encoding UTF-8 -o ne_config_utf8.txt "
         "examples/scripts/ne_config_gbk.txt");
 
     SlotsOptions slots;
     CLI::App* slotsCmd = app.add_subcommand(
         "slots", "Convert the slot numbers of a script between numbering schemes");
-    slotsCmd->add_option("FILE", slots.file, "Script file")->required();
+    slotsCmd->add_option("FILE", slots.file, "Script file (- for standard input)")->required();
     AddCommonOptions(*slotsCmd, common);
     slotsCmd->add_option("--config", slots.config, "Slot conversion table (slotcovert_cmd_cfg.xml)")
         ->required();
@@ -159,7 +197,10 @@ int main(int argc, char** argv) {
         ->check(CLI::IsMember({"1.0", "1.1"}));
     slotsCmd->add_option("--log", slots.log,
                          "Append each converted command, before and after, to this file");
+    AddAcceptOption(*slotsCmd, common);
     slotsCmd->footer(
+        "The output is put in place as fmt puts it, and nothing is written in the cases where "
+        "fmt writes nothing.\n"
         "The conversion follows the input header's SlotFlagVer line and the operation type: no "
         "line converts old slot numbers to shelf<<16|slot, \"1.0\" converts by operation type, "
         "\"1.1\" leaves numbers alone. A slotconvert_cmd_desc.txt beside the table is used too.\n"
@@ -235,6 +276,10 @@ int main(int argc, char** argv) {
     // The library reports progress and keeps per-run flags for the current task.
     qxp::OrinGnlTask task(0, "qxscript");
     qxp::ScopedCurrentTask current(&task);
+    // A failed write leaves this thread's error manager behind; the host tears it down.
+    struct ErrorManagerTeardown {
+        ~ErrorManagerTeardown() { NSQX_script::QXScriptErrMgr::Destroy(); }
+    } teardown;
 
     try {
         if (checkCmd->parsed()) return RunCheck(common, check);

@@ -54,13 +54,11 @@ void Run(benchmark::State& state, Parse parse, bool fresh) {
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(commands.size()));
 }
 
-// The script reader's pattern: one command record filled again and again. With two threads,
-// each parses the corpus on its own.
+// The script reader's pattern: one command record filled again and again.
 void BM_ParseReused(benchmark::State& state) {
     Run(state, AnalyseOneCommandEx, false);
 }
 BENCHMARK(BM_ParseReused)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ParseReused)->Arg(0)->Arg(1)->Threads(2)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 // A new record per command: every tree is allocated and freed.
 void BM_ParseFresh(benchmark::State& state) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <vector>
 #include <memory>
 #include <string>
 
@@ -46,6 +47,8 @@ class ParseContext {
     std::size_t tokenStart = 0;
     std::size_t tokenLength = 0;
     std::size_t skipped = kNone;
+    // Offsets of every byte the scanner skipped, kept only while quiet (a detailed parse).
+    std::vector<std::size_t> dropped;
     // The grammar ran into a token it does not take (rather than a failed action).
     bool syntaxError = false;
 };

@@ -146,6 +146,37 @@ std::string SkippedByte(unsigned char c) {
     return reason;
 }
 
+// Each run of bytes the scanner dropped, as one note that shows them (escaped beyond
+// printable ASCII), for example "2 bytes outside quotes fit no token and are dropped: \xC3\xA9".
+void NoteDropped(const ParseContext& ctx, const std::string& text, std::vector<TParseNote>& notes) {
+    const std::vector<std::size_t>& at = ctx.dropped;
+    for (std::size_t i = 0; i < at.size();) {
+        std::size_t j = i + 1;
+        while (j < at.size() && at[j] == at[j - 1] + 1) ++j;
+        TParseNote note;
+        note.kind = TParseNote::kDroppedBytes;
+        note.offset = at[i];
+        note.length = j - i;
+        std::string shown;
+        for (std::size_t k = i; k < j; ++k) {
+            const unsigned char c = static_cast<unsigned char>(text[at[k]]);
+            if (c >= 0x20 && c < 0x7F) {
+                shown += static_cast<char>(c);
+            } else {
+                char hex[8];
+                std::snprintf(hex, sizeof hex, "\\x%02X", c);
+                shown += hex;
+            }
+        }
+        note.message = note.length == 1
+                           ? "1 byte outside quotes fits no token and is dropped: " + shown
+                           : std::to_string(note.length) +
+                                 " bytes outside quotes fit no token and are dropped: " + shown;
+        notes.push_back(std::move(note));
+        i = j;
+    }
+}
+
 // Where and why the generated parser stopped in text.
 void Explain(const ParseContext& ctx, const std::string& text, TParseResult& result) {
     const char* const base = ctx.buffer.get();
@@ -200,6 +231,7 @@ TParseResult AnalyseOneCommandDetailed(const std::string& text, MMLCmdStruct& cm
             ctx->quiet = true;
             result.status = ParseWithGrammar(*ctx, text, cmd);
             ctx->quiet = false;
+            NoteDropped(*ctx, text, result.notes);
             if (result.status != 0) Explain(*ctx, text, result);
         }
     } catch (...) {

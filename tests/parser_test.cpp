@@ -290,7 +290,7 @@ TEST(ParserDetailed, Notes) {
         const TParseResult r = AnalyseOneCommandDetailed(text, cmd);
         for (const TParseNote& n : r.notes) {
             out += std::to_string(n.offset) + "+" + std::to_string(n.length) +
-                   (n.kind == TParseNote::kNarrowedInteger ? " N " : " B ") + n.message + "\n";
+                   " " + "NBD"[n.kind] + " " + n.message + "\n";
         }
         return out;
     };
@@ -317,4 +317,10 @@ TEST(ParserDetailed, Notes) {
     EXPECT_EQ(notes(":X:{A=-4294967296&&4294967298};"),
               "6+11 N -4294967296 does not fit 32 bits and reads as 0\n"
               "19+10 N 4294967298 does not fit 32 bits and reads as 2\n");
+    // Bytes outside quotes that no token takes are read as if absent: each run is one note, and
+    // a run that makes the parse fail is the failure's reason instead.
+    EXPECT_EQ(notes(":X:{A=caf\xC3\xA9,B=\x01\"\xC3\xA9\"};"),
+              "9+2 D 2 bytes outside quotes fit no token and are dropped: \\xC3\\xA9\n"
+              "14+1 D 1 byte outside quotes fits no token and is dropped: \\x01\n");
+    EXPECT_EQ(notes(":X:{A=\xC3\xA9};"), "");
 }

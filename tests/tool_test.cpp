@@ -546,13 +546,15 @@ TEST_F(ToolTest, FindingsSayWhereAndWhyAndWritersRefuseThem) {
     // The reader's diagnostics: the column of the offending byte, a caret under it.
     const std::string header = "// encoding=\"UTF-8\"\n";
     const std::string f = tmp_ / "findings.txt";
-    WriteFile(f, header + ":a:{v=1#};\n:b:{v=4294967296, w=5&&1};\n:c:{v=1};\n");
+    WriteFile(f, header + ":a:{v=1#};\n:b:{v=4294967296, w=5&&1};\n:c:{v=caf\xC3\xA9};\n");
     const ToolRun check = Run(1, {"check", f});
     EXPECT_TRUE(Contains(
         check.out, {f + ":2:8: error: unexpected character '#'\n    :a:{v=1#};\n           ^\n",
                     f + ":3:7: warning: 4294967296 does not fit 32 bits and reads as 0\n",
                     f + ":3:21: warning: 5&&1 is a backward range and reads as no values\n",
-                    f + ": 2 commands (UTF-8), 1 command cannot be parsed, 2 warnings"}));
+                    f + ":4:10: warning: 2 bytes outside quotes fit no token and are dropped: "
+                        "\\xC3\\xA9\n",
+                    f + ": 2 commands (UTF-8), 1 command cannot be parsed, 3 warnings"}));
 
     // Values that read other than written are written only when the user accepts them.
     const std::string lossy = tmp_ / "lossy.txt", out = tmp_ / "out.txt";

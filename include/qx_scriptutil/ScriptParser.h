@@ -28,10 +28,11 @@ QX_API int AnalyseOneCommand(const std::string& text, MMLCmdStruct& cmd);
 // As AnalyseOneCommand, but refuses texts longer than 131071 bytes with kParseTooLong.
 QX_API int AnalyseOneCommandEx(const std::string& text, MMLCmdStruct& cmd);
 
-// A value that the parser read differently from how it is written, so that a caller can tell
-// the user: an integer narrowed to 32 bits, or a backward range that reads as no values.
+// Text that the parser read differently from how it is written, so that a caller can tell the
+// user: an integer narrowed to 32 bits, a backward range that reads as no values, or bytes
+// outside quotes that fit no token and are dropped ("caf" is read for caf\xC3\xA9).
 struct TParseNote {
-    enum Kind { kNarrowedInteger, kBackwardRange };
+    enum Kind { kNarrowedInteger, kBackwardRange, kDroppedBytes };
     Kind kind = kNarrowedInteger;
     std::size_t offset = 0;  // byte offset of the value's text in the command text
     std::size_t length = 0;  // bytes of the value's text

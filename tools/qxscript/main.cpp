@@ -75,7 +75,8 @@ void AddCommonOptions(CLI::App& app, CommonOptions& common) {
 void AddAcceptOption(CLI::App& app, CommonOptions& common) {
     app.add_flag("--accept-changed-values", common.acceptChangedValues,
                  "Write even when values read other than the script writes them (integers "
-                 "beyond 32 bits, backward ranges): they are written as they read");
+                 "beyond 32 bits, backward ranges, bytes outside quotes that fit no token): "
+                 "they are written as they read");
 }
 
 constexpr char kLimits[] =

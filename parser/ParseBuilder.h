@@ -31,7 +31,7 @@ class ParseBuilder {
     // that a few bytes of ranges or name lists cannot exhaust memory (a bound of about 200 MB of
     // values). A range of four million integers still parses.
     static constexpr std::size_t kValueBudget = std::size_t{1} << 22;
-    static constexpr const char* kTooManyValues = "command expands to more than 4194304 values";
+    static constexpr char kTooManyValues[] = "command expands to more than 4194304 values";
     // Parameters trimmed from a command are kept, up to this many, to be reused by later ones;
     // not those whose value lists are larger than kSpareValues.
     static constexpr std::size_t kSpareLimit = 4096;

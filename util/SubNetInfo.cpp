@@ -89,17 +89,22 @@ class SubnetReader {
         return i < end_ && text_[i] == ':';
     }
 
-    bool ReadOctet(std::uint8_t& octet) {
+    // One to three decimal digits without a leading zero, at most limit; false otherwise.
+    bool ReadSmallNumber(unsigned limit, unsigned& value) {
         const std::size_t start = pos_;
-        unsigned value = 0;
+        value = 0;
         while (pos_ < end_ && IsDigit(text_[pos_]) && pos_ - start < 4) {
             value = value * 10 + static_cast<unsigned>(text_[pos_] - '0');
             ++pos_;
         }
         const std::size_t digits = pos_ - start;
-        if (digits == 0 || digits > 3 || value > 255 || (digits > 1 && text_[start] == '0')) {
-            return Fail(start, kBadOctet);
-        }
+        return digits != 0 && digits <= 3 && value <= limit && (digits == 1 || text_[start] != '0');
+    }
+
+    bool ReadOctet(std::uint8_t& octet) {
+        const std::size_t start = pos_;
+        unsigned value = 0;
+        if (!ReadSmallNumber(255, value)) return Fail(start, kBadOctet);
         octet = static_cast<std::uint8_t>(value);
         return true;
     }
@@ -166,15 +171,8 @@ class SubnetReader {
     bool ReadPrefixLength(SubNetInfo& subnet) {
         const std::size_t start = pos_;
         unsigned value = 0;
-        while (pos_ < end_ && IsDigit(text_[pos_]) && pos_ - start < 4) {
-            value = value * 10 + static_cast<unsigned>(text_[pos_] - '0');
-            ++pos_;
-        }
-        const std::size_t digits = pos_ - start;
         const unsigned limit = subnet.m_family == SubnetFamily::kIPv4 ? 32 : 128;
-        if (digits == 0 || digits > 3 || value > limit || (digits > 1 && text_[start] == '0')) {
-            return Fail(start, kBadPrefix);
-        }
+        if (!ReadSmallNumber(limit, value)) return Fail(start, kBadPrefix);
         subnet.m_prefixLength = static_cast<std::uint8_t>(value);
         const std::size_t full = value / 8;
         std::memset(subnet.m_mask.data(), 0xFF, full);

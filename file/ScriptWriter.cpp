@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "file/CommandLayout.h"
+#include "cmd/CommandLayout.h"
 #include "file/ScriptReader.h"
 #include "qx_platform/CodeSet.h"
 #include "qx_platform/Files.h"

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "file/CommandLayout.h"
+#include "cmd/CommandLayout.h"
 #include "qx_platform/Strings.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "file/CommandLayout.h"
+#include "cmd/CommandLayout.h"
 #include "file/ScriptReader.h"
 #include "qx_platform/CodeSet.h"
 #include "qx_platform/Files.h"
@@ -169,7 +169,7 @@ bool TScriptFileImpl::OpenForWrite(unsigned int scriptType, const char* director
         WriteString(versionLine.c_str());
         WriteScriptExporterInfo(scriptType, qxp::OrinGetUserName(userId).c_str());
     }
-    QXConvertDataStorage::Instance()->PrepareScriptOper(m_slotFlag11, m_hasSlotFlag);
+    ChooseSlotType();
     return true;
 }
 
@@ -357,7 +357,7 @@ bool TScriptFileImpl::WriteParaList(const std::vector<MMLParaStruct>& paras,
 }
 
 bool TScriptFileImpl::WriteCommand(TScriptCmd& cmd) {
-    if (m_slotConvertWanted) ConvertCommandSlots(cmd);
+    if (m_slotConvertWanted) ConvertSlots(cmd);
     if (cmd.GetSize() == 0) return true;
     CommandLayout& layout = ThreadLayout();
     layout.Render(cmd);

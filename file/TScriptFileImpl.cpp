@@ -58,6 +58,7 @@ TScriptFileImpl::TScriptFileImpl(const TScriptFileImpl& other)
       m_slotFlag11(other.m_slotFlag11),
       m_hasSlotFlag(other.m_hasSlotFlag),
       m_slotConvertWanted(other.m_slotConvertWanted),
+      m_slotType(other.m_slotType),
       m_checked(other.m_checked),
       m_cmdFilter(other.m_cmdFilter),
       m_allInList(other.m_allInList),
@@ -86,6 +87,7 @@ TScriptFileImpl& TScriptFileImpl::operator=(const TScriptFileImpl& other) {
     m_slotFlag11 = copy.m_slotFlag11;
     m_hasSlotFlag = copy.m_hasSlotFlag;
     m_slotConvertWanted = copy.m_slotConvertWanted;
+    m_slotType = copy.m_slotType;
     m_checked = copy.m_checked;
     m_cmdFilter.swap(copy.m_cmdFilter);
     m_allInList = copy.m_allInList;
@@ -152,7 +154,7 @@ bool TScriptFileImpl::OpenForRead(unsigned int scriptType, const char* directory
     if (qxp::OrinGnlTask* task = qxp::OrinGetCurrentTask()) {
         task->GetContext()->SetFlag("Script_Version", qxp::QXUInt2Str(m_scriptVersion));
     }
-    QXConvertDataStorage::Instance()->PrepareScriptOper(m_slotFlag11, m_hasSlotFlag);
+    ChooseSlotType();
     return m_stream != nullptr;
 }
 
@@ -187,7 +189,7 @@ bool TScriptFileImpl::AnalyseText(const std::string& text, unsigned long lineNo,
     cmd.GetParaList().swap(r.parsed.paraList);
     cmd.SetCmdCode(code);
     cmd.SetLineNo(lineNo);
-    if (m_slotConvertWanted) ConvertCommandSlots(cmd);
+    if (m_slotConvertWanted) ConvertSlots(cmd);
     return true;
 }
 
@@ -363,6 +365,17 @@ bool TScriptFileImpl::GetCmdCodeOfCurrCmdAndCheck(unsigned long& cmdCode) {
     m_currentLine = m_currCmd->GetLineNo();
     m_checked = true;
     return true;
+}
+
+void TScriptFileImpl::ChooseSlotType() {
+    QXConvertDataStorage* store = QXConvertDataStorage::Instance();
+    m_slotType = SlotTypeForFlag(m_slotFlag11, m_hasSlotFlag, store->GetOperType());
+    store->PrepareScriptOper(m_slotFlag11, m_hasSlotFlag);
+}
+
+void TScriptFileImpl::ConvertSlots(TScriptCmd& cmd) const {
+    ConvertCommandSlots(
+        cmd, m_slotType >= 0 ? m_slotType : QXConvertDataStorage::Instance()->GetCvtType());
 }
 
 bool TScriptFileImpl::SetCurrNEID(unsigned long neId) {

@@ -19,7 +19,7 @@
 #include <string_view>
 #include <vector>
 
-#include "file/CommandLayout.h"
+#include "cmd/CommandLayout.h"
 #include "fuzz/TreeEqual.h"
 #include "parser/ParseBuilder.h"
 #include "qx_scriptutil/ScriptParser.h"

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "file/CommandLayout.h"
+#include "cmd/CommandLayout.h"
 #include "qx_platform/Strings.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
@@ -33,15 +33,17 @@ bool SwitchOn(const std::string& name, const std::string& item) {
     return value != 0;
 }
 
+std::int32_t StoreType() {
+    return QXConvertDataStorage::Instance()->GetCvtType();
+}
+
 // Steps shared by both conversions: out starts as in; true in skip when the NE is outside
 // the device map; false when the input is not a number.
 bool ReadSlot(unsigned long neId, const CStdString& in, CStdString& out, bool& skip,
-              unsigned long& value, std::int32_t& type) {
+              unsigned long& value) {
     out = in;
-    QXConvertDataStorage* store = QXConvertDataStorage::Instance();
-    skip = neId != 0 && !store->IsNEINDEVMap(neId);
+    skip = neId != 0 && !QXConvertDataStorage::Instance()->IsNEINDEVMap(neId);
     if (skip) return true;
-    type = store->GetCvtType();
     if (!qxp::QXStr2UInt(in.c_str(), value)) {
         qxp::QXTrace(qxp::kTraceError,
                      "QXConvertDataStorage convert input para Err, input string: %s ", in.c_str());
@@ -92,7 +94,7 @@ std::string Join(const std::vector<Piece>& pieces) {
 }
 
 // One walk over a value; collected is null in convert mode.
-void Walk(const SeparatorNode* node, std::string& value, unsigned long neId,
+void Walk(const SeparatorNode* node, std::string& value, unsigned long neId, std::int32_t type,
           std::vector<std::string>* collected) {
     static const SeparatorNode kWhole;
     if (node == nullptr) node = &kWhole;
@@ -106,13 +108,14 @@ void Walk(const SeparatorNode* node, std::string& value, unsigned long neId,
             return;
         }
         CStdString out;
-        ConvertSlotValue(neId, CStdString(piece.inner), out);
+        ConvertSlotValue(neId, CStdString(piece.inner), out, type);
         piece.inner = std::move(out);
     };
     auto deeper = [&](const SeparatorNode::Position& pos) {
         // Positions count from 1; 0 or less names no piece, nor does one past the end.
         if (pos.first < 1 || static_cast<std::size_t>(pos.first) > pieces.size()) return;
-        Walk(pos.second.get(), pieces[pos.first - 1].inner, neId, collected ? &found : nullptr);
+        Walk(pos.second.get(), pieces[pos.first - 1].inner, neId, type,
+             collected ? &found : nullptr);
     };
 
     const auto& positions = node->m_positions;
@@ -157,13 +160,14 @@ unsigned long CollectNeId(TScriptCmdRef& cmd, const NeSlotLocator& locator) {
     return neId;
 }
 
-void ConvertSlots(TScriptCmdRef& cmd, const NeSlotLocator& locator, unsigned long neId) {
+void ConvertSlots(TScriptCmdRef& cmd, const NeSlotLocator& locator, unsigned long neId,
+                  std::int32_t type) {
     MMLParaStruct* para = FindPara(cmd, locator.m_slotParaName);
     if (para == nullptr) return;
     std::string text;
     for (QXValue& value : para->values) {
         text = value.As_std_string();
-        SeparatorWalk::Convert(locator.m_slotSeparator, text, neId);
+        SeparatorWalk::Convert(locator.m_slotSeparator, text, neId, type);
         // Values that stay as they were keep their type and their escaping untouched.
         if (text != value.As_std_string()) value = QXValue(std::move(text), false);
     }
@@ -174,10 +178,9 @@ void ConvertSlots(TScriptCmdRef& cmd, const NeSlotLocator& locator, unsigned lon
 bool QXScriptSlotConvert(unsigned long neId, const CStdString& in, CStdString& out) {
     bool skip = false;
     unsigned long v = 0;
-    std::int32_t type = 0;
-    if (!ReadSlot(neId, in, out, skip, v, type)) return false;
+    if (!ReadSlot(neId, in, out, skip, v)) return false;
     if (skip) return true;
-    switch (type) {
+    switch (StoreType()) {
         case 0:
             if (v >= 80 && v <= 87) {
                 v += 40;
@@ -210,10 +213,22 @@ bool QXScriptSlotConvert(unsigned long neId, const CStdString& in, CStdString& o
 }
 
 bool ConvertSlotValue(unsigned long neId, const CStdString& in, CStdString& out) {
+    return ConvertSlotValue(neId, in, out, StoreType());
+}
+
+std::int32_t SlotTypeForFlag(bool slotFlagIs11, bool slotFlagPresent, int operType) {
+    if (!slotFlagPresent) return 0;
+    if (slotFlagIs11) return static_cast<unsigned int>(operType) <= 1 ? 3 : 0;
+    if (operType == 0) return 1;
+    if (operType == 1) return 2;
+    return 0;
+}
+
+bool ConvertSlotValue(unsigned long neId, const CStdString& in, CStdString& out,
+                      std::int32_t type) {
     bool skip = false;
     unsigned long v = 0;
-    std::int32_t type = 0;
-    if (!ReadSlot(neId, in, out, skip, v, type)) return false;
+    if (!ReadSlot(neId, in, out, skip, v)) return false;
     if (skip) return true;
     switch (type) {
         case 0:
@@ -233,17 +248,26 @@ bool ConvertSlotValue(unsigned long neId, const CStdString& in, CStdString& out)
     return true;
 }
 
+void SeparatorWalk::Convert(const SeparatorNode& node, std::string& value, unsigned long neId,
+                            std::int32_t type) {
+    Walk(&node, value, neId, type, nullptr);
+}
+
 void SeparatorWalk::Convert(const SeparatorNode& node, std::string& value, unsigned long neId) {
-    Walk(&node, value, neId, nullptr);
+    Convert(node, value, neId, StoreType());
 }
 
 void SeparatorWalk::Collect(const SeparatorNode& node, const std::string& value,
                             std::vector<std::string>& collected) {
     std::string copy = value;
-    Walk(&node, copy, 0, &collected);
+    Walk(&node, copy, 0, 0, &collected);
 }
 
 void ConvertCommandSlots(TScriptCmdRef& cmd) {
+    ConvertCommandSlots(cmd, StoreType());
+}
+
+void ConvertCommandSlots(TScriptCmdRef& cmd, std::int32_t type) {
     static const std::string kSwitchName("slotcvtswitch");
     static const std::string kSwitchItem("cvtswitch");
     if (!SwitchOn(kSwitchName, kSwitchItem)) return;
@@ -262,7 +286,7 @@ void ConvertCommandSlots(TScriptCmdRef& cmd) {
             if (neId == 0) neId = lastNeId;
             lastNeId = neId;
         }
-        ConvertSlots(cmd, locator, neId);
+        ConvertSlots(cmd, locator, neId, type);
     }
     LogConvertedCmd(cmd);
 }

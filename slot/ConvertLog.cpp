@@ -1,7 +1,7 @@
 #include <cstdio>
 #include <string>
 
-#include "file/CommandLayout.h"
+#include "cmd/CommandLayout.h"
 #include "qx_platform/Files.h"
 #include "qx_platform/Settings.h"
 #include "qx_platform/Trace.h"

@@ -7,6 +7,7 @@
 #include "qx_platform/Task.h"
 #include "qx_platform/Trace.h"
 #include "qx_platform/Xml.h"
+#include "slot/CommandSlotConvert.h"
 #include "slot/SlotCovertCfgInterpreter.h"
 #include "slot/SlotStoreAccess.h"
 
@@ -69,16 +70,9 @@ void QXConvertDataStorage::Release() {
 }
 
 void QXConvertDataStorage::PrepareScriptOper(bool slotFlagIs11, bool slotFlagPresent) {
-    std::int32_t type = 0;
-    if (slotFlagIs11 && slotFlagPresent && static_cast<unsigned int>(m_operType) <= 1) {
-        type = 3;
-    } else if (!slotFlagIs11 && slotFlagPresent) {
-        if (m_operType == 0) type = 1;
-        if (m_operType == 1) type = 2;
-    }
-    // The type is one for the whole process and read without a lock while commands convert:
-    // tasks that open scripts of one slot flag at the same time leave it untouched.
-    if (m_cvtType != type) m_cvtType = type;
+    const std::int32_t type = SlotTypeForFlag(slotFlagIs11, slotFlagPresent, m_operType);
+    // Hosts read the type of the script opened last; script files convert by their own.
+    if (GetCvtType() != type) m_cvtType.store(type, std::memory_order_relaxed);
     qxp::QXTrace(qxp::kTraceInfo, "Convert Ttype has been set to: %d", type);
 }
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "file/CommandLayout.h"
+#include "cmd/CommandLayout.h"
 #include "qx_platform/Files.h"
 #include "qx_platform/Settings.h"
 #include "qx_platform/Strings.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "file/CommandLayout.h"
+#include "cmd/CommandLayout.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 

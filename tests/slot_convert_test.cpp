@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <condition_variable>
 #include <filesystem>
 #include <map>
+#include <mutex>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "qx_platform/Control.h"
@@ -305,6 +308,61 @@ TEST_F(SlotConvertTest, ReaderFeedsTheDeviceMapFromTheScript) {
         EXPECT_TRUE(Store()->IsNEINDEVMap(65541));
     }
     CmdNameConvert::RemoveCmdNameIDMap(8404);
+}
+
+// Each file converts by the slot flag of its own header, even while another task opens a
+// script with another flag: here the second open lands between the first open and its reads.
+TEST_F(SlotConvertTest, ConcurrentScriptsConvertByTheirOwnSlotFlag) {
+    std::string commands;
+    for (int i = 0; i < 500; ++i) {
+        commands += ":cfg-set-board:{neid=0,bid=\"85\"&\"10005\"&\"" + std::to_string(i) + "\"};\n";
+    }
+    const char* const names[] = {"a.txt", "b.txt"};
+    test_files::WriteFile(tmp_ + "/a.txt", "// SlotFlagVer=1.0 \n" + commands);
+    test_files::WriteFile(tmp_ + "/b.txt", commands);
+    Store()->SetOperType(0);
+
+    // Opens are taken in turn (a, then b); reads run together once both files are open.
+    std::mutex mutex;
+    std::condition_variable turned;
+    int turn = 0;
+    auto waitFor = [&](int wanted) {
+        std::unique_lock<std::mutex> lock(mutex);
+        turned.wait(lock, [&] { return turn >= wanted; });
+    };
+    auto next = [&] {
+        std::lock_guard<std::mutex> lock(mutex);
+        ++turn;
+        turned.notify_all();
+    };
+    auto read = [&](int which, bool together, std::vector<std::string>& out) {
+        TScriptFileImpl file(1);
+        if (together) waitFor(which);
+        const bool opened = file.OpenForRead(1, tmp_.c_str(), names[which]);
+        if (together) {
+            next();
+            waitFor(2);
+        }
+        if (!opened) return;
+        file.GoToFirstCommand();
+        for (TScriptCmd cmd; file.GetOneCommand(cmd);) {
+            out.push_back(tree_text::Show(cmd.GetParaList()));
+        }
+    };
+
+    std::vector<std::string> alone[2];
+    for (int which : {0, 1}) read(which, false, alone[which]);
+    ASSERT_EQ(500u, alone[0].size());
+    EXPECT_EQ("'neid'=0,'bid'='85'&'5'&'0'", alone[0][0]);
+    EXPECT_EQ("'neid'=0,'bid'='125'&'6553605'&'0'", alone[1][0]);
+
+    std::vector<std::string> together[2];
+    std::thread first(read, 0, true, std::ref(together[0]));
+    std::thread second(read, 1, true, std::ref(together[1]));
+    first.join();
+    second.join();
+    EXPECT_EQ(alone[0], together[0]);
+    EXPECT_EQ(alone[1], together[1]);
 }
 
 TEST_F(SlotConvertTest, LostLogKeepsTheConversion) {

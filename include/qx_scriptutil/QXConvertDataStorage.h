@@ -59,8 +59,8 @@ struct QX_API QXScriptCfgCmdInfo {
 // Ownership: the singleton owns its records; the class owns the XML interpreter, which the
 // platform's interpreter registry only refers to. Locks: loading is serialised by the
 // class-wide m_RWMutex (write side) behind a double-checked loaded marker; the device maps by
-// the instance's own read-write lock. The other members are set while a script is opened and
-// read while it is processed by the same task, without a lock.
+// the instance's own read-write lock; the conversion type is atomic. The other members are set
+// while a script is opened and read while it is processed by the same task, without a lock.
 class QX_API QXConvertDataStorage {
   public:
     static QXConvertDataStorage* Instance();
@@ -75,7 +75,7 @@ class QX_API QXConvertDataStorage {
     // Chooses the conversion type from the script header's "// SlotFlagVer=" line: 0 without
     // the line, 3 for version 1.1 (operation type 0 or 1), else 1 or 2 by operation type.
     void PrepareScriptOper(bool slotFlagIs11, bool slotFlagPresent);
-    std::int32_t GetCvtType() const { return m_cvtType; }
+    std::int32_t GetCvtType() const { return m_cvtType.load(std::memory_order_relaxed); }
 
     void SetOperType(int operType) { m_operType = operType; }
     int GetOperType() const { return m_operType; }
@@ -113,7 +113,8 @@ class QX_API QXConvertDataStorage {
     qxp::RWMutex m_devMapMutex;
     std::map<std::uint8_t, std::map<unsigned long, unsigned long>> m_devMaps;
     std::vector<unsigned long> m_supportNETypes;
-    std::int32_t m_cvtType = 0;
+    // Written by every task that opens a script, read by hosts: atomic, but ordering nothing.
+    std::atomic<std::int32_t> m_cvtType{0};
     std::string m_cfgPath;
     std::int32_t m_operType = 0;
     [[maybe_unused]] std::int32_t m_reserved = 0;

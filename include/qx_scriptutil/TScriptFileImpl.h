@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <list>
 #include <memory>
@@ -144,6 +145,10 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     void ReadHeader();
     void ReadHeaderFlags(const std::string& head, bool& isSlotFlag11, bool& hasSlotFlag);
     void ReadScriptVersion(const std::string& head);
+    // Takes the slot conversion type from the header just read, and hands it to the store
+    // for the hosts that read the type of the script opened last.
+    void ChooseSlotType();
+    void ConvertSlots(TScriptCmd& cmd) const;
     // Parses a command text into the read buffer's spare command; false when the command is
     // not handed out (failed is then set for a text that did not parse or was rejected).
     // gathered: the text is the one the gatherer has just read, so positions can be told.
@@ -189,6 +194,9 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     bool m_slotFlag11 = false;
     bool m_hasSlotFlag = false;
     bool m_slotConvertWanted = false;
+    // The slot conversion type this file's header chose when it was opened; until then (-1)
+    // the store's process-wide type.
+    std::int32_t m_slotType = -1;
     bool m_checked = false;
     std::vector<unsigned long> m_cmdFilter;
     std::unique_ptr<qxp::OrinFile> m_file;

@@ -1,4 +1,4 @@
-#include "file/CommandLayout.h"
+#include "cmd/CommandLayout.h"
 
 #include <algorithm>
 #include <charconv>

@@ -20,7 +20,7 @@ else
           -DQX_BUILD_BENCHMARKS=OFF
     cmake --build "$dir" -j "$jobs"
     filter=()
-    [ "$sanitize" = thread ] && filter=(-R 'Concurrency')
+    [ "$sanitize" = thread ] && filter=(-R 'Concurren')
     ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
         ctest --test-dir "$dir" --output-on-failure -j "$jobs" "${filter[@]}"

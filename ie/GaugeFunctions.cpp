@@ -44,19 +44,22 @@ std::deque<PendingReport> g_pending;
 bool g_delivering = false;
 
 // Holds g_sendMutex, and can let it go around a call; a lock that fails is skipped.
-class SendLock {
+class QXP_SCOPED_CAPABILITY SendLock {
   public:
-    SendLock() : locked_(g_sendMutex.acquire() == 0) {}
-    ~SendLock() {
+    SendLock() QXP_ACQUIRE(g_sendMutex) QXP_NO_THREAD_SAFETY_ANALYSIS
+        : locked_(g_sendMutex.acquire() == 0) {}
+    ~SendLock() QXP_RELEASE() QXP_NO_THREAD_SAFETY_ANALYSIS {
         if (locked_) g_sendMutex.release();
     }
     SendLock(const SendLock&) = delete;
     SendLock& operator=(const SendLock&) = delete;
-    void Release() {
+    void Release() QXP_RELEASE() QXP_NO_THREAD_SAFETY_ANALYSIS {
         if (locked_) g_sendMutex.release();
         locked_ = false;
     }
-    void Acquire() { locked_ = g_sendMutex.acquire() == 0; }
+    void Acquire() QXP_ACQUIRE() QXP_NO_THREAD_SAFETY_ANALYSIS {
+        locked_ = g_sendMutex.acquire() == 0;
+    }
 
   private:
     bool locked_;
@@ -81,7 +84,9 @@ void Report(const PendingReport& report) noexcept {
 // Queues a report under the held send lock and delivers the queue unless another call is
 // already doing so; that one (on this thread when a reporter calls back into the gauge) passes
 // this report on after its own, so reports keep the order of their values.
-void Deliver(SendLock& lock, OrinGnlTask* task, int percent, char const* detail) {
+// Called with lock held; the analysis cannot follow a held guard passed by reference.
+void Deliver(SendLock& lock, OrinGnlTask* task, int percent,
+             char const* detail) QXP_NO_THREAD_SAFETY_ANALYSIS {
     try {
         g_pending.push_back(PendingReport{task, percent, detail != nullptr ? detail : ""});
     } catch (...) {

@@ -23,39 +23,6 @@ std::string ReadHead(FILE* stream, std::size_t n) {
     return head;
 }
 
-unsigned long Hex(const std::string& s, std::size_t pos, std::size_t len) {
-    unsigned int v = 0;
-    if (std::sscanf(s.substr(pos, len).c_str(), "%x", &v) != 1) return 0;
-    return v;
-}
-
-// "VxRxxxCxxBxxx", such as V200R007C03B100. The last part is added without masking, so a
-// build number of 0x100 or more carries into the byte above.
-bool ParseLongVersion(const std::string& s, unsigned long& version) {
-    if (s.size() != 15 || s[0] != 'V' || s[4] != 'R' || s[8] != 'C' || s[11] != 'B') return false;
-    unsigned long v = Hex(s, 1, 1);
-    v = v * 256 + Hex(s, 5, 3);
-    v = v * 256 + Hex(s, 9, 2);
-    v = v * 256 + Hex(s, 12, 3);
-    version = v;
-    return true;
-}
-
-// "VxRxxxCxx" and one more character, such as V100R002C01 and its newline. The generation is
-// the first digit plus 2; the lowest byte is always 0.
-bool ParseShortVersion(const std::string& s, unsigned long& version) {
-    if (s.size() != 12 || s[0] != 'V' || s.find('R') != 4 || s.find('C', 8) != 8) return false;
-    unsigned long v = Hex(s, 1, 1) + 2;
-    v = v * 256 + Hex(s, 5, 3);
-    v = (v * 256 + Hex(s, 9, 2)) * 256;
-    version = v;
-    return true;
-}
-
-std::string Slice(const std::string& text, std::size_t pos, std::size_t len) {
-    return pos < text.size() ? text.substr(pos, len) : std::string();
-}
-
 }  // namespace
 
 bool TScriptFileImpl::GetScriptPara(FILE* stream, bool& isSlotFlag11, bool& hasSlotFlag) {
@@ -81,13 +48,10 @@ void TScriptFileImpl::ReadHeader() {
 
 void TScriptFileImpl::ReadHeaderFlags(const std::string& head, bool& isSlotFlag11,
                                       bool& hasSlotFlag) {
+    const TScriptHeader header = ReadScriptHeader(head);
     QXConvertDataStorage* store = QXConvertDataStorage::Instance();
-    if (head.find("// encoding=\"UTF-8\"") != std::string::npos) {
-        m_encoding = "UTF-8";
-    } else if (head.find("// encoding=\"ISO8859-1\"") != std::string::npos) {
-        m_encoding = "ISO8859-1";
-    } else if (head.find("// encoding=\"GBK\"") != std::string::npos) {
-        m_encoding = "GBK";
+    if (!header.encoding.empty()) {
+        m_encoding = header.encoding;
     } else if (store->ScriptONELanIsEn()) {
         m_encoding = "ISO8859-1";
     } else if (head.find("Idle Optical NE") != std::string::npos) {
@@ -97,26 +61,12 @@ void TScriptFileImpl::ReadHeaderFlags(const std::string& head, bool& isSlotFlag1
     } else {
         m_encoding = "GBK";
     }
-    hasSlotFlag = head.find("// SlotFlagVer=") != std::string::npos;
-    isSlotFlag11 = head.find("// SlotFlagVer=1.1") != std::string::npos;
+    hasSlotFlag = header.hasSlotFlag;
+    isSlotFlag11 = header.slotFlag11;
 }
 
 void TScriptFileImpl::ReadScriptVersion(const std::string& head) {
-    std::size_t at;
-    if ((at = head.find("// Q5100 NM version = Q5100")) != std::string::npos) {
-        if (!ParseLongVersion(Slice(head, at + 27, 15), m_scriptVersion)) {
-            m_scriptVersion = kDefaultScriptVersion;
-        }
-    } else if ((at = head.find("// EMS version = Q5100")) != std::string::npos) {
-        // The offset of 27 skips the five characters after the product name on purpose.
-        if (!ParseLongVersion(Slice(head, at + 27, 15), m_scriptVersion)) {
-            m_scriptVersion = kDefaultScriptVersion;
-        }
-    } else if ((at = head.find("// EMS version = Q5300")) != std::string::npos) {
-        if (!ParseShortVersion(Slice(head, at + 22, 12), m_scriptVersion)) {
-            m_scriptVersion = 0x03010101;
-        }
-    }
+    m_scriptVersion = ReadScriptHeader(head).version;
 }
 
 }  // namespace NSQX_script

@@ -25,33 +25,6 @@
 namespace NSQX_script {
 namespace {
 
-const char* ScriptTitle(unsigned int scriptType) {
-    switch (scriptType) {
-        case 1:
-            return "NE Configuration Data Script";
-        case 2:
-            return "NE Port Name Script";
-        case 3:
-            return "Network Config Script";
-        case 4:
-            return "NE List Script";
-        case 5:
-            return "Local NM Information";
-        case 6:
-            return "Transmit Service Data Script";
-        case 7:
-            return "Error List file";
-        case 10:
-            return "MDS Config Script";
-        case 15:
-            return "Template File";
-        case 40:
-            return "Usercfgparam Information";
-        default:
-            return nullptr;
-    }
-}
-
 std::string VersionText(unsigned long v) {
     char buf[64];
     std::snprintf(buf, sizeof buf, "%d.%d.%d.%d", static_cast<int>((v >> 24) & 0xFF),
@@ -201,7 +174,7 @@ void TScriptFileImpl::WriteNMVersion(FILE* stream) {
 }
 
 bool TScriptFileImpl::WriteScriptExporterInfo(unsigned int scriptType, const char* userName) {
-    const char* title = ScriptTitle(scriptType);
+    const char* title = ScriptTypeTitle(scriptType);
     if (title == nullptr) {
         qxp::QXTrace(qxp::kTraceError,
                      "Input Unknown ScriptType in TScriptFileImpl::WriteScriptExporterInfo, "

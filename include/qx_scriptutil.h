@@ -15,6 +15,7 @@
 #include "qx_scriptutil/ScriptFile.h"
 #include "qx_scriptutil/ScriptFileName.h"
 #include "qx_scriptutil/ScriptGauge.h"
+#include "qx_scriptutil/ScriptHeader.h"
 #include "qx_scriptutil/ScriptDiagnostic.h"
 #include "qx_scriptutil/ScriptParser.h"
 #include "qx_scriptutil/ScriptRegeisterIF.h"

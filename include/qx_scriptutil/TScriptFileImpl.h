@@ -10,6 +10,7 @@
 
 #include "qx_scriptutil/ScriptDiagnostic.h"
 #include "qx_scriptutil/ScriptFile.h"
+#include "qx_scriptutil/ScriptHeader.h"
 #include "qx_scriptutil/ScriptResult.h"
 #include "qx_scriptutil/TScriptCmd.h"
 
@@ -21,23 +22,6 @@ namespace NSQX_script {
 
 struct ScriptReadBuffer;
 struct TParseResult;
-
-// Script types known to the header writer.
-enum ScriptType : unsigned int {
-    kNeConfigScript = 1,
-    kNePortNameScript = 2,
-    kNetworkConfigScript = 3,
-    kNeListScript = 4,
-    kLocalNmInfo = 5,
-    kTransmitServiceScript = 6,
-    kErrorListFile = 7,
-    kStandaloneScript = 8,  // written by OpenFileForWrite, titled by its caller
-    kMdsConfigScript = 10,
-    kTemplateFile = 15,
-    kUserCfgParamInfo = 40,
-};
-
-constexpr unsigned long kDefaultScriptVersion = 0x02010302;  // 2.1.3.2
 
 // A script file opened for reading or for writing. Reading streams: the object holds at most
 // the next command, so memory stays flat whatever the file's size. Owns its platform file

@@ -34,9 +34,12 @@ struct StreamCloser {
 
 std::string FullName(char const* path) {
     if (path != nullptr) return qxp::OrinGetPackagePath("", "") + path;
-    return qxp::OrinGetPackagePath("cbb/trans/core/conf/xml/script",
-                                   "rtsp/InvUnitedmgr/cbb/trans/core/conf/xml/script") +
-           "script_enum.xml";
+    return ScriptConfigPath(ScriptConfigFile::kEnumTable);
+}
+
+unsigned long Fail(ScriptConfigError* error, std::string const& name, char const* reason) {
+    if (error != nullptr) *error = ScriptConfigError{name, 0, 0, reason};
+    return kInitFailed;
 }
 
 // Stores the user settings under command ID 0, replacing earlier ones; 1 when unset.
@@ -105,10 +108,23 @@ void QXScriptEnumMgr::DestroyLocked() {
 }
 
 unsigned long QXScriptEnumMgr::Init(char const* path) {
+    return Load(FullName(path), nullptr, false, nullptr);
+}
+
+unsigned long QXScriptEnumMgr::InitFile(std::string const& path, ScriptConfigError* error) {
+    return Load(path, nullptr, true, error);
+}
+
+unsigned long QXScriptEnumMgr::InitText(std::string const& name, std::string const& xml,
+                                        ScriptConfigError* error) {
+    return Load(name, &xml, true, error);
+}
+
+unsigned long QXScriptEnumMgr::Load(std::string const& fullName, std::string const* xml,
+                                    bool wholeDocument, ScriptConfigError* error) {
     qxp::WriteGuard guard(m_RWMutex);
     try {
         if (m_bLoaded) ++m_refCnt;
-        const std::string fullName = FullName(path);
         if (std::find(m_loadedFiles.begin(), m_loadedFiles.end(), fullName) !=
             m_loadedFiles.end()) {
             return 0;
@@ -118,15 +134,20 @@ unsigned long QXScriptEnumMgr::Init(char const* path) {
         ScriptXMLParser parser(m_pEnumMap.get());
         if (!parser.Create()) {
             m_bLoaded = false;
-            return kInitFailed;
+            return Fail(error, fullName, "no XML parser could be created");
         }
-        std::unique_ptr<std::FILE, StreamCloser> stream(qxp::OrinFileOpen(fullName.c_str(), "r"));
-        if (!stream) {
-            m_bLoaded = false;
-            return kInitFailed;
+        bool parsed = false;
+        if (xml != nullptr) {
+            parsed = parser.ParseText(*xml, fullName.c_str(), error);
+        } else {
+            std::unique_ptr<std::FILE, StreamCloser> stream(
+                qxp::OrinFileOpen(fullName.c_str(), "r"));
+            if (!stream) {
+                m_bLoaded = false;
+                return Fail(error, fullName, std::strerror(qxp::OrinGetLastError()));
+            }
+            parsed = parser.ParseStream(stream.get(), fullName.c_str(), wholeDocument, error);
         }
-        const bool parsed = parser.ParseStream(stream.get(), fullName.c_str());
-        stream.reset();
         if (!parsed) {
             m_bLoaded = false;
             return kInitFailed;
@@ -141,7 +162,11 @@ unsigned long QXScriptEnumMgr::Init(char const* path) {
     } catch (...) {
         m_bLoaded = false;
         m_pEnumMap.reset();
-        return kInitFailed;
+        try {
+            return Fail(error, fullName, "the table could not be stored");
+        } catch (...) {
+            return kInitFailed;
+        }
     }
 }
 

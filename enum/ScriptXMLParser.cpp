@@ -1,5 +1,6 @@
 #include "enum/ScriptXMLParser.h"
 
+#include <cerrno>
 #include <cstring>
 
 #include "qx_platform/Xml.h"
@@ -29,27 +30,50 @@ bool ScriptXMLParser::Create() {
     return m_parser.Create(this);
 }
 
-bool ScriptXMLParser::ParseStream(std::FILE* stream, char const* fileName) {
-    bool ok = true;
+bool ScriptXMLParser::Failed(char const* fileName, ScriptConfigError* error) {
+    char const* text = m_parser.ErrorText();
+    if (error != nullptr) {
+        *error = ScriptConfigError{fileName != nullptr ? fileName : "", m_parser.ErrorLine(),
+                                   m_parser.ErrorColumn(), text};
+    } else if (fileName != nullptr && fileName[0] != '\0') {
+        std::printf("Parse error in file %s, at line %d:\n%s\n", fileName,
+                    static_cast<int>(m_parser.ErrorLine()), text);
+        std::fflush(stdout);
+    } else {
+        std::printf("Parse error:\n%s\n", text);
+        std::fflush(stdout);
+    }
+    return false;
+}
+
+bool ScriptXMLParser::ParseStream(std::FILE* stream, char const* fileName, bool wholeDocument,
+                                  ScriptConfigError* error) {
     char buffer[kReadSize];
+    bool ended = false;
     while (!std::feof(stream)) {
         const std::size_t got = std::fread(buffer, 1, kReadSize, stream);
-        // The final flag goes only with an empty read: a last short read that already reached
-        // the end leaves an unclosed element unreported.
-        if (!m_parser.Feed(buffer, got, got == 0)) {
-            char const* text = m_parser.ErrorText();
-            if (fileName != nullptr && fileName[0] != '\0') {
-                std::printf("Parse error in file %s, at line %d:\n%s\n", fileName,
-                            static_cast<int>(m_parser.ErrorLine()), text);
-            } else {
-                std::printf("Parse error:\n%s\n", text);
+        if (wholeDocument && std::ferror(stream)) {
+            const int err = errno;
+            if (error != nullptr) {
+                *error = ScriptConfigError{fileName != nullptr ? fileName : "",
+                                           m_parser.ErrorLine(), 0, std::strerror(err)};
             }
-            std::fflush(stdout);
-            ok = false;
-            break;
+            return false;
         }
+        // The final flag goes only with an empty read: a last short read that already reached
+        // the end leaves an unclosed element unreported unless the whole document is asked for.
+        ended = got == 0;
+        if (!m_parser.Feed(buffer, got, ended)) return Failed(fileName, error);
     }
-    return ok;
+    if (wholeDocument && !ended && !m_parser.Feed(buffer, 0, true)) {
+        return Failed(fileName, error);
+    }
+    return true;
+}
+
+bool ScriptXMLParser::ParseText(std::string const& text, char const* name,
+                                ScriptConfigError* error) {
+    return m_parser.Feed(text.data(), text.size(), true) || Failed(name, error);
 }
 
 void ScriptXMLParser::OnStart(char const* name, char const** attrs) {

@@ -7,6 +7,7 @@
 
 #include "qx_platform/XmlStream.h"
 #include "qx_scriptutil/EnumMap.h"
+#include "qx_scriptutil/ScriptConfig.h"
 
 namespace NSQX_script {
 
@@ -22,14 +23,21 @@ class ScriptXMLParser : private qxp::XmlStreamHandler {
 
     // Creates the parser with the handlers installed; false when it cannot be made.
     bool Create();
-    // Feeds the stream in 256-byte reads. On a parse error prints the message to standard
-    // output and returns false; entries inserted before the error stay. Throws what a handler
+    // Feeds the stream in 256-byte reads; false on a malformed document, with entries inserted
+    // before the error kept. Without error, prints the message to standard output; with it,
+    // fills it in instead. With wholeDocument, a document that ends inside an element or a
+    // failed read counts as malformed too; without it, as Init has always read, an unclosed
+    // element is missed when the last read already reached the end. Throws what a handler
     // threw, once the XML parser has stopped.
-    bool ParseStream(std::FILE* stream, char const* fileName);
+    bool ParseStream(std::FILE* stream, char const* fileName, bool wholeDocument = false,
+                     ScriptConfigError* error = nullptr);
+    // Reads a document held in memory, whole; otherwise as ParseStream.
+    bool ParseText(std::string const& text, char const* name, ScriptConfigError* error);
 
   private:
     void OnStart(char const* name, char const** attrs) override;
     void OnEnd(char const* name) override;
+    bool Failed(char const* fileName, ScriptConfigError* error);
 
     qxp::XmlStreamParser m_parser;
 

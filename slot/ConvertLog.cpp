@@ -3,9 +3,9 @@
 
 #include "cmd/CommandLayout.h"
 #include "qx_platform/Files.h"
-#include "qx_platform/Settings.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/EnumMap.h"
+#include "qx_scriptutil/ScriptConfig.h"
 #include "slot/CommandSlotConvert.h"
 
 namespace NSQX_script {
@@ -17,7 +17,7 @@ void LogConvertedCmd(const TScriptCmdRef& cmd) {
     ValueS2C(on, kLogName, 0, kLogItem, 0);
     if (on == 0) return;
 
-    const std::string path = qxp::OrinGetAppRootPath() + "script/ConvertSlotResult.txt";
+    const std::string path = ScriptConfigPath(ScriptConfigFile::kSlotLog);
     FILE* log = qxp::OrinFileOpen(path.c_str(), "a", "UTF-8");
     if (log == nullptr) {
         qxp::QXTrace(qxp::kTraceError, "Open file Log Converted Cmd Error! %d",

@@ -2,11 +2,11 @@
 
 #include <new>
 
-#include "qx_platform/Settings.h"
 #include "qx_platform/Singleton.h"
 #include "qx_platform/Task.h"
 #include "qx_platform/Trace.h"
 #include "qx_platform/Xml.h"
+#include "qx_scriptutil/ScriptConfig.h"
 #include "slot/CommandSlotConvert.h"
 #include "slot/SlotCovertCfgInterpreter.h"
 #include "slot/SlotStoreAccess.h"
@@ -15,8 +15,6 @@ namespace NSQX_script {
 
 namespace {
 
-constexpr char kCfgRelativePath[] =
-    "cbb/trans/core/conf/xml/script/xml_script/slotcovert_cmd_cfg.xml";
 constexpr char kInterpreterName[] = "slotcovert_cmd_cfg_xml_interpreter";
 
 }  // namespace
@@ -55,7 +53,7 @@ void QXConvertDataStorage::Destroy() {
 }
 
 void QXConvertDataStorage::Init() {
-    const std::string path = qxp::OrinGetAppRootPath() + kCfgRelativePath;
+    const std::string path = ScriptConfigPath(ScriptConfigFile::kSlotTable);
     {
         // Every task thread calls Init; the path is one string for all of them.
         qxp::WriteGuard guard(m_RWMutex);

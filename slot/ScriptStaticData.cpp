@@ -10,13 +10,12 @@
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 #include "qx_scriptutil/QXConvertDataStorage.h"
+#include "qx_scriptutil/ScriptConfig.h"
 
 namespace NSQX_script {
 
 namespace {
 
-constexpr char kCfgDir[] = "cbb/trans/core/conf/xml/script/xml_script/";
-constexpr char kTypeFile[] = "slotconvert_cmd_desc.txt";
 constexpr char kTypeKey[] = "cfg-convertnetype";
 constexpr char kNeParaCmd[] = "cfg-nepara";
 
@@ -73,7 +72,7 @@ bool AddEntry(const std::vector<MMLParaStruct>& paras, unsigned long lineNo,
 }  // namespace
 
 std::string ScriptDataMgr::SupportNETypePath() {
-    return qxp::OrinGetAppRootPath() + kCfgDir + kTypeFile;
+    return ScriptConfigPath(ScriptConfigFile::kSlotNETypes);
 }
 
 bool ScriptDataMgr::GetSupportNEType(std::vector<unsigned long>& types) {

@@ -9,8 +9,10 @@
 #include "qx_platform/Trace.h"
 #include "qx_platform/Xml.h"
 #include "qx_scriptutil/QXScriptEnumMgr.h"
+#include "qx_scriptutil/ScriptConfig.h"
 #include "qx_scriptutil/ScriptEnumCfg.h"
 #include "tests/EnumTable.h"
+#include "tests/TestFiles.h"
 
 using namespace NSQX_script;
 
@@ -87,6 +89,40 @@ TEST_F(EnumConfig, MissingAndMalformedFilesFail) {
     Mgr()->Release();
     ASSERT_EQ(Mgr()->Init("other.xml"), 0u);
     EXPECT_EQ(Table(), SettingsOf(1, 1, 1) + kOther);
+}
+
+// Named files and texts load as Init's files do, but say why they fail instead of printing,
+// and refuse a document that ends inside an element, which Init's reading lets pass.
+TEST_F(EnumConfig, NamedFilesAndTextsSayWhyTheyFail) {
+    test_files::TempDir dir("enum_named");
+    ASSERT_TRUE(test_files::WriteFile(dir / "cut.xml", "<T><Cmd cmdid=\"4\">"));
+    qxp::SetAppRootPath(dir.path() + "/");
+    EXPECT_EQ(Mgr()->Init("cut.xml"), 0u);
+    enum_table::Release();
+
+    ScriptConfigError why;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(Mgr()->InitFile(dir / "cut.xml", &why), kFailed);
+    EXPECT_EQ(why.Text(), dir / "cut.xml" + ":1:19: no element found");
+    const std::string malformed = test_files::DataDir("enum/") + "malformed.xml";
+    EXPECT_EQ(Mgr()->InitFile(malformed, &why), kFailed);
+    EXPECT_EQ(why.file, malformed);
+    EXPECT_EQ(why.line, 11u);
+    EXPECT_EQ(Mgr()->InitFile(dir / "none.xml", &why), kFailed);
+    EXPECT_EQ(why.Text(), dir / "none.xml" + ": No such file or directory");
+    EXPECT_EQ(Mgr()->InitText("inline", "<T><Cmd></T>", &why), kFailed);
+    EXPECT_EQ(why.Text(), "inline:1:11: mismatched tag");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    enum_table::Release();
+
+    // A full path is taken as it is, whatever the root; a text counts as one more table.
+    ASSERT_EQ(Mgr()->InitFile(test_files::DataDir("enum/") + "good.xml"), 0u);
+    ASSERT_EQ(Mgr()->InitText("inline",
+                              "<T><Cmd cmdid=\"8\"><Para type=\"enum\" name=\"KIND\">"
+                              "<Value num=\"3\" str=\"BOARD\"/></Para></Cmd></T>"),
+              0u);
+    EXPECT_EQ(Table(), SettingsOf(1, 1, 1) + kGood5 + kOther + kGood65537);
+    EXPECT_EQ(QXScriptEnumMgr::GetRefCount(), 3);
 }
 
 TEST_F(EnumConfig, RepeatedFileIsCountedButNotParsedAgain) {

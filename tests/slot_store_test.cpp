@@ -11,6 +11,7 @@
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 #include "qx_scriptutil/QXConvertDataStorage.h"
+#include "qx_scriptutil/ScriptConfig.h"
 #include "qx_scriptutil/ScriptStaticData.h"
 #include "slot/SlotCovertCfgInterpreter.h"
 #include "slot/SlotStoreAccess.h"
@@ -67,6 +68,9 @@ class SlotStoreTest : public ::testing::Test {
         QXConvertDataStorage::Destroy();
         SlotStoreAccess::ForgetLoaded();
         qxp::ResetOverrides();
+        for (auto file : {ScriptConfigFile::kSlotTable, ScriptConfigFile::kSlotLog}) {
+            SetScriptConfigPath(file, "");
+        }
     }
     // The configuration folder under a fresh application root, holding a copy of a data file.
     std::string ConfDirWith(const std::string& file) {
@@ -166,6 +170,28 @@ TEST_F(SlotStoreTest, InitReadsUnderTheRootOncePerProcess) {
     EXPECT_TRUE(Records().empty());
     EXPECT_EQ(tmp_ + "/elsewhere/cbb/trans/core/conf/xml/script/xml_script/slotcovert_cmd_cfg.xml",
               Store()->GetCfgPath());
+}
+
+// A slot table named by the host replaces the one under the root, and the NE types file is
+// read from beside it.
+TEST_F(SlotStoreTest, NamedSlotTableBringsItsTypesFile) {
+    const std::string conf = tmp_ + "/cbb/trans/core/conf/xml/script/xml_script/";
+    qxp::SetAppRootPath(tmp_ + "/");
+    EXPECT_EQ(ScriptConfigPath(ScriptConfigFile::kSlotTable), conf + "slotcovert_cmd_cfg.xml");
+    EXPECT_EQ(ScriptConfigPath(ScriptConfigFile::kSlotNETypes), conf + "slotconvert_cmd_desc.txt");
+    EXPECT_EQ(ScriptConfigPath(ScriptConfigFile::kSlotLog), tmp_ + "/script/ConvertSlotResult.txt");
+
+    const std::string table = SlotData("slotcovert_cmd_cfg.xml");
+    SetScriptConfigPath(ScriptConfigFile::kSlotTable, table);
+    QXScriptStaticDataMgr mgr("scripts", 1);
+    EXPECT_EQ(table, Store()->GetCfgPath());
+    EXPECT_EQ(4u, Records().size());
+    std::vector<unsigned long> types;
+    Store()->GetSupportNEType(types);
+    EXPECT_EQ((std::vector<unsigned long>{12, 40, 7}), types);
+
+    SetScriptConfigPath(ScriptConfigFile::kSlotTable, "");
+    EXPECT_EQ(ScriptConfigPath(ScriptConfigFile::kSlotNETypes), conf + "slotconvert_cmd_desc.txt");
 }
 
 TEST_F(SlotStoreTest, ConversionTypeFromHeaderFlagsAndOperationType) {

@@ -66,8 +66,9 @@ class QX_API QXConvertDataStorage {
     static QXConvertDataStorage* Instance();
     static void Destroy();
 
-    // Builds the configuration path under the application root and loads the file the first
-    // time in the process. A missing or malformed file leaves the store without records.
+    // Takes the configuration path from ScriptConfigPath (under the application root unless the
+    // host named another file) and loads the file the first time in the process. A missing or
+    // malformed file leaves the store without records.
     void Init();
     // Empties the command records.
     void Release();

@@ -9,6 +9,7 @@
 #include "qx_platform/Lock.h"
 #include "qx_platform/Singleton.h"
 #include "qx_scriptutil/EnumMap.h"
+#include "qx_scriptutil/ScriptConfig.h"
 
 namespace NSQX_script {
 
@@ -29,9 +30,18 @@ class QX_API QXScriptEnumMgr {
     static void Destroy();
 
     // Loads a file (a path below the package directory; nullptr for the default
-    // "script_enum.xml"). 0 on success and for a file loaded before, 0xFFFFFFFF on failure.
-    // Every successful Init is matched by one Release.
+    // "script_enum.xml", see ScriptConfigPath). 0 on success and for a file loaded before,
+    // 0xFFFFFFFF on failure. Every successful Init, InitFile and InitText is matched by one
+    // Release.
     unsigned long Init(char const* path);
+    // Loads the file at path as named (not below the package directory), as Init does, except
+    // that a document ending inside an element is refused and that, with error given, a
+    // failure is described there instead of printed.
+    unsigned long InitFile(std::string const& path, ScriptConfigError* error = nullptr);
+    // Loads a table held in memory, as InitFile does; name stands for it in the list of loaded
+    // tables and in error.
+    unsigned long InitText(std::string const& name, std::string const& xml,
+                           ScriptConfigError* error = nullptr);
     // Drops one user; when none is left (or there was none) it frees the table and destroys
     // the instance, as Destroy() does.
     void Release();
@@ -63,6 +73,9 @@ class QX_API QXScriptEnumMgr {
     ~QXScriptEnumMgr() = default;
     // Destroy() for a caller that holds m_RWMutex for writing.
     static void DestroyLocked();
+    // The work of the three loaders: from xml when given, else from the file fullName.
+    unsigned long Load(std::string const& fullName, std::string const* xml, bool wholeDocument,
+                       ScriptConfigError* error);
 
     static std::atomic<QXScriptEnumMgr*> m_pInstance;
     static std::unique_ptr<EnumMap> m_pEnumMap;

@@ -33,7 +33,7 @@ class QX_API ScriptDataMgr {
     // read or has no "cfg-convertnetype" line; types is then empty.
     static bool GetSupportNEType(std::vector<unsigned long>& types);
     static bool ReadSupportNEType(const std::string& path, std::vector<unsigned long>& types);
-    // The path of "slotconvert_cmd_desc.txt" under the application root.
+    // The path of "slotconvert_cmd_desc.txt" beside the slot table (see ScriptConfigPath).
     static std::string SupportNETypePath();
 
     // Adds the entry of one command when it is a "cfg-nepara" command; true when it added one.

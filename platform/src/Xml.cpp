@@ -80,18 +80,26 @@ const char* XmlNode::Attribute(const char* attrName) const {
     return nullptr;
 }
 
-bool XmlParseFile(const std::string& path, XmlNode& root) {
+namespace {
+
+bool Fail(XmlError* error, unsigned long line, unsigned long column, const char* reason) {
+    if (error != nullptr) *error = XmlError{line, column, reason};
+    return false;
+}
+
+}  // namespace
+
+bool XmlParseFile(const std::string& path, XmlNode& root, XmlError* error) {
     std::unique_ptr<FILE, StreamCloser> file(OrinFileOpen(path.c_str(), "rb"));
     if (!file) {
-        const int err = OrinGetLastError();
-        QXTrace(kTraceError, "XML file %s cannot be read, line 0: %s", path.c_str(),
-                std::strerror(err));
-        return false;
+        const char* reason = std::strerror(OrinGetLastError());
+        QXTrace(kTraceError, "XML file %s cannot be read, line 0: %s", path.c_str(), reason);
+        return Fail(error, 0, 0, reason);
     }
     std::unique_ptr<XML_ParserStruct, ParserDeleter> parser(XML_ParserCreate(nullptr));
     if (!parser) {
         QXTrace(kTraceError, "XML file %s: no parser could be created", path.c_str());
-        return false;
+        return Fail(error, 0, 0, "no parser could be created");
     }
     XmlNode tree;
     TreeBuilder builder{&tree, {}};
@@ -103,20 +111,25 @@ bool XmlParseFile(const std::string& path, XmlNode& root) {
     for (;;) {
         const std::size_t n = std::fread(buf, 1, sizeof buf, file.get());
         const bool last = n < sizeof buf;
+        const auto line = [&] {
+            return static_cast<unsigned long>(XML_GetCurrentLineNumber(parser.get()));
+        };
         if (last && std::ferror(file.get())) {
-            QXTrace(kTraceError, "XML file %s cannot be read, line %lu: %s", path.c_str(),
-                    static_cast<unsigned long>(XML_GetCurrentLineNumber(parser.get())),
-                    std::strerror(errno));
-            return false;
+            const char* reason = std::strerror(errno);
+            QXTrace(kTraceError, "XML file %s cannot be read, line %lu: %s", path.c_str(), line(),
+                    reason);
+            return Fail(error, line(), 0, reason);
         }
         if (XML_Parse(parser.get(), buf, static_cast<int>(n), last ? XML_TRUE : XML_FALSE) ==
             XML_STATUS_ERROR) {
             const char* message = builder.tooDeep ? "elements nested too deeply"
                                                   : XML_ErrorString(XML_GetErrorCode(parser.get()));
-            QXTrace(kTraceError, "XML parse error in file %s at line %lu: %s", path.c_str(),
-                    static_cast<unsigned long>(XML_GetCurrentLineNumber(parser.get())),
-                    message != nullptr ? message : "unknown error");
-            return false;
+            if (message == nullptr) message = "unknown error";
+            QXTrace(kTraceError, "XML parse error in file %s at line %lu: %s", path.c_str(), line(),
+                    message);
+            return Fail(error, line(),
+                        static_cast<unsigned long>(XML_GetCurrentColumnNumber(parser.get())) + 1,
+                        message);
         }
         if (last) break;
     }

@@ -70,4 +70,8 @@ unsigned long XmlStreamParser::ErrorLine() const {
     return impl_->parser != nullptr ? XML_GetCurrentLineNumber(impl_->parser) : 0;
 }
 
+unsigned long XmlStreamParser::ErrorColumn() const {
+    return impl_->parser != nullptr ? XML_GetCurrentColumnNumber(impl_->parser) + 1 : 0;
+}
+
 }  // namespace qxp

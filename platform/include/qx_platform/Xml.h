@@ -46,8 +46,16 @@ class QXP_API XmlInterpreterRegistry {
     XmlInterpreterRegistry() = default;
 };
 
-// Parses a whole file into a tree; false (with a trace) when it cannot be read or parsed.
-QXP_API bool XmlParseFile(const std::string& path, XmlNode& root);
+// Where and why a document could not be read. A value type.
+struct QXP_API XmlError {
+    unsigned long line = 0;    // 1-based; 0 when the file could not be opened
+    unsigned long column = 0;  // 1-based byte column on that line; 0 when unknown
+    std::string reason;
+};
+
+// Parses a whole file into a tree; false (with a trace) when it cannot be read or parsed, and
+// then, when error is given, what went wrong and where.
+QXP_API bool XmlParseFile(const std::string& path, XmlNode& root, XmlError* error = nullptr);
 
 // Attribute helpers over an expat-style attribute array (name, value, name, value, ..., null).
 // False when the attribute is absent (the output is then unchanged) or, for the integer

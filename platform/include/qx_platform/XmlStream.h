@@ -34,6 +34,8 @@ class QXP_API XmlStreamParser {
     bool Feed(const char* data, std::size_t len, bool final);
     const char* ErrorText() const;
     unsigned long ErrorLine() const;
+    // 1-based byte column on ErrorLine.
+    unsigned long ErrorColumn() const;
 
   private:
     struct Impl;

@@ -6,12 +6,12 @@
 #include <sstream>
 #include <unordered_set>
 
-#include "ConfigRoot.h"
+#include "FileChecks.h"
 #include "qx_platform/Strings.h"
-#include "qx_platform/Trace.h"
 #include "qx_platform/Xml.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 #include "qx_scriptutil/PostAnalyse.h"
+#include "qx_scriptutil/ScriptConfig.h"
 
 namespace qxscript {
 
@@ -66,10 +66,9 @@ void CommandNames::Register(const std::string& name, unsigned long code) {
 bool CommandNames::LoadEnumFile(const std::string& path, std::string& error) {
     if (!CheckReadableFile(path, error)) return false;
     qxp::XmlNode root;
-    qxp::TraceCapture capture;
-    if (!qxp::XmlParseFile(path, root)) {
-        const auto lines = capture.Lines();
-        error = lines.empty() ? path + ": cannot be parsed" : lines.back().text;
+    qxp::XmlError why;
+    if (!qxp::XmlParseFile(path, root, &why)) {
+        error = NSQX_script::ScriptConfigError{path, why.line, why.column, why.reason}.Text();
         return false;
     }
     for (const qxp::XmlNode& node : root.children) {

@@ -2,10 +2,10 @@
 
 #include <cstdint>
 
+#include "FileChecks.h"
 #include "qx_platform/Control.h"
-#include "qx_platform/Trace.h"
-#include "qx_platform/Xml.h"
 #include "qx_scriptutil/QXScriptEnumMgr.h"
+#include "qx_scriptutil/ScriptConfig.h"
 
 namespace qxscript {
 
@@ -15,16 +15,6 @@ EnumTables::~EnumTables() {
     for (; m_loaded > 0; --m_loaded) QXScriptEnumMgr::Instance()->Release();
 }
 
-bool EnumTables::LoadOne(const std::string& relPath, const std::string& shownPath,
-                         std::string& error) {
-    if (QXScriptEnumMgr::Instance()->Init(relPath.c_str()) != 0) {
-        error = shownPath + ": cannot be loaded as an enumeration table";
-        return false;
-    }
-    ++m_loaded;
-    return true;
-}
-
 bool EnumTables::Load(const EnumSettings& settings, std::string& error) {
     if (settings.encoding >= 0) {
         qxp::SetUserCfgItem("TRANS", "encoding", std::to_string(settings.encoding));
@@ -32,19 +22,15 @@ bool EnumTables::Load(const EnumSettings& settings, std::string& error) {
     if (settings.slotVersion >= 0) {
         qxp::SetUserCfgItem("TRANS", "slotversion", std::to_string(settings.slotVersion));
     }
-    for (std::size_t i = 0; i < settings.files.size(); ++i) {
-        const std::string& path = settings.files[i];
+    QXScriptEnumMgr* tables = QXScriptEnumMgr::Instance();
+    NSQX_script::ScriptConfigError why;
+    for (const std::string& path : settings.files) {
         if (!CheckReadableFile(path, error)) return false;
-        // Parsed once here for a message that names the user's file and line.
-        qxp::XmlNode root;
-        qxp::TraceCapture capture;
-        if (!qxp::XmlParseFile(path, root)) {
-            const auto lines = capture.Lines();
-            error = lines.empty() ? path + ": cannot be parsed" : lines.back().text;
+        if (tables->InitFile(path, &why) != 0) {
+            error = why.Text();
             return false;
         }
-        const std::string rel = "enum/" + std::to_string(i) + ".xml";
-        if (!m_root.Link(path, rel, error) || !LoadOne(rel, path, error)) return false;
+        ++m_loaded;
     }
     std::string own = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<ScriptEnum>\n";
     own += "  <Cmd name=\"settings\" cmdid=\"0\">\n";
@@ -65,8 +51,12 @@ bool EnumTables::Load(const EnumSettings& settings, std::string& error) {
     }
     own += "  </Cmd>\n";
     own += "</ScriptEnum>\n";
-    return m_root.Write("enum/tool.xml", own, error) &&
-           LoadOne("enum/tool.xml", m_root.Path() + "enum/tool.xml", error);
+    if (tables->InitText("qxscript settings", own, &why) != 0) {
+        error = why.Text();
+        return false;
+    }
+    ++m_loaded;
+    return true;
 }
 
 int EncodingSetting(const std::string& name) {

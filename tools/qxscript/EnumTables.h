@@ -3,8 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "ConfigRoot.h"
-
 namespace qxscript {
 
 // What the tool asks of the library's configuration for one run.
@@ -19,12 +17,12 @@ struct EnumSettings {
 
 // Loads the enumeration tables into the library's process-wide table, together with the
 // user settings and switches of EnumSettings. The library reads those settings from the host
-// when a table is loaded, so they are set first and one table of the tool's own (made in the
-// ConfigRoot) is always loaded last; the user's tables come first, so their entries win.
+// when a table is loaded, so they are set first and one table of the tool's own, held in
+// memory, is always loaded last; the user's tables come first, so their entries win.
 // Releases its loads on destruction. Confined to the main thread.
 class EnumTables {
   public:
-    explicit EnumTables(ConfigRoot& root) : m_root(root) {}
+    EnumTables() = default;
     ~EnumTables();
     EnumTables(const EnumTables&) = delete;
     EnumTables& operator=(const EnumTables&) = delete;
@@ -32,9 +30,6 @@ class EnumTables {
     bool Load(const EnumSettings& settings, std::string& error);
 
   private:
-    bool LoadOne(const std::string& relPath, const std::string& shownPath, std::string& error);
-
-    ConfigRoot& m_root;
     int m_loaded = 0;
 };
 

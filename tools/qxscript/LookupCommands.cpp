@@ -4,7 +4,6 @@
 #include <cstdio>
 
 #include "Commands.h"
-#include "ConfigRoot.h"
 #include "EnumTables.h"
 #include "Output.h"
 #include "qx_platform/Strings.h"
@@ -14,12 +13,11 @@
 namespace qxscript {
 
 int RunEnum(const CommonOptions&, const EnumOptions& opts) {
-    ConfigRoot root;
-    EnumTables tables(root);
+    EnumTables tables;
     EnumSettings settings;
     settings.files.push_back(opts.config);
     std::string error;
-    if (!root.Create(error) || !tables.Load(settings, error)) {
+    if (!tables.Load(settings, error)) {
         Error(error);
         return kExitUsage;
     }

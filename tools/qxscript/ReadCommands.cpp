@@ -5,7 +5,7 @@
 #include "CommandNames.h"
 #include "CommandView.h"
 #include "Commands.h"
-#include "ConfigRoot.h"
+#include "FileChecks.h"
 #include "Output.h"
 #include "ProgressBar.h"
 #include "ScriptSource.h"

@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <vector>
 
-#include "ConfigRoot.h"
+#include "FileChecks.h"
 #include "Output.h"
 #include "TempFiles.h"
 #include "qx_platform/Control.h"

@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "ConfigRoot.h"
+#include "FileChecks.h"
 #include "TempFiles.h"
 
 namespace qxscript {

@@ -3,7 +3,7 @@
 #include <cerrno>
 
 #include "CommandView.h"
-#include "ConfigRoot.h"
+#include "FileChecks.h"
 #include "ScriptSource.h"
 #include "qx_platform/Files.h"
 

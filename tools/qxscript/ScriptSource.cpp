@@ -6,7 +6,7 @@
 #include <fstream>
 #include <set>
 
-#include "ConfigRoot.h"
+#include "FileChecks.h"
 #include "ProgressBar.h"
 #include "qx_platform/CodeSet.h"
 #include "qx_platform/Files.h"

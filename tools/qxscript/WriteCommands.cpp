@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <map>
 
 #include "CommandNames.h"
 #include "Commands.h"
-#include "ConfigRoot.h"
 #include "EnumTables.h"
+#include "FileChecks.h"
 #include "Findings.h"
 #include "Output.h"
 #include "ScriptSink.h"
@@ -19,6 +18,7 @@
 #include "qx_platform/Xml.h"
 #include "qx_scriptutil/Escaping.h"
 #include "qx_scriptutil/QXConvertDataStorage.h"
+#include "qx_scriptutil/ScriptConfig.h"
 #include "qx_scriptutil/ScriptStaticData.h"
 
 namespace qxscript {
@@ -28,11 +28,6 @@ using NSQX_script::QXValue;
 using NSQX_script::TScriptCmd;
 
 namespace {
-
-constexpr char kSlotCfgPath[] = "cbb/trans/core/conf/xml/script/xml_script/slotcovert_cmd_cfg.xml";
-constexpr char kSlotTypesPath[] =
-    "cbb/trans/core/conf/xml/script/xml_script/slotconvert_cmd_desc.txt";
-constexpr char kSlotLogPath[] = "script/ConvertSlotResult.txt";
 
 // The first text of the parameters that the encoding cannot hold (the library's writer would
 // fall back to another encoding than the header names); empty when all fit.
@@ -143,12 +138,11 @@ int RunFmt(const CommonOptions& common, const FmtOptions& opts) {
         Error(error);
         return kExitUsage;
     }
-    ConfigRoot root;
-    EnumTables tables(root);
+    EnumTables tables;
     EnumSettings settings;
     settings.encoding = opts.encoding.empty() ? -1 : EncodingSetting(opts.encoding);
     KeepVersion(source, settings);
-    if (!root.Create(error) || !tables.Load(settings, error)) {
+    if (!tables.Load(settings, error)) {
         Error(error);
         return kExitUsage;
     }
@@ -232,18 +226,16 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
         settings.encoding = EncodingSetting(scan.Encoding());  // written as it was read
     }
 
-    ConfigRoot root;
-    EnumTables tables(root);
+    EnumTables tables;
     settings.slotSwitch = true;
     settings.logSwitch = !opts.log.empty();
     settings.slotVersion = opts.slotFlag == "1.0" ? 0 : 1;
-    const std::filesystem::path types =
-        std::filesystem::path(opts.config).parent_path() / "slotconvert_cmd_desc.txt";
-    std::error_code ec;
-    if (!root.Create(error) || !root.Link(opts.config, kSlotCfgPath, error) ||
-        (std::filesystem::exists(types, ec) && !root.Link(types.string(), kSlotTypesPath, error)) ||
-        (!opts.log.empty() && !root.Link(opts.log, kSlotLogPath, error)) ||
-        !tables.Load(settings, error)) {
+    // The NE types file is read from beside the slot table.
+    NSQX_script::SetScriptConfigPath(NSQX_script::ScriptConfigFile::kSlotTable, opts.config);
+    if (!opts.log.empty()) {
+        NSQX_script::SetScriptConfigPath(NSQX_script::ScriptConfigFile::kSlotLog, opts.log);
+    }
+    if (!tables.Load(settings, error)) {
         Error(error);
         return kExitUsage;
     }

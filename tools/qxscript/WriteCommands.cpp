@@ -186,8 +186,9 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
         Error(error);
         return kExitUsage;
     }
-    if (!qxp::XmlParseFile(opts.config, cfg)) {
-        Error(opts.config + ": not a well-formed XML file");
+    qxp::XmlError why;
+    if (!qxp::XmlParseFile(opts.config, cfg, &why)) {
+        Error(NSQX_script::ScriptConfigError{opts.config, why.line, why.column, why.reason}.Text());
         return kExitUsage;
     }
     std::map<unsigned long, unsigned long> devMap;

@@ -69,18 +69,30 @@ TEST(PlatformXml, BadFilesAreTracedWithLineAndCallNoInterpreter) {
     std::string deep;
     for (int i = 0; i < 5000; ++i) deep += "<a>";
     ASSERT_TRUE(test_files::WriteFile(tmp / "deep.xml", deep));
-    const std::pair<std::string, const char*> bad[] = {
-        {DataFile("malformed.xml"), "malformed.xml at line 4: mismatched tag"},
-        {DataFile("truncated.xml"), "truncated.xml at line 3"},
-        {DataFile("absent.xml"), "absent.xml"},
-        {tmp / "deep.xml", "nested too deeply"},
+    // The same failure comes back as a value: line, column, reason.
+    struct Bad {
+        std::string path;
+        const char* message;
+        std::string where;
     };
-    for (const auto& [path, message] : bad) {
+    const Bad bad[] = {
+        {DataFile("malformed.xml"), "malformed.xml at line 4: mismatched tag",
+         "4:5 mismatched tag"},
+        {DataFile("truncated.xml"), "truncated.xml at line 3", "3:1 no element found"},
+        {DataFile("absent.xml"), "absent.xml", "0:0 No such file or directory"},
+        {tmp / "deep.xml", "nested too deeply", "1:3001 elements nested too deeply"},
+    };
+    for (const auto& [path, message, where] : bad) {
         qxp::TraceCapture trace;
         EXPECT_EQ(registry->ParseFile(path, "test_interpreter"), -1) << path;
         ASSERT_FALSE(trace.Lines().empty()) << path;
         EXPECT_EQ(trace.Lines()[0].level, qxp::kTraceError) << path;
         EXPECT_TRUE(trace.Contains(message)) << path;
+        qxp::XmlNode root;
+        qxp::XmlError why;
+        EXPECT_FALSE(qxp::XmlParseFile(path, root, &why));
+        EXPECT_EQ(std::to_string(why.line) + ":" + std::to_string(why.column) + " " + why.reason,
+                  where);
     }
     EXPECT_EQ(interpreter.calls, 0);
 

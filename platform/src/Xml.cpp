@@ -26,12 +26,17 @@ struct TreeBuilder {
     bool started = false;
     bool tooDeep = false;
     XML_Parser parser = nullptr;
+    // Where the refused element starts: once stopped, expat's position is past it.
+    unsigned long deepLine = 0;
+    unsigned long deepColumn = 0;
 };
 
 void XMLCALL OnStart(void* data, const XML_Char* name, const XML_Char** attrs) {
     auto* b = static_cast<TreeBuilder*>(data);
     if (b->open.size() >= kMaxDepth) {
         b->tooDeep = true;
+        b->deepLine = static_cast<unsigned long>(XML_GetCurrentLineNumber(b->parser));
+        b->deepColumn = static_cast<unsigned long>(XML_GetCurrentColumnNumber(b->parser)) + 1;
         XML_StopParser(b->parser, XML_FALSE);
         return;
     }
@@ -127,6 +132,7 @@ bool XmlParseFile(const std::string& path, XmlNode& root, XmlError* error) {
             if (message == nullptr) message = "unknown error";
             QXTrace(kTraceError, "XML parse error in file %s at line %lu: %s", path.c_str(), line(),
                     message);
+            if (builder.tooDeep) return Fail(error, builder.deepLine, builder.deepColumn, message);
             return Fail(error, line(),
                         static_cast<unsigned long>(XML_GetCurrentColumnNumber(parser.get())) + 1,
                         message);

@@ -90,26 +90,11 @@ std::string ValuesText(const MMLParaStruct& p) {
     return out.substr(2);
 }
 
-std::string TypesText(const MMLParaStruct& p) {
-    if (!p.objects.empty()) return "groups";
-    std::string out;
-    for (const NSQX_script::QXValue& v : p.values) {
-        if (!out.empty()) out += '&';
-        out += TypeName(v.GetType());
-    }
-    return out.empty() ? "no values" : out;
-}
-
 std::string ChangeText(const ParaChange& c) {
     if (!c.hasOld) return "+ " + c.path + "=" + ValuesText(c.newPara);
     if (!c.hasNew) return "- " + c.path + "=" + ValuesText(c.oldPara);
-    std::string from = ValuesText(c.oldPara);
-    std::string to = ValuesText(c.newPara);
-    if (from == to) {  // only the types differ
-        from += " (" + TypesText(c.oldPara) + ")";
-        to += " (" + TypesText(c.newPara) + ")";
-    }
-    return c.path + ": " + from + " -> " + to;
+    // Script syntax tells every type apart (1&&1, 1, "1", 1.), so the texts always differ.
+    return c.path + ": " + ValuesText(c.oldPara) + " -> " + ValuesText(c.newPara);
 }
 
 std::string JsonPara(const MMLParaStruct& p) {

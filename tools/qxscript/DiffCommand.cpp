@@ -107,8 +107,8 @@ std::string JsonPlace(const ReadScript& s, const DiffEntry& cmd) {
     return "{\"file\":" + JsonText(s.name) + ",\"line\":" + std::to_string(cmd.line) + "}";
 }
 
-void AppendText(const CommandChange& c, const ReadScript& a, const ReadScript& b,
-                const DiffSettings& settings, std::string& out) {
+void AppendTextLines(const CommandChange& c, const ReadScript& a, const ReadScript& b,
+                     const DiffSettings& settings, std::string& out) {
     switch (c.kind) {
         case CommandChange::kRemoved:
             out += "- " + Where(a, a.cmds[c.a]) + " " +
@@ -234,7 +234,7 @@ int RunDiff(const CommonOptions& common, const DiffOptions& opts) {
         if (json) {
             AppendJsonLines(c, a, b, settings, text);
         } else {
-            AppendText(c, a, b, settings, text);
+            AppendTextLines(c, a, b, settings, text);
         }
         if (!Output::Write(out, text)) break;
     }

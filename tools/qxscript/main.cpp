@@ -309,12 +309,13 @@ int main(int argc, char** argv) {
         "\"code\" are not needed; names get codes in order of first appearance), described in "
         "docs/dump.schema.json. The script reads back as the same commands with the same values "
         "and types, and the same input gives the same bytes: the header's creation time is "
-        "fixed (--created). The output is put in place as fmt puts it. A line that is not JSON, "
+        "fixed (--created) and its \"Created by\" names the user who runs build. The output is put "
+        "in place as fmt puts it. A line that is not JSON, "
         "not a command, or holds a value a script cannot hold (an integer beyond -2147483648.."
         "4294967295, a text with a double quote not escaped by a backslash, ...) gives "
         "FILE:LINE[:COL]: error: REASON, exit status 1 and no output.\n"
         "Example:\n  qxscript dump --format json examples/scripts/ne_config.txt | jq -c "
-        "'select(.name != \"cfg-del-ne\")' | qxscript build -o ne_config_new.txt");
+        "'select(.name != \"cfg-add-user\")' | qxscript build -o ne_config_new.txt");
 
     bool markdown = false;
     std::string helpOut;

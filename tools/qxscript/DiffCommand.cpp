@@ -34,7 +34,8 @@ struct ReadScript {
 
 // Reads every command; false (with everything found printed) when a command cannot be read,
 // since a comparison without it would be wrong.
-bool Read(const CommonOptions& common, const std::string& path, ReadScript& script) {
+bool Read(const CommonOptions& common, const DiffSettings& settings, const std::string& path,
+          ReadScript& script) {
     ScriptInput input;
     ScriptSource source;
     std::string error;
@@ -54,8 +55,8 @@ bool Read(const CommonOptions& common, const std::string& path, ReadScript& scri
             tooDeep = true;
             return false;
         }
-        script.cmds.push_back({cmd.GetCmdCode(), cmd.GetLineNo(), std::move(cmd.GetParaList())});
-        script.cmds.back().paras.shrink_to_fit();
+        script.cmds.push_back(
+            MakeDiffEntry(cmd.GetCmdCode(), cmd.GetLineNo(), cmd.GetParaList(), settings));
         return true;
     });
     const FindingCounts counts = ReportFindings(source, stderr);
@@ -112,12 +113,14 @@ void AppendTextLines(const CommandChange& c, const ReadScript& a, const ReadScri
     switch (c.kind) {
         case CommandChange::kRemoved:
             out += "- " + Where(a, a.cmds[c.a]) + " " +
-                   EscapeForTerminal(ScriptText(CommandName(a.cmds[c.a].code), a.cmds[c.a].paras)) +
+                   EscapeForTerminal(ScriptText(CommandName(a.cmds[c.a].code),
+                                                UnpackParameters(a.cmds[c.a].packed))) +
                    "\n";
             return;
         case CommandChange::kAdded:
             out += "+ " + Where(b, b.cmds[c.b]) + " " +
-                   EscapeForTerminal(ScriptText(CommandName(b.cmds[c.b].code), b.cmds[c.b].paras)) +
+                   EscapeForTerminal(ScriptText(CommandName(b.cmds[c.b].code),
+                                                UnpackParameters(b.cmds[c.b].packed))) +
                    "\n";
             return;
         case CommandChange::kChanged: {
@@ -137,7 +140,7 @@ void AppendJsonLines(const CommandChange& c, const ReadScript& a, const ReadScri
                      const DiffEntry& cmd) {
         out += std::string("{\"change\":\"") + kind + "\",\"" + side + "\":" + JsonPlace(s, cmd) +
                ",\"name\":" + JsonText(CommandName(cmd.code)) + ",\"parameters\":";
-        AppendJsonParameters(cmd.paras, out);
+        AppendJsonParameters(UnpackParameters(cmd.packed), out);
         out += "}\n";
     };
     switch (c.kind) {
@@ -192,7 +195,7 @@ int WriteScript(const std::string& target, const ReadScript& b,
     for (const std::size_t j : wanted) {
         const DiffEntry& e = b.cmds[j];
         NSQX_script::TScriptCmd cmd(e.code);
-        cmd.GetParaList() = e.paras;
+        cmd.GetParaList() = UnpackParameters(e.packed);
         cmd.SetLineNo(e.line);
         if (sink.Write(cmd, b.name, error) != ScriptSink::kWritten) {
             Error(error);
@@ -223,7 +226,9 @@ int RunDiff(const CommonOptions& common, const DiffOptions& opts) {
     }
     ReadScript a;
     ReadScript b;
-    if (!Read(common, opts.first, a) || !Read(common, opts.second, b)) return kExitUsage;
+    if (!Read(common, settings, opts.first, a) || !Read(common, settings, opts.second, b)) {
+        return kExitUsage;
+    }
 
     const std::vector<CommandChange> changes = CompareScripts(a.cmds, b.cmds, settings);
     FILE* out = Output::Stream();

@@ -101,12 +101,6 @@ std::string Canon(const MMLParaStruct& p, bool unordered) {
     return out;
 }
 
-std::size_t CommandHash(const DiffEntry& cmd, bool unordered) {
-    std::size_t h = std::hash<unsigned long>()(cmd.code);
-    for (const MMLParaStruct& p : cmd.paras) h += std::hash<std::string>()(Canon(p, unordered));
-    return h;
-}
-
 const MMLParaStruct* FindByName(const ParaList& list, const std::string& name) {
     for (const MMLParaStruct& p : list) {
         if (p.name.As_std_string() == name) return &p;
@@ -116,25 +110,17 @@ const MMLParaStruct* FindByName(const ParaList& list, const std::string& name) {
 
 // The parameters that identify a command: its key parameters (a missing one counts as
 // missing), else its first one.
-std::vector<const MMLParaStruct*> Identity(const DiffEntry& cmd, const DiffSettings& settings) {
+std::vector<const MMLParaStruct*> Identity(unsigned long code, const ParaList& paras,
+                                           const DiffSettings& settings) {
     std::vector<const MMLParaStruct*> out;
     const std::vector<std::string>* keys =
-        settings.keys != nullptr ? settings.keys->Of(CommandName(cmd.code)) : nullptr;
+        settings.keys != nullptr ? settings.keys->Of(CommandName(code)) : nullptr;
     if (keys != nullptr) {
-        for (const std::string& key : *keys) out.push_back(FindByName(cmd.paras, key));
-    } else if (!cmd.paras.empty()) {
-        out.push_back(&cmd.paras.front());
+        for (const std::string& key : *keys) out.push_back(FindByName(paras, key));
+    } else if (!paras.empty()) {
+        out.push_back(&paras.front());
     }
     return out;
-}
-
-std::string IdentityKey(const DiffEntry& cmd, const DiffSettings& settings) {
-    std::string key = std::to_string(cmd.code) + ':';
-    for (const MMLParaStruct* p : Identity(cmd, settings)) {
-        key += p != nullptr ? Canon(*p, settings.unorderedValues) : std::string("-");
-        key += '\n';
-    }
-    return key;
 }
 
 std::string NameKey(const QXValue& name) {
@@ -251,15 +237,18 @@ std::vector<CommandChange> CompareScripts(const std::vector<DiffEntry>& a,
     // Equal commands cancel out, each once.
     std::unordered_multimap<std::size_t, std::size_t> byHash;
     byHash.reserve(b.size());
-    for (std::size_t j = 0; j < b.size(); ++j) byHash.emplace(CommandHash(b[j], unordered), j);
+    for (std::size_t j = 0; j < b.size(); ++j) byHash.emplace(b[j].hash, j);
     std::vector<ParaChange> scratch;
     for (std::size_t i = 0; i < a.size(); ++i) {
-        auto range = byHash.equal_range(CommandHash(a[i], unordered));
+        auto range = byHash.equal_range(a[i].hash);
         for (auto it = range.first; it != range.second; ++it) {
             const std::size_t j = it->second;
             if (a[i].code != b[j].code) continue;
             scratch.clear();
-            DiffLists(a[i].paras, b[j].paras, "", unordered, scratch);
+            if (a[i].packed != b[j].packed) {  // equal in another order, or only by hash
+                DiffLists(UnpackParameters(a[i].packed), UnpackParameters(b[j].packed), "",
+                          unordered, scratch);
+            }
             if (!scratch.empty()) continue;
             matchedA[i] = matchedB[j] = true;
             byHash.erase(it);
@@ -270,14 +259,14 @@ std::vector<CommandChange> CompareScripts(const std::vector<DiffEntry>& a,
     // What is left pairs by identity, in file order.
     std::unordered_map<std::string, std::deque<std::size_t>> byIdentity;
     for (std::size_t j = 0; j < b.size(); ++j) {
-        if (!matchedB[j]) byIdentity[IdentityKey(b[j], settings)].push_back(j);
+        if (!matchedB[j]) byIdentity[b[j].identity].push_back(j);
     }
     std::vector<CommandChange> out;
     for (std::size_t i = 0; i < a.size(); ++i) {
         if (matchedA[i]) continue;
         CommandChange change;
         change.a = i;
-        auto it = byIdentity.find(IdentityKey(a[i], settings));
+        auto it = byIdentity.find(a[i].identity);
         if (it == byIdentity.end() || it->second.empty()) {
             change.kind = CommandChange::kRemoved;
         } else {
@@ -285,7 +274,8 @@ std::vector<CommandChange> CompareScripts(const std::vector<DiffEntry>& a,
             change.b = it->second.front();
             it->second.pop_front();
             matchedB[change.b] = true;
-            DiffLists(a[i].paras, b[change.b].paras, "", unordered, change.changes);
+            DiffLists(UnpackParameters(a[i].packed), UnpackParameters(b[change.b].packed), "",
+                      unordered, change.changes);
         }
         out.push_back(std::move(change));
     }
@@ -299,9 +289,29 @@ std::vector<CommandChange> CompareScripts(const std::vector<DiffEntry>& a,
     return out;
 }
 
+DiffEntry MakeDiffEntry(unsigned long code, unsigned long line, const ParaList& paras,
+                        const DiffSettings& settings) {
+    DiffEntry e;
+    e.code = code;
+    e.line = line;
+    e.hash = std::hash<unsigned long>()(code);
+    for (const MMLParaStruct& p : paras) {
+        e.hash += std::hash<std::string>()(Canon(p, settings.unorderedValues));
+    }
+    e.identity = std::to_string(code) + ':';
+    for (const MMLParaStruct* p : Identity(code, paras, settings)) {
+        e.identity += p != nullptr ? Canon(*p, settings.unorderedValues) : std::string("-");
+        e.identity += '\n';
+    }
+    e.identity.shrink_to_fit();
+    e.packed = PackParameters(paras);
+    return e;
+}
+
 std::string IdentityText(const DiffEntry& cmd, const DiffSettings& settings) {
+    const ParaList paras = UnpackParameters(cmd.packed);
     std::vector<MMLParaStruct> shown;
-    for (const MMLParaStruct* p : Identity(cmd, settings)) {
+    for (const MMLParaStruct* p : Identity(cmd.code, paras, settings)) {
         if (p != nullptr) shown.push_back(*p);
     }
     PrepareForWriting(shown);

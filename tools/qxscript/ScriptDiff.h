@@ -5,17 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "DiffRecord.h"
 #include "qx_scriptutil/TScriptCmd.h"
 
 namespace qxscript {
-
-// One command of a compared script: its code, line and parameters, nothing more, because a
-// comparison holds every command of both scripts at once.
-struct DiffEntry {
-    unsigned long code = 0;
-    unsigned long line = 0;
-    std::vector<NSQX_script::MMLParaStruct> paras;
-};
 
 // Per command name, the parameters that identify the object a command sets up: lines
 // "cmd-name param1,param2" (blank lines and lines starting with "#" are skipped). Names are
@@ -54,20 +47,26 @@ struct DiffSettings {
     const DiffKeys* keys = nullptr;  // null: commands pair by name and first parameter
 };
 
+// The record of a command for CompareScripts (made with the settings it is compared with).
+// The parameters must nest at most kMaxDiffDepth deep (NestingDepth).
+DiffEntry MakeDiffEntry(unsigned long code, unsigned long line,
+                        const std::vector<NSQX_script::MMLParaStruct>& paras,
+                        const DiffSettings& settings);
+
 // Compares two scripts as an import sees them. Commands form a multiset: every command of one
 // script equal to a not yet matched command of the other cancels it out, wherever it stands.
 // What is left pairs by identity (the key parameters, else the first parameter, with the name)
 // in file order, and each pair reports its parameter differences; the rest is removed or added.
 // Parameters match by name (type included) and occurrence, so their order does not count;
-// values compare by type and value; groups compare position by position, down to any depth
-// the caller has checked (see NestingDepth). Results: the first script's removed and changed
-// commands in its order, then the second's added ones in its order.
+// values compare by type and value; groups compare position by position. Results: the first
+// script's removed and changed commands in its order, then the second's added ones in its order.
 std::vector<CommandChange> CompareScripts(const std::vector<DiffEntry>& a,
                                           const std::vector<DiffEntry>& b,
                                           const DiffSettings& settings);
 
 // What identifies a command in messages: its key parameters, or its first one, as script text.
 std::string IdentityText(const DiffEntry& cmd, const DiffSettings& settings);
+// The constant kMaxDiffDepth bounds the recursion of packing and comparing.
 
 // How deep groups nest in a parameter list (0 for none), counted without recursion.
 std::size_t NestingDepth(const std::vector<NSQX_script::MMLParaStruct>& paras);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 
 #include <nlohmann/json.hpp>
 
@@ -13,6 +14,11 @@ using NSQX_script::MMLParaStruct;
 using NSQX_script::QXValue;
 
 namespace {
+
+constexpr long kInt32Max = 2147483647L;
+constexpr long kUint32Max = 4294967295L;
+
+}  // namespace
 
 const char* TypeName(QXValue::Type type) {
     switch (type) {
@@ -33,6 +39,8 @@ const char* TypeName(QXValue::Type type) {
 std::string JsonText(const std::string& text) {
     return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
+
+namespace {
 
 void AppendJsonValue(const QXValue& v, std::string& out) {
     out += "{\"type\":\"";
@@ -85,10 +93,18 @@ bool LooksNumeric(const std::string& t) {
     return i == t.size();
 }
 
+// Texts get their quotes back where needed. A 64-bit integer beyond the signed 32-bit range
+// can only have been a 0x number (decimals are narrowed), and only as one does it read back.
 void Quote(QXValue& v) {
     if (v.GetType() == QXValue::kString && !IsPlainWord(v.StringRef())) {
         const std::string quoted = "\"" + v.StringRef() + "\"";
         v.SetString(quoted.data(), quoted.size());
+    } else if (v.GetType() == QXValue::kInt64 && v.AsLong() > kInt32Max &&
+               v.AsLong() <= kUint32Max) {
+        char hex[16];
+        const int n =
+            std::snprintf(hex, sizeof hex, "0x%lx", static_cast<unsigned long>(v.AsLong()));
+        v.SetString(hex, static_cast<std::size_t>(n));
     }
 }
 
@@ -133,7 +149,12 @@ void JoinNameRanges(std::vector<MMLParaStruct>& paras) {
     out.reserve(paras.size());
     for (std::size_t i = 0; i < paras.size();) {
         MMLParaStruct& p = paras[i];
-        if (!IsInt32(p.name) || !p.objects.empty()) {
+        if (IsInt32(p.name) && !p.objects.empty()) {  // "1" alone would read as 64 bits
+            p.name = RangeText(p.name.AsLong(), p.name.AsLong());
+            out.push_back(std::move(paras[i++]));
+            continue;
+        }
+        if (!IsInt32(p.name)) {
             Quote(p.name);
             out.push_back(std::move(paras[i++]));
             continue;
@@ -182,8 +203,14 @@ void AppendJson(const std::string& file, const std::string& name,
                 const NSQX_script::TScriptCmd& cmd, std::string& out) {
     out += "{\"file\":" + JsonText(file) + ",\"line\":" + std::to_string(cmd.GetLineNo()) +
            ",\"name\":" + JsonText(name) + ",\"code\":" + std::to_string(cmd.GetCmdCode()) +
-           ",\"parameters\":[";
-    std::vector<Frame> stack{{&cmd.GetParaList(), nullptr, 0}};
+           ",\"parameters\":";
+    AppendJsonParameters(cmd.GetParaList(), out);
+    out += '}';
+}
+
+void AppendJsonParameters(const std::vector<MMLParaStruct>& paras, std::string& out) {
+    out += '[';
+    std::vector<Frame> stack{{&paras, nullptr, 0}};
     while (!stack.empty()) {
         Frame& top = stack.back();
         if (top.list != nullptr) {
@@ -195,6 +222,11 @@ void AppendJson(const std::string& file, const std::string& name,
             if (top.next != 0) out += ',';
             const MMLParaStruct& p = (*top.list)[top.next++];
             out += "{\"name\":" + JsonText(p.name.As_std_string());
+            if (p.name.GetType() != QXValue::kString) {
+                out += ",\"nameType\":\"";
+                out += TypeName(p.name.GetType());
+                out += '"';
+            }
             if (!p.values.empty()) {
                 out += ",\"values\":[";
                 for (std::size_t i = 0; i < p.values.size(); ++i) {
@@ -221,7 +253,6 @@ void AppendJson(const std::string& file, const std::string& name,
             stack.push_back({group, nullptr, 0});
         }
     }
-    out += '}';
 }
 
 void AppendText(const std::string& file, const std::string& name,
@@ -262,6 +293,43 @@ void AppendText(const std::string& file, const std::string& name,
             stack.push_back({group, nullptr, 0});
         }
     }
+}
+
+void AppendScriptParameters(const std::vector<MMLParaStruct>& paras, std::string& out) {
+    std::vector<Frame> stack{{&paras, nullptr, 0}};
+    while (!stack.empty()) {
+        Frame& top = stack.back();
+        if (top.list != nullptr) {
+            if (top.next == top.list->size()) {
+                stack.pop_back();
+                if (!stack.empty()) out += '}';
+                continue;
+            }
+            if (top.next != 0) out += ", ";
+            const MMLParaStruct& p = (*top.list)[top.next++];
+            out += p.name.As_std_string() + "=";
+            for (std::size_t i = 0; i < p.values.size(); ++i) {
+                if (i != 0) out += '&';
+                out += p.values[i].As_std_string();
+            }
+            if (!p.objects.empty()) stack.push_back({nullptr, &p, 0});
+        } else {
+            if (top.next == top.para->objects.size()) {
+                stack.pop_back();
+                continue;
+            }
+            out += top.next != 0 ? "&{" : "{";
+            const std::vector<MMLParaStruct>* group = &top.para->objects[top.next++];
+            stack.push_back({group, nullptr, 0});
+        }
+    }
+}
+
+std::string ScriptText(const std::string& name, std::vector<MMLParaStruct> paras) {
+    PrepareForWriting(paras);
+    std::string out = ":" + name + ":{";
+    AppendScriptParameters(paras, out);
+    return out + "};";
 }
 
 }  // namespace qxscript

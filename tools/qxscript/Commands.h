@@ -91,4 +91,24 @@ FindingCounts ReportFindings(const ScriptSource& source, FILE* out);
 // file cannot be used.
 bool SetUpNames(const CommonOptions& common);
 
+struct DiffOptions {
+    std::string first;
+    std::string second;
+    std::string keys;  // --keys: "cmd-name param1,param2" lines
+    bool unorderedValues = false;
+    std::string format = "text";
+    std::string script;  // --script: the new and changed commands of the second script
+};
+
+struct BuildOptions {
+    std::string file = "-";
+    std::string output;
+    std::string encoding;   // empty: as the configuration says (UTF-8 by default)
+    unsigned int type = 1;  // script type of the header
+    std::string created;    // seconds since 1970 or "now"; empty: $SOURCE_DATE_EPOCH, else 0
+};
+
+int RunDiff(const CommonOptions& common, const DiffOptions& opts);
+int RunBuild(const BuildOptions& opts);
+
 }  // namespace qxscript

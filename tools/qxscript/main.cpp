@@ -248,6 +248,75 @@ int main(int argc, char** argv) {
         "Example:\n  qxscript name analyse dir/NE_9-3_cfg_(GBK).txt\n"
         "  -> dir/NE_9-3_cfg_(GBK).txt: prefix=NE ne=9-3 (0x00090003) ip=-");
 
+    DiffOptions diff;
+    CLI::App* diffCmd =
+        app.add_subcommand("diff", "Show what an import would see differently in two scripts");
+    diffCmd->add_option("A", diff.first, "The script before (- for standard input)")->required();
+    diffCmd->add_option("B", diff.second, "The script after (- for standard input)")->required();
+    AddCommonOptions(*diffCmd, common);
+    diffCmd->add_option("--keys", diff.keys,
+                        "File of \"cmd-name param1,param2\" lines: the parameters that identify "
+                        "the object a command sets up");
+    diffCmd->add_flag("--unordered-values", diff.unorderedValues,
+                      "Compare \"&\" lists as sets (order and repeats do not count)");
+    diffCmd->add_option("--format", diff.format, "text or json (one difference per line)")
+        ->check(CLI::IsMember({"text", "json"}));
+    diffCmd->add_option("--script", diff.script,
+                        "Also write the commands of B that are new or changed, through the "
+                        "library's writer, as a script to import");
+    diffCmd->footer(
+        "Compares commands as they read, not text: encodings, layout, line wrapping, comments, "
+        "blank lines and the header make no difference, nor does the order of commands or of "
+        "the parameters of one command. Commands form a multiset (a command twice in A and once "
+        "in B is one removal). Commands not in both pair when their name and key parameters "
+        "(--keys; without keys, or for names the file does not list: their first parameter) "
+        "agree, and then show each parameter added, removed or changed, down into groups, which "
+        "compare position by position; others show as removed or added. Values compare by "
+        "value and type: 0x1f equals 31 and \"abc\" equals abc, but a range member (int32) "
+        "differs from the same number written alone (int64).\n"
+        "Text output: \"- A:LINE :cmd:{...};\" for a command only in A, \"+ B:LINE ...\" for "
+        "one only in B, and \"~ A:LINE B:LINE cmd KEY: CHANGE\" for each difference of a pair, "
+        "where CHANGE is \"+ PATH=VALUES\", \"- PATH=VALUES\" or \"PATH: OLD -> NEW\" and a "
+        "PATH into groups reads \"vlan{2}.id\". JSON lines: {\"change\": \"removed\"|\"added\", "
+        "\"a\"|\"b\": {\"file\", \"line\"}, \"name\", \"parameters\"} and {\"change\": "
+        "\"changed\", \"a\", \"b\", \"name\", \"key\", \"path\", \"old\", \"new\"} with "
+        "parameters as dump gives them (null for none).\n"
+        "Exit status: 0 equal, 1 different, 2 trouble (a file that cannot be read, a command "
+        "that cannot be parsed: nothing is compared then).\n"
+        "Memory: both scripts' commands are held at once, about their parsed size.\n"
+        "Example:\n  qxscript diff --keys keys.txt --script changes.txt before.txt after.txt");
+
+    BuildOptions build;
+    CLI::App* buildCmd = app.add_subcommand(
+        "build", "Write a script from dump's JSON lines through the library's writer");
+    buildCmd->add_option("FILE", build.file, "JSON lines (default: - for standard input)");
+    buildCmd->add_option("-o,--output", build.output, "Output script (- for standard output)")
+        ->required();
+    buildCmd
+        ->add_option("--encoding", build.encoding,
+                     std::string("Encoding of the output: ") + kEncodings)
+        ->check(CLI::IsMember({"UTF-8", "GBK", "ISO8859-1"}));
+    buildCmd
+        ->add_option("--type", build.type,
+                     "Script type of the header (1 NE configuration, 2 NE port names, 3 network, "
+                     "4 NE list, ...; default 1)")
+        ->check(CLI::IsMember({1, 2, 3, 4, 5, 6, 7, 10, 15, 40}));
+    buildCmd->add_option("--created", build.created,
+                         "Creation time of the header, in seconds since 1970 (shown in local "
+                         "time), or now; default $SOURCE_DATE_EPOCH, else 0");
+    buildCmd->footer(
+        "Each line is one object as dump --format json gives it (\"file\", \"line\" and "
+        "\"code\" are not needed; names get codes in order of first appearance), described in "
+        "docs/dump.schema.json. The script reads back as the same commands with the same values "
+        "and types, and the same input gives the same bytes: the header's creation time is "
+        "fixed (--created) and its \"Created by\" names the user who runs build. The output is put "
+        "in place as fmt puts it. A line that is not JSON, "
+        "not a command, or holds a value a script cannot hold (an integer beyond -2147483648.."
+        "4294967295, a text with a double quote not escaped by a backslash, ...) gives "
+        "FILE:LINE[:COL]: error: REASON, exit status 1 and no output.\n"
+        "Example:\n  qxscript dump --format json examples/scripts/ne_config.txt | jq -c "
+        "'select(.name != \"cfg-add-user\")' | qxscript build -o ne_config_new.txt");
+
     bool markdown = false;
     std::string helpOut;
     CLI::App* helpAll = app.add_subcommand("help-all", "Print the help of every subcommand");
@@ -255,7 +324,8 @@ int main(int argc, char** argv) {
     helpAll->add_flag("--markdown", markdown, "As Markdown");
     helpAll->add_option("-o,--output", helpOut, "Write to this file");
 
-    for (CLI::App* sub : {checkCmd, dumpCmd, fmtCmd, slotsCmd, enumCmd, nameCmd, genCmd, anaCmd}) {
+    for (CLI::App* sub : {checkCmd, dumpCmd, fmtCmd, slotsCmd, enumCmd, nameCmd, genCmd, anaCmd,
+                          diffCmd, buildCmd}) {
         sub->fallthrough();
     }
 
@@ -290,6 +360,8 @@ int main(int argc, char** argv) {
         if (enumCmd->parsed()) return RunEnum(common, enumOpts);
         if (genCmd->parsed()) return RunNameGenerate(nameOpts);
         if (anaCmd->parsed()) return RunNameAnalyse(nameOpts);
+        if (diffCmd->parsed()) return RunDiff(common, diff);
+        if (buildCmd->parsed()) return RunBuild(build);
     } catch (const std::exception& e) {  // out of memory and the like: no half-done output
         Error(e.what());
     }

@@ -1,0 +1,140 @@
+// What dump shows of a script, build writes back: every command the reader takes from any bytes
+// turns into dump's JSON, that JSON reads back (ParseJsonCommand) into a script written through
+// the library's writer, and reading that script gives the same JSON again, command by command.
+// Writing the commands read back gives the very same bytes as the first writing, so a build
+// from the same JSON is reproducible. Skipped: inputs whose written commands exceed what a
+// reader takes (ranges expand when written as lists are not, but a long text stays long).
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "fuzz/FuzzFiles.h"
+#include "parser/ParseBuilder.h"
+#include "qx_platform/Control.h"
+#include "qx_scriptutil/CmdNameConvert.h"
+#include "qx_scriptutil/TScriptFileImpl.h"
+#include "tools/qxscript/CommandView.h"
+#include "tools/qxscript/JsonCommand.h"
+
+using namespace NSQX_script;
+
+namespace {
+
+std::string g_dir;
+
+void RemoveFiles() {
+    for (const char* name : {"in.txt", "once.txt", "twice.txt"}) {
+        std::remove((g_dir + name).c_str());
+    }
+    rmdir(g_dir.c_str());
+}
+
+const char* const kNames[] = {"a", "b", "x", "cfg-set", "cfg-add"};
+
+// Every command of the file, in order.
+std::vector<TScriptCmd> ReadAll(const std::string& path) {
+    TScriptFileImpl file(1);
+    if (!file.OpenForRead(1, nullptr, path.c_str())) std::abort();
+    file.GoToFirstCommand();
+    std::vector<TScriptCmd> cmds;
+    TScriptCmd cmd;
+    while (file.GetOneCommand(cmd)) cmds.push_back(cmd);
+    return cmds;
+}
+
+std::string Json(const TScriptCmd& cmd) {
+    std::string name;
+    if (!CmdNameConvert::GetCorrespondCmdName(name, cmd.GetCmdCode())) std::abort();
+    std::string out;
+    qxscript::AppendJsonParameters(cmd.GetParaList(), out);
+    return name + out;
+}
+
+// The commands of the JSON texts, as build turns them into commands.
+std::vector<TScriptCmd> Build(const std::vector<TScriptCmd>& read) {
+    std::vector<TScriptCmd> out;
+    std::string line;
+    qxscript::JsonCommand parsed;
+    qxscript::JsonCommandError error;
+    for (const TScriptCmd& cmd : read) {
+        std::string name;
+        CmdNameConvert::GetCorrespondCmdName(name, cmd.GetCmdCode());
+        line.clear();
+        qxscript::AppendJson("f", name, cmd, line);
+        if (!qxscript::ParseJsonCommand(line, parsed, error)) {
+            std::fprintf(stderr, "%s\n%s\n", line.c_str(), error.reason.c_str());
+            std::abort();
+        }
+        unsigned long code = 0;
+        if (!CmdNameConvert::GetCorrespondCmdID(parsed.name.c_str(), code)) std::abort();
+        out.emplace_back(code);
+        out.back().GetParaList().swap(parsed.paras);
+    }
+    return out;
+}
+
+// Writes the commands as build does; false when one is too long for a reader.
+bool Write(const std::string& path, std::vector<TScriptCmd> cmds) {
+    TScriptFileImpl file(1);
+    if (!file.OpenForWrite(1, nullptr, path.c_str(), 0, true)) std::abort();
+    for (TScriptCmd& cmd : cmds) {
+        if (cmd.GetParaList().empty()) {
+            std::string name;
+            CmdNameConvert::GetCorrespondCmdName(name, cmd.GetCmdCode());
+            if (!file.WriteString((":" + name + ":{};\n\n").c_str())) std::abort();
+            continue;
+        }
+        qxscript::PrepareForWriting(cmd.GetParaList());
+        if (!file.WriteCommand(cmd)) return false;
+    }
+    return true;
+}
+
+std::string Bytes(const std::string& path) {
+    std::string out;
+    if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
+        char buf[4096];
+        for (std::size_t n; (n = std::fread(buf, 1, sizeof buf, f)) > 0;) out.append(buf, n);
+        std::fclose(f);
+    }
+    return out;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+    NSQX_script::parser::SetValueBudget(std::size_t{1} << 16);
+    unsigned long id = 700;
+    for (const char* name : kNames) CmdNameConvert::AddCmdNameIDMap(name, ++id);
+    qxp::SetFixedTime(0);
+    g_dir = fuzz_files::MakeDir("qx_fuzz_dump_build");
+    std::atexit(RemoveFiles);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string in = g_dir + "in.txt";
+    const std::string once = g_dir + "once.txt";
+    const std::string twice = g_dir + "twice.txt";
+    const std::string header = "// encoding=\"UTF-8\"\n";
+    std::string script = header;
+    script.append(reinterpret_cast<const char*>(data), size);
+    if (!fuzz_files::Store(in, script.data(), script.size())) return 0;
+
+    const std::vector<TScriptCmd> first = ReadAll(in);
+    if (!Write(once, Build(first))) return 0;
+    const std::vector<TScriptCmd> second = ReadAll(once);
+    if (second.size() != first.size()) std::abort();
+    for (std::size_t i = 0; i < first.size(); ++i) {
+        if (Json(first[i]) != Json(second[i])) {
+            std::fprintf(stderr, "%s\n%s\n", Json(first[i]).c_str(), Json(second[i]).c_str());
+            std::abort();
+        }
+    }
+    if (!Write(twice, Build(second)) || Bytes(once) != Bytes(twice)) std::abort();
+    return 0;
+}

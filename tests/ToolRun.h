@@ -1,0 +1,114 @@
+#pragma once
+
+// Runs the qxscript tool as a process, for the tests of its subcommands.
+
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <initializer_list>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/TestFiles.h"
+
+namespace tool_run {
+
+namespace fs = std::filesystem;
+
+struct ToolRun {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+// Whether text holds every part; a failure shows the whole text.
+inline ::testing::AssertionResult Contains(const std::string& text,
+                                           std::initializer_list<std::string> parts) {
+    for (const std::string& part : parts) {
+        if (text.find(part) == std::string::npos)
+            return ::testing::AssertionFailure() << "no \"" << part << "\" in:\n" << text;
+    }
+    return ::testing::AssertionSuccess();
+}
+
+inline std::string Quote(const std::string& arg) {
+    std::string out = "'";
+    for (char c : arg) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return out + "'";
+}
+
+// The tool next to the test's build directory (../tools/qxscript), or $QXSCRIPT; a scratch
+// directory for each test.
+class ToolFixture : public ::testing::Test {
+  protected:
+    static fs::path Repo() { return fs::path(test_files::DataDir()).parent_path().parent_path(); }
+    static std::string Example(const std::string& name) {
+        return (Repo() / "examples" / name).string();
+    }
+    static fs::path Tool() {
+        if (const char* env = std::getenv("QXSCRIPT")) return env;
+        return fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "tools" /
+               "qxscript";
+    }
+
+    void SetUp() override {
+        ASSERT_TRUE(fs::exists(Tool())) << Tool();
+        ASSERT_TRUE(tmp_.ok());
+    }
+
+    // Runs the tool with standard input from a file.
+    ToolRun Exec(const std::vector<std::string>& args,
+                 const std::string& stdinPath = "/dev/null") const {
+        std::string cmd = Quote(Tool().string());
+        for (const std::string& a : args) cmd += " " + Quote(a);
+        const std::string out = outDir_.path() + "/stdout";
+        const std::string err = outDir_.path() + "/stderr";
+        cmd += " <" + Quote(stdinPath) + " >" + Quote(out) + " 2>" + Quote(err);
+        if (!cwd_.empty()) cmd = "cd " + Quote(cwd_) + " && " + cmd;
+        const int rc = std::system(cmd.c_str());
+        ToolRun run{WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, test_files::ReadFile(out),
+                    test_files::ReadFile(err)};
+        fs::remove(out);
+        fs::remove(err);
+        return run;
+    }
+
+    // A run that must end with the given exit status.
+    ToolRun Run(int status, const std::vector<std::string>& args,
+                const std::string& stdinPath = "/dev/null") const {
+        ToolRun run = Exec(args, stdinPath);
+        EXPECT_EQ(run.status, status) << ::testing::PrintToString(args) << "\n" << run.err;
+        return run;
+    }
+
+    // The commands of a script as dump shows them, without file and line.
+    std::vector<nlohmann::json> Commands(const std::string& script) const {
+        std::istringstream lines(Run(0, {"dump", "--format", "json", script}).out);
+        std::vector<nlohmann::json> cmds;
+        for (std::string line; std::getline(lines, line);) {
+            nlohmann::json cmd = nlohmann::json::parse(line);
+            cmd.erase("file");
+            cmd.erase("line");
+            cmds.push_back(cmd);
+        }
+        return cmds;
+    }
+
+    std::string Path(const std::string& name) const { return dir_ + "/" + name; }
+    std::string Write(const std::string& name, const std::string& content) const {
+        test_files::WriteFile(Path(name), content);
+        return Path(name);
+    }
+
+    test_files::TempDir tmp_{"qxscript_tool"};
+    test_files::TempDir outDir_{"qxscript_out"};  // the tool's standard output and error
+    const std::string dir_ = tmp_.path();
+    std::string cwd_;  // where the tool runs; empty: here
+};
+
+}  // namespace tool_run

@@ -8,8 +8,8 @@
 
 #include "CommandNames.h"
 #include "Commands.h"
-#include "ConfigRoot.h"
 #include "EnumTables.h"
+#include "FileChecks.h"
 #include "JsonCommand.h"
 #include "Output.h"
 #include "ScriptSink.h"
@@ -121,11 +121,10 @@ int RunBuild(const BuildOptions& opts) {
     }
     std::istream& in = fromStdin ? std::cin : file;
 
-    ConfigRoot root;
-    EnumTables tables(root);
+    EnumTables tables;
     EnumSettings settings;
     settings.encoding = opts.encoding.empty() ? -1 : EncodingSetting(opts.encoding);
-    if (!root.Create(error) || !tables.Load(settings, error)) {
+    if (!tables.Load(settings, error)) {
         Error(error);
         return kExitUsage;
     }

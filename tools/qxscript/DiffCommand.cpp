@@ -6,8 +6,8 @@
 #include "CommandNames.h"
 #include "CommandView.h"
 #include "Commands.h"
-#include "ConfigRoot.h"
 #include "EnumTables.h"
+#include "FileChecks.h"
 #include "Findings.h"
 #include "Output.h"
 #include "ScriptDiff.h"
@@ -176,14 +176,13 @@ int WriteScript(const std::string& target, const ReadScript& b,
         if (c.kind != CommandChange::kRemoved) wanted.push_back(c.b);
     }
     std::sort(wanted.begin(), wanted.end());
-    ConfigRoot root;
-    EnumTables tables(root);
+    EnumTables tables;
     EnumSettings settings;
     settings.encoding = EncodingSetting(b.encoding);
     settings.scriptVersion = static_cast<long>(b.version);
     if (!b.emsVersion.empty()) qxp::SetServerVersionName(b.emsVersion);
     std::string error;
-    if (!root.Create(error) || !tables.Load(settings, error)) {
+    if (!tables.Load(settings, error)) {
         Error(error);
         return kExitUsage;
     }

@@ -10,7 +10,7 @@
 #include <unordered_map>
 
 #include "CommandView.h"
-#include "ConfigRoot.h"
+#include "FileChecks.h"
 #include "ScriptSource.h"
 
 namespace qxscript {

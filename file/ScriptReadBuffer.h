@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstdio>
 #include <memory>
 #include <string>
 
 #include "file/CommandLocator.h"
+#include "qx_platform/Env.h"
 #include "qx_scriptutil/ScriptDiagnostic.h"
 #include "qx_scriptutil/TScriptCmd.h"
 
@@ -14,12 +14,9 @@ namespace NSQX_script {
 constexpr std::size_t kMaxCommandText = 131071;
 
 // Buffered input of a script file and the command gatherer's working memory, reused from one
-// command to the next, and the buffer of the stream of a file being written. Belongs to one
-// TScriptFileImpl.
+// command to the next. Belongs to one ScriptReader.
 struct ScriptReadBuffer {
     static constexpr std::size_t kSize = 64 * 1024;
-    // Written text reaches the kernel in blocks of this size.
-    static constexpr std::size_t kWriteSize = 64 * 1024;
 
     std::unique_ptr<char[]> data{new char[kSize]};
     std::size_t pos = 0;
@@ -31,8 +28,8 @@ struct ScriptReadBuffer {
     bool boardInfo = false;  // the marker was seen: nothing after it is a command
     bool capped = false;     // the text reached the parser's limit; later bytes are not kept
     bool overlong = false;   // the trimmed text is known to exceed the parser's limit
-    std::string raw;         // the gathered bytes, in the file's encoding; when writing, scratch
-    std::string text;        // the text converted to UTF-8; when writing, the converted text
+    std::string raw;         // the gathered bytes, in the file's encoding
+    std::string text;        // the text converted to UTF-8
     MMLCmdStruct parsed;     // the parse target
     TScriptCmd spare;        // a handed-out command whose storage the next one reuses
     // Kept only while a diagnostic sink listens: the file bytes of the command being gathered.
@@ -43,14 +40,12 @@ struct ScriptReadBuffer {
     bool openComment = false;
     unsigned long commentLine = 0;
     TScriptDiagnostic comment;
-    // The write stream's buffer; it outlives the stream, which is closed before this goes.
-    std::unique_ptr<char[]> out;
 
-    // Refills from the stream; false at its end or on a read error, keeping what the buffer
+    // Refills from the file; false at its end or on a read error, keeping what the buffer
     // holds (so that a buffer that holds the whole start of the file can be read again).
-    bool Fill(FILE* stream) {
-        const std::size_t n = stream ? std::fread(data.get(), 1, kSize, stream) : 0;
-        if (n == 0) return false;
+    bool Fill(qxp::ReadableFile* file) {
+        std::size_t n = 0;
+        if (file == nullptr || !file->Read(data.get(), kSize, &n).ok() || n == 0) return false;
         pos = 0;
         end = n;
         holdsStart = false;

@@ -1,4 +1,5 @@
-// Writing script files: opening, the two header forms, the string writer and the body.
+// The writing side of the script file object: opening, the two header forms, joining files and
+// the body, through its ScriptWriter.
 
 #include <algorithm>
 #include <cstdint>
@@ -8,8 +9,11 @@
 #include <string_view>
 
 #include "cmd/CommandLayout.h"
+#include "file/CommandList.h"
+#include "file/ScriptContext.h"
 #include "file/ScriptReader.h"
-#include "qx_platform/CodeSet.h"
+#include "file/ScriptWriter.h"
+#include "qx_platform/Env.h"
 #include "qx_platform/Files.h"
 #include "qx_platform/Settings.h"
 #include "qx_platform/Strings.h"
@@ -48,58 +52,6 @@ std::string CreationLine(int userId) {
            qxp::OrinGetUserName(userId) + "\n";
 }
 
-bool IsAscii(std::string_view text) {
-    const unsigned char* p = reinterpret_cast<const unsigned char*>(text.data());
-    const unsigned char* const end = p + text.size();
-    std::uint64_t bits = 0;
-    for (; end - p >= 8; p += 8) {
-        std::uint64_t word;
-        std::memcpy(&word, p, 8);
-        bits |= word;
-    }
-    for (; p < end; ++p) bits |= *p;
-    return (bits & 0x8080808080808080ull) == 0;
-}
-
-// Converts UTF-8 text into the file's encoding and writes it with one write; false on a short
-// write. ASCII reads the same in all three encodings and is written as it is.
-bool WriteEncoded(FILE* stream, const std::string& encoding, std::string_view text, bool ascii,
-                  ScriptReadBuffer& work) {
-    std::string_view bytes = text;
-    if (!ascii) {
-        std::string& in = work.raw;
-        std::string& out = work.text;
-        in.assign(text.data(), text.size());
-        bytes = in;
-        if (qxp::OrinCodeSetConvert("UTF-8", encoding.c_str(), in, out)) {
-            bytes = out;
-        } else {
-            // The other single-byte encoding is tried before writing the text unconverted;
-            // the header still names the file's own encoding.
-            const char* second =
-                encoding == "GBK" ? "ISO8859-1" : (encoding == "ISO8859-1" ? "GBK" : "");
-            if (qxp::OrinCodeSetConvert("UTF-8", second, in, out)) {
-                bytes = out;
-            } else {
-                qxp::QXTrace(
-                    qxp::kTraceError,
-                    "Script export write string failed! It will write originally str. %s to %s",
-                    in.c_str(), encoding.c_str());
-            }
-        }
-    }
-    return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size();
-}
-
-// Writes a rendered command or parameter list; false on a short write or without a stream.
-bool WriteRendered(FILE* stream, int openMode, const std::string& encoding,
-                   const CommandLayout& layout, ScriptReadBuffer& work) {
-    if (stream == nullptr || openMode != 1) return false;
-    const std::string_view text = layout.View();
-    if (text.empty()) return true;
-    return WriteEncoded(stream, encoding, text, layout.IsAscii(), work);
-}
-
 void SetThreadWriteError() {
     QXScriptErrMgr::Instance()->m_errorCode = kScriptErrWriteFailed;
 }
@@ -110,90 +62,8 @@ CommandLayout& ThreadLayout() {
     return layout;
 }
 
-}  // namespace
-
-bool TScriptFileImpl::SetEncoding(const char* encoding) {
-    if (encoding == nullptr) return false;
-    const std::string name = encoding;
-    if (name != "UTF-8" && name != "GBK" && name != "ISO8859-1") return false;
-    m_encoding = name;
-    return true;
-}
-
-bool TScriptFileImpl::OpenForWrite(unsigned int scriptType, const char* directory,
-                                   const char* fileName, int userId, bool withHeader) {
-    if (fileName == nullptr) return false;
-    m_currNEID = GetNEIDFromFileName(fileName);
-    m_slotConvertWanted =
-        m_currNEID == 0 || QXConvertDataStorage::Instance()->IsNEINDEVMap(m_currNEID);
-
-    if (!OpenForWriteNoHead(directory, fileName, withHeader)) return false;
-    m_hasSlotFlag = true;
-    if (withHeader) {
-        long slotVersion = 1;
-        const bool read = ValueS2C(slotVersion, std::string("curslotversion"), 0,
-                                   std::string("slotversion"), 0) != 0;
-        m_slotFlag11 = !(read && slotVersion == 0);
-        WriteString(m_slotFlag11 ? "// SlotFlagVer=1.1 \n" : "// SlotFlagVer=1.0 \n");
-        WriteNMVersion(m_stream);
-        ++m_outputLine;
-        const std::string versionLine =
-            "//{{script_version=" + VersionText(ConfiguredScriptVersion(m_scriptVersion)) + "}}\n";
-        WriteString(versionLine.c_str());
-        WriteScriptExporterInfo(scriptType, qxp::OrinGetUserName(userId).c_str());
-    }
-    ChooseSlotType();
-    return true;
-}
-
-bool TScriptFileImpl::OpenForWriteNoHead(const char* directory, const char* fileName, bool mode) {
-    if (fileName == nullptr) return false;
-    std::string path;
-    if (!BuildPath(directory, fileName, path)) return false;
-    CloseStream();
-    if (!m_file) m_file.reset(new qxp::OrinFile);
-    m_openMode = 1;
-    m_outputLine = 1;
-    m_file->Open(path.c_str(), mode ? qxp::kOrinWriteWithHeader : qxp::kOrinWriteNoHeader);
-    m_stream = m_file->GetStream();
-    if (m_stream == nullptr) {
-        qxp::QXTrace(qxp::kTraceError, "Open Script File for write error!filename:%s, lasterr:%d\n",
-                     path.c_str(), qxp::OrinGetLastError());
-        return false;
-    }
-    // glibc ignores the size asked for unless it is given the buffer too.
-    if (!m_reader->out) m_reader->out.reset(new char[ScriptReadBuffer::kWriteSize]);
-    std::setvbuf(m_stream, m_reader->out.get(), _IOFBF, ScriptReadBuffer::kWriteSize);
-    return true;
-}
-
-void TScriptFileImpl::WriteNMVersion(FILE* stream) {
-    if (stream == nullptr) return;
-    const std::string name = qxp::OrinGetServerVersionName();
-    std::fprintf(stream, "// EMS version = %s\n", name.empty() ? "unknown" : name.c_str());
-}
-
-bool TScriptFileImpl::WriteScriptExporterInfo(unsigned int scriptType, const char* userName) {
-    const char* title = ScriptTypeTitle(scriptType);
-    if (title == nullptr) {
-        qxp::QXTrace(qxp::kTraceError,
-                     "Input Unknown ScriptType in TScriptFileImpl::WriteScriptExporterInfo, "
-                     "eScriptType is %u\n",
-                     scriptType);
-        return false;
-    }
-    const qxp::QXTime local = qxp::QXUTC2LOCAL(qxp::QXGetSystemTime());
-    std::string block = "// ";
-    block += title;
-    block += "\n// " + qxp::QXFormatTime(local, "%Y-%m-%d %H:%M:%S") + " Created by " +
-             (userName ? userName : "") + "\n";
-    block += "// encoding=\"" + m_encoding + "\"\n\n";
-    return WriteString(block.c_str());
-}
-
-bool TScriptFileImpl::WriteStandaloneHeader(FILE* stream, const char* title, int userId,
-                                            const char* encoding) {
-    if (stream == nullptr) return false;
+// The second header form, as one block.
+std::string StandaloneHeader(const char* title, int userId, const char* encoding) {
     std::string header = "// SlotFlagVer=1.1 \n";
     char name[1024];
     header += "// EMS version = ";
@@ -220,6 +90,110 @@ bool TScriptFileImpl::WriteStandaloneHeader(FILE* stream, const char* title, int
     header += "// encoding=\"";
     header += (encoding != nullptr && encoding[0] != '\0') ? encoding : "UTF-8";
     header += "\"\n\n\n";
+    return header;
+}
+
+std::string NMVersionLine() {
+    const std::string name = qxp::OrinGetServerVersionName();
+    return "// EMS version = " + (name.empty() ? std::string("unknown") : name) + "\n";
+}
+
+}  // namespace
+
+bool TScriptFileImpl::SetEncoding(const char* encoding) {
+    if (encoding == nullptr) return false;
+    const std::string name = encoding;
+    if (name != "UTF-8" && name != "GBK" && name != "ISO8859-1") return false;
+    m_context->encoding = name;
+    return true;
+}
+
+bool TScriptFileImpl::Writing() const {
+    return m_openMode == OpenMode::kWrite && m_writer->IsOpen();
+}
+
+bool TScriptFileImpl::Close() {
+    m_reader->Close();
+    const qxp::Status s = m_writer->Close();
+    if (s.ok()) return true;
+    Failed(s.code(), s.message());
+    SetThreadWriteError();
+    return false;
+}
+
+bool TScriptFileImpl::OpenForWrite(unsigned int scriptType, const char* directory,
+                                   const char* fileName, int userId, bool withHeader) {
+    if (fileName == nullptr) return false;
+    ScriptContext& context = *m_context;
+    context.neId = GetNEIDFromFileName(fileName);
+    context.slotConvertWanted =
+        context.neId == 0 || QXConvertDataStorage::Instance()->IsNEINDEVMap(context.neId);
+
+    if (!OpenForWriteNoHead(directory, fileName, withHeader)) return false;
+    m_hasSlotFlag = true;
+    if (withHeader) {
+        long slotVersion = 1;
+        const bool read = ValueS2C(slotVersion, std::string("curslotversion"), 0,
+                                   std::string("slotversion"), 0) != 0;
+        m_slotFlag11 = !(read && slotVersion == 0);
+        WriteString(m_slotFlag11 ? "// SlotFlagVer=1.1 \n" : "// SlotFlagVer=1.0 \n");
+        // The version line goes out as it is, not through the encoding.
+        m_writer->WriteBytes(NMVersionLine(), context);
+        const std::string versionLine =
+            "//{{script_version=" + VersionText(ConfiguredScriptVersion(context.version)) + "}}\n";
+        WriteString(versionLine.c_str());
+        WriteScriptExporterInfo(scriptType, qxp::OrinGetUserName(userId).c_str());
+    }
+    ChooseSlotType();
+    return true;
+}
+
+bool TScriptFileImpl::OpenForWriteNoHead(const char* directory, const char* fileName, bool mode) {
+    if (fileName == nullptr) return false;
+    std::string path;
+    if (!BuildPath(directory, fileName, path)) return false;
+    CloseStream();
+    m_openMode = OpenMode::kWrite;
+    // Both modes create or truncate: the header is the caller's business.
+    (void)mode;
+    const qxp::Status opened = m_writer->Open(Env(), path, qxp::WriteMode::kTruncate);
+    if (!opened.ok()) {
+        Failed(opened.code(), opened.message());
+        qxp::QXTrace(qxp::kTraceError, "Open Script File for write error!filename:%s, lasterr:%d\n",
+                     path.c_str(), opened.code());
+        return false;
+    }
+    return true;
+}
+
+void TScriptFileImpl::WriteNMVersion(FILE* stream) {
+    if (stream == nullptr) return;
+    const std::string line = NMVersionLine();
+    std::fwrite(line.data(), 1, line.size(), stream);
+}
+
+bool TScriptFileImpl::WriteScriptExporterInfo(unsigned int scriptType, const char* userName) {
+    const char* title = ScriptTypeTitle(scriptType);
+    if (title == nullptr) {
+        qxp::QXTrace(qxp::kTraceError,
+                     "Input Unknown ScriptType in TScriptFileImpl::WriteScriptExporterInfo, "
+                     "eScriptType is %u\n",
+                     scriptType);
+        return false;
+    }
+    const qxp::QXTime local = qxp::QXUTC2LOCAL(qxp::QXGetSystemTime());
+    std::string block = "// ";
+    block += title;
+    block += "\n// " + qxp::QXFormatTime(local, "%Y-%m-%d %H:%M:%S") + " Created by " +
+             (userName ? userName : "") + "\n";
+    block += "// encoding=\"" + m_context->encoding + "\"\n\n";
+    return WriteString(block.c_str());
+}
+
+bool TScriptFileImpl::WriteStandaloneHeader(FILE* stream, const char* title, int userId,
+                                            const char* encoding) {
+    if (stream == nullptr) return false;
+    const std::string header = StandaloneHeader(title, userId, encoding);
     return std::fwrite(header.data(), 1, header.size(), stream) == header.size();
 }
 
@@ -232,10 +206,10 @@ bool TScriptFileImpl::OpenForAppend(const char* directory, const char* targetNam
     CloseStream();
     m_fileName = newName;
     m_directory = dir;
-    m_openMode = 1;
+    m_openMode = OpenMode::kWrite;
 
-    m_stream = qxp::OrinFileOpen(pathA.c_str(), "a", "UTF-8");
-    if (m_stream == nullptr) {
+    FILE* const out = qxp::OrinFileOpen(pathA.c_str(), "a", "UTF-8");
+    if (out == nullptr) {
         qxp::QXTrace(qxp::kTraceError, "Open Script File for write error!filename:%s, lasterr:%d\n",
                      pathA.c_str(), qxp::OrinGetLastError());
         return false;
@@ -244,9 +218,7 @@ bool TScriptFileImpl::OpenForAppend(const char* directory, const char* targetNam
     if (target == nullptr) {
         qxp::QXTrace(qxp::kTraceError, "Open Script File for read error!filename:%s, lasterr:%d\n",
                      pathB.c_str(), qxp::OrinGetLastError());
-        // The new file was opened here, not through the platform file object: close it here.
-        qxp::OrinFileClose(m_stream);
-        m_stream = nullptr;
+        qxp::OrinFileClose(out);
         return false;
     }
     // Whole 254-byte chunks, zero-padded: the end of the target is only noticed after a read,
@@ -256,7 +228,7 @@ bool TScriptFileImpl::OpenForAppend(const char* directory, const char* targetNam
     while (!std::feof(target)) {
         std::memset(chunk, 0, sizeof chunk);
         std::fread(chunk, 1, 254, target);
-        if (std::ferror(target) || std::fwrite(chunk, 1, 254, m_stream) != 254) {
+        if (std::ferror(target) || std::fwrite(chunk, 1, 254, out) != 254) {
             copied = false;
             break;
         }
@@ -267,9 +239,7 @@ bool TScriptFileImpl::OpenForAppend(const char* directory, const char* targetNam
                      pathB.c_str(), qxp::OrinGetLastError());
         ok = false;
     }
-    FILE* stream = m_stream;
-    m_stream = nullptr;
-    if (qxp::OrinFileClose(stream) != 0) {
+    if (qxp::OrinFileClose(out) != 0) {
         qxp::QXTrace(qxp::kTraceError, "Close Script File fails!filename:%s, lasterr:%d\n",
                      pathA.c_str(), qxp::OrinGetLastError());
         ok = false;
@@ -296,17 +266,16 @@ bool TScriptFileImpl::OpenForAppend(const char* directory, const char* targetNam
 }
 
 bool TScriptFileImpl::WriteString(const char* text) {
-    if (m_stream == nullptr || m_openMode != 1) return false;
+    if (!Writing()) return false;
     if (text == nullptr || text[0] == '\0') return true;
-    return WriteText(std::string(text));
+    return WriteText(text);
 }
 
 bool TScriptFileImpl::WriteText(const std::string& text) {
-    if (m_stream == nullptr || m_openMode != 1) return false;
-    if (text.empty()) return true;
-    if (!WriteEncoded(m_stream, m_encoding, text, IsAscii(text), *m_reader)) return false;
-    if (m_diagnostics != nullptr) CountOutputLines(text);
-    return true;
+    if (!Writing()) return false;
+    if (m_writer->WriteText(text, *m_context)) return true;
+    Failed(m_writer->status().code(), m_writer->status().message());
+    return false;
 }
 
 void TScriptFileImpl::WriteAnnotationCommand(const char* text) {
@@ -321,16 +290,18 @@ bool TScriptFileImpl::WriteParaList(const std::vector<MMLParaStruct>& paras,
     std::size_t col = column;
     layout.AppendParaList(paras, col);
     column = col;
-    if (!WriteRendered(m_stream, m_openMode, m_encoding, layout, *m_reader)) {
+    if (!Writing() || !m_writer->WriteLayout(layout, *m_context)) {
+        if (!m_writer->status().ok())
+            Failed(m_writer->status().code(), m_writer->status().message());
         SetThreadWriteError();
         return false;
     }
-    if (m_diagnostics != nullptr) CountOutputLines(layout.View());
     return true;
 }
 
 bool TScriptFileImpl::WriteCommand(TScriptCmd& cmd) {
-    if (m_slotConvertWanted) ConvertSlots(cmd);
+    const ScriptContext& context = *m_context;
+    if (context.slotConvertWanted) ConvertSlots(cmd);
     if (cmd.GetSize() == 0) return true;
     CommandLayout& layout = ThreadLayout();
     layout.Render(cmd);
@@ -341,28 +312,25 @@ bool TScriptFileImpl::WriteCommand(TScriptCmd& cmd) {
     if (readBack > kMaxCommandText) {
         qxp::QXTrace(qxp::kTraceError, "WriteCommand failed, command longer than %zu bytes.\n",
                      kMaxCommandText);
-        if (m_diagnostics != nullptr) {
+        if (context.sink != nullptr) {
             TScriptDiagnostic d;
             d.severity = TScriptDiagnostic::kError;
-            d.line = m_outputLine;
+            d.line = m_writer->OutputLine();
             d.reason = "command is " + std::to_string(readBack) +
                        " bytes once written, longer than the " + std::to_string(kMaxCommandText) +
                        " bytes a reader accepts";
-            m_diagnostics->Report(d);
+            context.sink->Report(d);
         }
         SetThreadWriteError();
         return false;
     }
-    if (!WriteRendered(m_stream, m_openMode, m_encoding, layout, *m_reader)) {
+    if (!Writing() || !m_writer->WriteLayout(layout, context)) {
+        if (!m_writer->status().ok())
+            Failed(m_writer->status().code(), m_writer->status().message());
         SetThreadWriteError();
         return false;
     }
-    if (m_diagnostics != nullptr) CountOutputLines(text);
     return true;
-}
-
-void TScriptFileImpl::CountOutputLines(std::string_view text) {
-    m_outputLine += static_cast<unsigned long>(std::count(text.begin(), text.end(), '\n'));
 }
 
 std::unique_ptr<TScriptFileImpl> OpenFileForRead(const char* directory, const char* fileName,
@@ -378,11 +346,11 @@ std::unique_ptr<TScriptFileImpl> OpenFileForWrite(const char* directory, const c
     if (fileName == nullptr) return nullptr;
     std::unique_ptr<TScriptFileImpl> file(new TScriptFileImpl(kStandaloneScript));
     if (!file->OpenForWriteNoHead(directory, fileName, true)) return nullptr;
-    if (!TScriptFileImpl::WriteStandaloneHeader(file->m_stream, title, userId,
-                                                file->GetEncoding().c_str())) {
-        return nullptr;
-    }
-    file->m_outputLine = 9;  // the header takes eight lines, the last two empty
+    const std::string header = StandaloneHeader(title, userId, file->GetEncoding().c_str());
+    ScriptWriter& writer = *file->m_writer;
+    // The header is one write that either all reaches the file or fails the open.
+    if (!writer.WriteBytes(header, *file->m_context) || !writer.status().ok()) return nullptr;
+    writer.SetOutputLine(9);  // the header takes eight lines, the last two empty
     return file;
 }
 

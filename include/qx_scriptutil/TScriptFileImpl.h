@@ -47,7 +47,8 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     void SetEnv(qxp::Env* env) { m_env = env; }
     // Flushes and closes the open file. False when something written since the file was opened
     // did not reach it (a short write, a full disk, a failed close): the thread's error code is
-    // then kScriptErrWriteFailed and LastError() says why. True when nothing is open.
+    // then kScriptErrWriteFailed and LastError() says why. Closing again gives the same answer
+    // until the object opens a file anew; true when it has written nothing.
     bool Close();
     // Why the last open, write or close failed ("out.txt: No space left on device"); empty
     // until one fails.

@@ -168,7 +168,7 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
 
     bool BuildPath(const char* directory, const char* fileName, std::string& path);
     qxp::Env& Env() const;
-    // Remembers why an operation on path failed, for LastError() and OrinGetLastError().
+    // Remembers why an open, a write or a close failed, for LastError() and OrinGetLastError().
     void Failed(int code, const std::string& message);
     // Reads the header from the first block of the file, which stays buffered.
     void ReadHeader();
@@ -190,6 +190,7 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     void CloseStream();
     // Converts UTF-8 text into the file's encoding and writes it; false on a short write.
     bool WriteText(const std::string& text);
+    // Opened for writing, with the file still open.
     bool Writing() const;
 
     friend std::unique_ptr<TScriptFileImpl> OpenFileForWrite(const char*, const char*, const char*,

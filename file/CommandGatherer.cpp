@@ -2,10 +2,10 @@
 
 #include <array>
 
+#include "file/CommandLocator.h"
 #include "file/ScriptReader.h"
 #include "qx_platform/CodeSet.h"
 #include "qx_platform/Trace.h"
-#include "qx_scriptutil/TScriptFileImpl.h"
 
 namespace NSQX_script {
 namespace {
@@ -49,29 +49,29 @@ inline void Append(ScriptReadBuffer& r, char c) {
 
 }  // namespace
 
-bool TScriptFileImpl::GetNextChar(char& c) {
-    if (m_stream == nullptr) return false;
-    ScriptReadBuffer& r = *m_reader;
-    if (r.pos == r.end && !r.Fill(m_stream)) return false;
+bool ScriptReader::GetNextChar(char& c) {
+    ScriptReadBuffer& r = m_buffer.get();
+    if (!IsOpen()) return false;
+    if (r.pos == r.end && !r.Fill(m_file.get().get())) return false;
     c = r.data[r.pos++];
     return true;
 }
 
-bool TScriptFileImpl::FileToBegin() {
-    ScriptReadBuffer& r = *m_reader;
-    if (m_stream == nullptr) {
+bool ScriptReader::Rewind(const std::string& fileName) {
+    ScriptReadBuffer& r = m_buffer.get();
+    if (!IsOpen()) {
         r.Reset();
         return false;
     }
     if (r.holdsStart) {
         r.pos = 0;
-    } else if (std::fseek(m_stream, 0, SEEK_SET) == 0) {
+    } else if (m_file.get()->Rewind().ok()) {
         r.pos = r.end = 0;
     } else {
         // A pipe or FIFO that has been read past its first block cannot go back.
         qxp::QXTrace(qxp::kTraceError,
                      "FileToBegin failed, the script cannot be read again from its start: %s\n",
-                     m_fileName.c_str());
+                     fileName.c_str());
         return false;
     }
     m_gatherState = 0;
@@ -81,8 +81,8 @@ bool TScriptFileImpl::FileToBegin() {
 }
 
 // Runs one character through the gatherer's states; true when it ended the command.
-bool TScriptFileImpl::GatherStep(char c) {
-    ScriptReadBuffer& r = *m_reader;
+bool ScriptReader::GatherStep(char c) {
+    ScriptReadBuffer& r = m_buffer.get();
     if (c == '\r') return false;
     if (c == '\n') ++m_lineNo;
 
@@ -158,9 +158,9 @@ bool TScriptFileImpl::GatherStep(char c) {
 
 // Starts the span of the next command at the start of its line, so that columns and the line's
 // text can be told; on a very long line, at the command itself.
-void TScriptFileImpl::BeginSpan() {
+void ScriptReader::BeginSpan(const ScriptContext& context) {
     constexpr std::size_t kLongLine = 4096;
-    ScriptReadBuffer& r = *m_reader;
+    ScriptReadBuffer& r = m_buffer.get();
     SourceSpan& span = r.span;
     const std::size_t newline = span.bytes.rfind('\n');
     if (newline != std::string::npos) {
@@ -168,7 +168,7 @@ void TScriptFileImpl::BeginSpan() {
         span.firstColumn = 0;
     }
     if (span.bytes.size() > kLongLine) {
-        span.firstColumn += CharCount(m_encoding, span.bytes.data(), span.bytes.size());
+        span.firstColumn += CharCount(context.encoding, span.bytes.data(), span.bytes.size());
         span.bytes.clear();
     }
     span.firstLine = static_cast<unsigned long>(m_lineNo);
@@ -177,21 +177,23 @@ void TScriptFileImpl::BeginSpan() {
     r.spanFrom = r.pos;
 }
 
-unsigned long TScriptFileImpl::GatherCommandText() {
-    ScriptReadBuffer& r = *m_reader;
+unsigned long ScriptReader::GatherCommandText(const ScriptContext& context) {
+    ScriptReadBuffer& r = m_buffer.get();
     r.raw.clear();
     r.text.clear();
     r.capped = false;
     r.overlong = false;
-    if (m_stream == nullptr || r.boardInfo) return 0;
+    if (!IsOpen() || r.boardInfo) return 0;
+    qxp::ReadableFile* const file = m_file.get().get();
+    const std::string& encoding = context.encoding;
 
-    const bool keep = m_diagnostics != nullptr;
-    if (keep) BeginSpan();
+    const bool keep = context.sink != nullptr;
+    if (keep) BeginSpan(context);
     bool ended = false;
     for (;;) {
         if (r.pos == r.end) {
             if (keep) r.KeepSpan(r.end);
-            if (!r.Fill(m_stream)) break;
+            if (!r.Fill(file)) break;
             r.spanFrom = 0;
         }
         const char* const base = r.data.get();
@@ -243,7 +245,7 @@ unsigned long TScriptFileImpl::GatherCommandText() {
     if (!ended && (m_gatherState == 3 || m_gatherState == 5)) {
         r.openComment = true;
         if (keep) {
-            const CommandLocator locator(r.span, m_encoding, std::string_view());
+            const CommandLocator locator(r.span, encoding, std::string_view());
             r.comment = locator.AtSpan(locator.OpenComment());
             r.comment.reason = "unterminated comment";
         }
@@ -255,9 +257,9 @@ unsigned long TScriptFileImpl::GatherCommandText() {
         r.text.swap(r.raw);
         return static_cast<unsigned long>(m_lineNo);
     }
-    if (!qxp::OrinCodeSetConvert(m_encoding.c_str(), "UTF-8", r.raw, r.text)) {
+    if (!qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", r.raw, r.text)) {
         qxp::QXTrace(qxp::kTraceError, "Script Import string convert falied! %s, %s.",
-                     r.raw.c_str(), m_encoding.c_str());
+                     r.raw.c_str(), encoding.c_str());
         r.text = r.raw;
     }
     const std::size_t last = r.text.find_last_not_of(' ');

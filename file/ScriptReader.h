@@ -1,79 +1,76 @@
 #pragma once
 
-#include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
-#include "file/CommandLocator.h"
-#include "qx_scriptutil/ScriptDiagnostic.h"
+#include "file/NotCopied.h"
+#include "file/ScriptContext.h"
+#include "file/ScriptReadBuffer.h"
+#include "qx_platform/Env.h"
 #include "qx_scriptutil/TScriptCmd.h"
 
 namespace NSQX_script {
 
-// Longest command text the parser accepts.
-constexpr std::size_t kMaxCommandText = 131071;
+struct TParseResult;
 
-// Buffered input of a script file and the command gatherer's working memory, reused from one
-// command to the next, and the buffer of the stream of a file being written. Belongs to one
-// TScriptFileImpl.
-struct ScriptReadBuffer {
-    static constexpr std::size_t kSize = 64 * 1024;
-    // Written text reaches the kernel in blocks of this size.
-    static constexpr std::size_t kWriteSize = 64 * 1024;
+// The reading half of a script file object: the open file, read through a buffer, the command
+// gatherer that turns its bytes into command texts, and the analysis that turns a text into a
+// command. Knows nothing of the file object's cursor; what it needs of the file (encoding, slot
+// rule, diagnostic sink) comes with each call. A copy starts without a file and with a buffer
+// of its own. Confined to one thread.
+class ScriptReader {
+  public:
+    enum class Outcome {
+        kCommand,  // Command() holds it
+        kSkipped,  // parsed, but unknown or filtered out
+        kFailed,   // did not parse, or a post-analyse hook rejected it
+    };
 
-    std::unique_ptr<char[]> data{new char[kSize]};
-    std::size_t pos = 0;
-    std::size_t end = 0;
-    // data[0, end) is the file's first block: a rewind needs no seek, so a pipe can be read
-    // from its start once more until the reader moves past that block.
-    bool holdsStart = false;
-    int marker = 0;          // characters of the board-information marker matched so far
-    bool boardInfo = false;  // the marker was seen: nothing after it is a command
-    bool capped = false;     // the text reached the parser's limit; later bytes are not kept
-    bool overlong = false;   // the trimmed text is known to exceed the parser's limit
-    std::string raw;         // the gathered bytes, in the file's encoding; when writing, scratch
-    std::string text;        // the text converted to UTF-8; when writing, the converted text
-    MMLCmdStruct parsed;     // the parse target
-    TScriptCmd spare;        // a handed-out command whose storage the next one reuses
-    // Kept only while a diagnostic sink listens: the file bytes of the command being gathered.
-    SourceSpan span;
-    std::size_t spanFrom = 0;  // data[spanFrom, pos) is not in the span yet
-    // A block comment ran to the end of the file: it is recorded once, at the line of its "/*"
-    // (and reported as comment when a sink listens).
-    bool openComment = false;
-    unsigned long commentLine = 0;
-    TScriptDiagnostic comment;
-    // The write stream's buffer; it outlives the stream, which is closed before this goes.
-    std::unique_ptr<char[]> out;
+    // Opens path and reads its first block, which stays buffered: a pipe can be read from its
+    // start once more until reading moves past that block.
+    qxp::Status Open(qxp::Env& env, const std::string& path);
+    void Close();
+    bool IsOpen() const { return m_file.get() != nullptr; }
+    // The first 1024 bytes of the file, up to the first NUL.
+    std::string Head() const;
 
-    // Refills from the stream; false at its end or on a read error, keeping what the buffer
-    // holds (so that a buffer that holds the whole start of the file can be read again).
-    bool Fill(FILE* stream) {
-        const std::size_t n = stream ? std::fread(data.get(), 1, kSize, stream) : 0;
-        if (n == 0) return false;
-        pos = 0;
-        end = n;
-        holdsStart = false;
-        return true;
-    }
-    void Reset() {
-        pos = end = 0;
-        holdsStart = false;
-        Restart();
-    }
-    // Forgets what the gatherer learnt of the text read so far.
-    void Restart() {
-        marker = 0;
-        boardInfo = false;
-        span.Clear();
-        spanFrom = pos;
-        openComment = false;
-    }
-    // Moves data[spanFrom, upto) into the span.
-    void KeepSpan(std::size_t upto) {
-        span.bytes.append(data.get() + spanFrom, upto - spanFrom);
-        spanFrom = upto;
-    }
+    // One byte; false without a file or at its end.
+    bool GetNextChar(char& c);
+    // Back to the first byte; false without a file, and for a pipe read past its first block.
+    bool Rewind(const std::string& fileName);
+    // Gathers the next command text (Text()); the line it ended on, or 0 at the end of the file
+    // or of the commands.
+    unsigned long GatherCommandText(const ScriptContext& context);
+    const std::string& Text() const { return m_buffer.get().text; }
+    // Gathering stopped at the end of the commands: the next text starts in plain text.
+    void EndOfCommands() { m_gatherState = 0; }
+
+    // Parses text into Command(). gathered: the text is the one just gathered, so positions
+    // can be told. Learns the devices a "cfg-nepara" declares, which may make slot conversion
+    // wanted in context.
+    Outcome Analyse(const std::string& text, unsigned long lineNo, bool gathered,
+                    ScriptContext& context, const std::vector<unsigned long>& filter);
+    // The command of the last kCommand: to be moved out before the next analysis.
+    TScriptCmd& Command() { return m_buffer.get().spare; }
+    // The name the last analysis parsed.
+    const std::string& ParsedName() const { return m_buffer.get().parsed.cmdName; }
+    // Takes back the storage of a command that is dropped, for the next parse.
+    void Recycle(std::vector<MMLParaStruct>& paras) { m_buffer.get().parsed.paraList.swap(paras); }
+    // The line of a block comment that ran to the end of the file, once (reported to the sink);
+    // 0 when there is none.
+    unsigned long TakeOpenComment(const ScriptContext& context);
+
+  private:
+    bool GatherStep(char c);
+    void BeginSpan(const ScriptContext& context);
+    void Report(const std::string& text, unsigned long lineNo, const TParseResult& result,
+                bool rejected, bool gathered, const ScriptContext& context);
+
+    NotCopied<std::unique_ptr<qxp::ReadableFile>> m_file;
+    NotCopied<ScriptReadBuffer> m_buffer;
+    int m_gatherState = 0;
+    int m_lineNo = 1;
 };
 
 }  // namespace NSQX_script

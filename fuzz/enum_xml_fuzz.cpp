@@ -29,6 +29,7 @@
 #include "enum/ScriptXMLParser.h"
 #include "fuzz/FuzzFiles.h"
 #include "qx_platform/Control.h"
+#include "qx_platform/Files.h"
 #include "qx_platform/StaticData.h"
 #include "qx_platform/Strings.h"
 #include "qx_platform/Xml.h"
@@ -41,22 +42,15 @@ namespace {
 
 constexpr char kFileName[] = "script_enum.xml";
 
-std::string g_dir;
-
-void RemoveFiles() {
-    std::remove((g_dir + kFileName).c_str());
-    rmdir(g_dir.c_str());
-}
-
 const std::string& Path() {
     static const std::string path = [] {
-        g_dir = fuzz_files::MakeDir("qx_fuzz_enum");
-        std::atexit(RemoveFiles);
-        qxp::SetAppRootPath(g_dir);
+        const std::string dir = "/mem/qx_fuzz_enum/";
+        fuzz_files::ServeFromMemory();
+        qxp::SetAppRootPath(dir);
         // The reader reports malformed files on standard output.
         const int null = open("/dev/null", O_WRONLY);
         if (null >= 0) dup2(null, STDOUT_FILENO);
-        return g_dir + kFileName;
+        return dir + kFileName;
     }();
     return path;
 }
@@ -174,14 +168,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     bool readOk = false;
     {
         ScriptXMLParser parser(&read);
-        std::FILE* stream = std::fopen(path.c_str(), "r");
+        std::FILE* stream = qxp::OrinFileOpen(path.c_str(), "r");
         if (!parser.Create() || stream == nullptr) std::abort();
         try {
             readOk = parser.ParseStream(stream, path.c_str());
         } catch (...) {
             std::abort();
         }
-        std::fclose(stream);
+        qxp::OrinFileClose(stream);
     }
 
     EmptyHostCopy();

@@ -3,8 +3,6 @@
 // lines and trees, and records the same failures as loading it whole with GetAllCommands. A
 // reader with a diagnostic sink reads the same commands and failures again, and every
 // diagnostic it reports stands on a line of the file.
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -21,22 +19,13 @@ using namespace NSQX_script;
 
 namespace {
 
-std::string g_dir;
-
-void RemoveFiles() {
-    std::remove((g_dir + "script.txt").c_str());
-    rmdir(g_dir.c_str());
-}
-
 const std::string& Path() {
     static const std::string path = [] {
         for (const char* name : {"a", "b", "x", "cfg-set", "cfg-add"}) {
             static unsigned long id = 500;
             CmdNameConvert::AddCmdNameIDMap(name, ++id);
         }
-        g_dir = fuzz_files::MakeDir("qx_fuzz_script");
-        std::atexit(RemoveFiles);
-        return g_dir + "script.txt";
+        return std::string("script.txt");
     }();
     return path;
 }
@@ -60,6 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!fuzz_files::Store(path, data, size)) return 0;
 
     TScriptFileImpl streamed(1);
+    streamed.SetEnv(fuzz_files::Memory());
     if (!streamed.OpenForRead(1, nullptr, path.c_str())) std::abort();
     streamed.GoToFirstCommand();
     std::vector<TScriptCmd> first;
@@ -67,6 +57,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     while (streamed.GetOneCommand(cmd)) first.push_back(cmd);
 
     TScriptFileImpl whole(1);
+    whole.SetEnv(fuzz_files::Memory());
     if (!whole.OpenForRead(1, nullptr, path.c_str())) std::abort();
     std::vector<TScriptResult> failures;
     const unsigned long count = whole.GetAllCommands(failures);
@@ -85,6 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     LineCheck sink(1 + static_cast<unsigned long>(std::count(data, data + size, '\n')));
     TScriptFileImpl watched(1);
+    watched.SetEnv(fuzz_files::Memory());
     watched.SetDiagnosticSink(&sink);
     if (!watched.OpenForRead(1, nullptr, path.c_str())) std::abort();
     watched.GoToFirstCommand();

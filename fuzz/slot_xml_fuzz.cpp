@@ -45,26 +45,22 @@ constexpr char kEnumTable[] =
 const char* const kCommands[] = {"cfg-set-board", "cfg-add-xc", "cfg-onepara", "cfg-set"};
 constexpr unsigned long kFirstCode = 7100;
 
-std::string g_dir;
-
 void Cleanup() {
     QXScriptEnumMgr::Instance()->Release();
-    std::remove((g_dir + kCfgName).c_str());
-    std::remove((g_dir + kEnumName).c_str());
-    rmdir(g_dir.c_str());
 }
 
 const std::string& Path() {
     static const std::string path = [] {
-        g_dir = fuzz_files::MakeDir("qx_fuzz_slot");
-        qxp::SetAppRootPath(g_dir);
-        if (!fuzz_files::Store(g_dir + kEnumName, kEnumTable, sizeof kEnumTable - 1)) std::abort();
+        const std::string dir = "/mem/qx_fuzz_slot/";
+        fuzz_files::ServeFromMemory();
+        qxp::SetAppRootPath(dir);
+        if (!fuzz_files::Store(dir + kEnumName, kEnumTable, sizeof kEnumTable - 1)) std::abort();
         if (QXScriptEnumMgr::Instance()->Init(kEnumName) != 0) std::abort();
         for (unsigned long i = 0; i < 4; ++i) {
             CmdNameConvert::AddCmdNameIDMap(kCommands[i], kFirstCode + i);
         }
         std::atexit(Cleanup);
-        return g_dir + kCfgName;
+        return dir + kCfgName;
     }();
     return path;
 }

@@ -7,6 +7,8 @@
 #include <string>
 
 #include "qx_platform/Control.h"
+#include "qx_platform/Env.h"
+#include "qx_platform/Files.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 #include "qx_scriptutil/QXScriptEnumMgr.h"
@@ -49,6 +51,69 @@ class FailingFiles : public qxp::FileService {
     Step step_;
     qxp::FileService& posix_ = qxp::PosixFileService();
     FILE* target_ = nullptr;
+};
+
+// Memory files whose writes stop after a budget of bytes (the rest of the append is lost, like a
+// full disk) and whose close may fail.
+class FailingEnv : public qxp::Env {
+  public:
+    FailingEnv(std::size_t budget, bool failClose) : budget_(budget), failClose_(failClose) {}
+    qxp::Status NewReadableFile(const std::string& path,
+                                std::unique_ptr<qxp::ReadableFile>* file) override {
+        return mem_->NewReadableFile(path, file);
+    }
+    qxp::Status NewWritableFile(const std::string& path, qxp::WriteMode mode,
+                                std::unique_ptr<qxp::WritableFile>* file) override {
+        std::unique_ptr<qxp::WritableFile> inner;
+        qxp::Status s = mem_->NewWritableFile(path, mode, &inner);
+        if (s.ok()) file->reset(new Limited(path, std::move(inner), budget_, failClose_));
+        return s;
+    }
+    qxp::Status DeleteFile(const std::string& path) override { return mem_->DeleteFile(path); }
+    qxp::Status RenameFile(const std::string& from, const std::string& to) override {
+        return mem_->RenameFile(from, to);
+    }
+    qxp::Status MakeDir(const std::string& path) override { return mem_->MakeDir(path); }
+    bool FileExists(const std::string& path) override { return mem_->FileExists(path); }
+    bool IsDirectory(const std::string& path) override { return mem_->IsDirectory(path); }
+    std::string Content(const std::string& path) {
+        std::string data;
+        qxp::ReadFileToString(mem_.get(), path, &data);
+        return data;
+    }
+
+  private:
+    class Limited : public qxp::WritableFile {
+      public:
+        Limited(std::string path, std::unique_ptr<qxp::WritableFile> inner, std::size_t budget,
+                bool failClose)
+            : path_(std::move(path)),
+              inner_(std::move(inner)),
+              left_(budget),
+              failClose_(failClose) {}
+        qxp::Status Append(const char* data, std::size_t n) override {
+            const std::size_t part = std::min(n, left_);
+            left_ -= part;
+            qxp::Status s = inner_->Append(data, part);
+            if (s.ok() && part < n) s = qxp::Status::FromErrno(ENOSPC, path_);
+            return s;
+        }
+        qxp::Status Flush() override { return inner_->Flush(); }
+        qxp::Status Close() override {
+            const qxp::Status s = inner_->Close();
+            return failClose_ ? qxp::Status::FromErrno(EIO, path_) : s;
+        }
+
+      private:
+        std::string path_;
+        std::unique_ptr<qxp::WritableFile> inner_;
+        std::size_t left_;
+        bool failClose_;
+    };
+
+    std::unique_ptr<qxp::Env> mem_ = qxp::NewMemEnv();
+    std::size_t budget_;
+    bool failClose_;
 };
 
 class ScriptWrite : public ::testing::Test {
@@ -387,4 +452,79 @@ TEST_F(ScriptWrite, RoundTripThroughWriterAndReader) {
         EXPECT_TRUE(in.GetCmdAnalyzedResult().empty());
         QXScriptEnumMgr::Instance()->Release();
     }
+}
+
+// A script written and read back through an in-memory environment: nothing touches the disk,
+// reading more than one buffer and going back to the start work through the environment's files.
+TEST_F(ScriptWrite, ReadAndWriteGoThroughTheGivenEnvironment) {
+    const std::unique_ptr<qxp::Env> env = qxp::NewMemEnv();
+    std::vector<TScriptCmd> cmds;
+    for (int i = 0; i < 3000; ++i)
+        cmds.push_back(
+            Cmd(201, {Para("n", {"v" + std::to_string(i)}), Para("t", {"\"caf\xC3\xA9\""})}));
+    TScriptFileImpl out(1);
+    out.SetEnv(env.get());
+    ASSERT_TRUE(out.SetEncoding("GBK"));
+    ASSERT_TRUE(out.OpenForWrite(1, "mem", "m.txt", 7, true));
+    for (auto& c : cmds) ASSERT_TRUE(out.WriteCommand(c));
+    EXPECT_TRUE(out.Close());
+    EXPECT_FALSE(std::filesystem::exists("mem"));
+
+    std::string bytes;
+    ASSERT_TRUE(qxp::ReadFileToString(env.get(), "mem/m.txt", &bytes).ok());
+    EXPECT_GT(bytes.size(), 64u * 1024);
+    EXPECT_NE(std::string::npos,
+              bytes.find("// encoding=\"GBK\"\n\n:cfg-set:{n=v0, t=\"caf\xA8\xA6\"};"));
+
+    TScriptFileImpl in(1);
+    in.SetEnv(env.get());
+    ASSERT_TRUE(in.OpenForRead(1, "mem", "m.txt"));
+    EXPECT_EQ("GBK", in.GetEncoding());
+    for (int pass = 0; pass < 2; ++pass) {
+        ASSERT_TRUE(in.GoToFirstCommand());
+        int n = 0;
+        for (TScriptCmd cmd; in.GetOneCommand(cmd); ++n) {
+            ASSERT_EQ(
+                tree_text::Show({Para("n", {"v" + std::to_string(n)}), Para("t", {"caf\xC3\xA9"})}),
+                tree_text::Show(cmd.GetParaList()));
+        }
+        EXPECT_EQ(3000, n);
+    }
+
+    TScriptFileImpl missing(1);
+    missing.SetEnv(env.get());
+    EXPECT_FALSE(missing.OpenForRead(1, "mem", "none.txt"));
+    EXPECT_EQ("mem/none.txt: No such file or directory", missing.LastError());
+    EXPECT_EQ(ENOENT, qxp::OrinGetLastError());
+}
+
+// A write that comes out short fails the command that made it, and every later one; a close
+// that fails is reported by Close. Either way the thread's error code is set and the reason
+// is kept.
+TEST_F(ScriptWrite, FailedWritesAndClosesReachTheCaller) {
+    FailingEnv full(100, false);
+    TScriptFileImpl file(1);
+    file.SetEnv(&full);
+    ASSERT_TRUE(file.OpenForWriteNoHead("mem", "full.txt"));
+    TScriptCmd cmd = Cmd(201, {Para("n", {"0123456789"})});
+    int written = 0;
+    while (written < 100 && file.WriteCommand(cmd)) ++written;
+    EXPECT_EQ(3, written);  // 27 bytes each: the fourth comes out short
+    EXPECT_EQ("mem/full.txt: No space left on device", file.LastError());
+    EXPECT_EQ(kScriptErrWriteFailed, QXScriptErrMgr::Instance()->m_errorCode);
+    EXPECT_FALSE(file.WriteString("// more\n"));
+    EXPECT_FALSE(file.Close());
+    EXPECT_EQ(100u, full.Content("mem/full.txt").size());
+
+    QXScriptErrMgr::Destroy();
+    FailingEnv failingClose(static_cast<std::size_t>(-1), true);
+    TScriptFileImpl closing(1);
+    closing.SetEnv(&failingClose);
+    ASSERT_TRUE(closing.OpenForWriteNoHead("mem", "close.txt"));
+    EXPECT_TRUE(closing.WriteCommand(cmd));
+    EXPECT_TRUE(closing.LastError().empty());
+    EXPECT_FALSE(closing.Close());
+    EXPECT_EQ("mem/close.txt: Input/output error", closing.LastError());
+    EXPECT_EQ(kScriptErrWriteFailed, QXScriptErrMgr::Instance()->m_errorCode);
+    EXPECT_FALSE(closing.WriteString("x"));
 }

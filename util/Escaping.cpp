@@ -59,6 +59,17 @@ void UnescapeQuotesAndRuns(std::string& out, std::string const& in) {
     flushRun();
 }
 
+void Unescape(std::string& out, const std::string& in, bool everyChar) {
+    if (&out == &in) {
+        const std::string copy(in);
+        Unescape(out, copy, everyChar);
+    } else if (everyChar) {
+        UnescapeEveryChar(out, in);
+    } else {
+        UnescapeQuotesAndRuns(out, in);
+    }
+}
+
 }  // namespace
 
 void ConvertSpecialCharInStr(std::string& out, std::string& in) {
@@ -75,16 +86,12 @@ void ConvertSpecialCharInStr(std::string& out, std::string& in) {
 }
 
 void UnConvertSpecialCharInStr(std::string& out, std::string& in) {
-    if (&out == &in) {
-        std::string copy(in);
-        UnConvertSpecialCharInStr(out, copy);
-        return;
-    }
-    if (CurrentScriptVersion() > kLastOldRuleVersion) {
-        UnescapeEveryChar(out, in);
-    } else {
-        UnescapeQuotesAndRuns(out, in);
-    }
+    Unescape(out, in, CurrentScriptVersion() > kLastOldRuleVersion);
+}
+
+void UnConvertSpecialCharInStr(std::string& out, const std::string& in,
+                               unsigned long scriptVersion) {
+    Unescape(out, in, scriptVersion > static_cast<unsigned long>(kLastOldRuleVersion));
 }
 
 const char* GetCfgEncoding() {

@@ -15,6 +15,10 @@ QX_API void ConvertSpecialCharInStr(std::string& out, std::string& in);
 // escapes the next character"; older ones (and threads without a task or flag) only undo a
 // backslash before a quote and halve even runs of backslashes.
 QX_API void UnConvertSpecialCharInStr(std::string& out, std::string& in);
+// The same with the rule of the given script version, for a caller that knows the file the text
+// came from (TScriptFileImpl::GetVersion()); reads no task flag.
+QX_API void UnConvertSpecialCharInStr(std::string& out, const std::string& in,
+                                      unsigned long scriptVersion);
 
 // The encoding in which scripts are written: "GBK" (setting 0), "ISO8859-1" (setting 2) or
 // "UTF-8" (setting 1, the default, and every other value). The setting is the enumeration

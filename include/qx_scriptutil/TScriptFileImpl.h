@@ -15,25 +15,44 @@
 #include "qx_scriptutil/TScriptCmd.h"
 
 namespace qxp {
-class OrinFile;
+class Env;
 }
 
 namespace NSQX_script {
 
-struct ScriptReadBuffer;
-struct TParseResult;
+class ScriptReader;
+class ScriptWriter;
+struct ScriptContext;
+struct CommandList;
 
 // A script file opened for reading or for writing. Reading streams: the object holds at most
-// the next command, so memory stays flat whatever the file's size. Owns its platform file
-// object and stream. Has no lock: an object is confined to one thread.
+// the next command, so memory stays flat whatever the file's size. Owns its reader and writer
+// and the files they hold open; the environment and the diagnostic sink are the caller's. Has
+// no lock: an object is confined to one thread.
 class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
   public:
     // The command filter, when given, is copied.
     explicit TScriptFileImpl(unsigned int scriptType,
                              const std::vector<unsigned long>* cmdFilter = nullptr);
+    // A copy takes the commands and settings, with its cursor on its first command, but not
+    // the open file: files are not shared.
     TScriptFileImpl(const TScriptFileImpl& other);
     TScriptFileImpl& operator=(const TScriptFileImpl& other);
+    // Closes the file; a failure to write it is dropped (call Close to learn of it).
     ~TScriptFileImpl() override;
+
+    // The environment through which files are opened, read and written (not owned; it must
+    // outlive the object's open files). nullptr, the default, is the process's
+    // qxp::Env::Default(). Set it before opening; a copy uses the same environment.
+    void SetEnv(qxp::Env* env) { m_env = env; }
+    // Flushes and closes the open file. False when something written since the file was opened
+    // did not reach it (a short write, a full disk, a failed close): the thread's error code is
+    // then kScriptErrWriteFailed and LastError() says why. Closing again gives the same answer
+    // until the object opens a file anew; true when it has written nothing.
+    bool Close();
+    // Why the last open, write or close failed ("out.txt: No space left on device"); empty
+    // until one fails.
+    const std::string& LastError() const { return m_lastError; }
 
     // ScriptFile
     bool GoToFirstCommand() override;
@@ -47,7 +66,7 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     bool SetCurrNEID(unsigned long neId) override;
     unsigned int GetScriptType() override { return m_scriptType; }
     bool SetPreConfitState(bool state) override;
-    unsigned long GetVersion() override { return m_scriptVersion; }
+    unsigned long GetVersion() override;
     // The current command's code, after checking that there is a current command and that its
     // code is registered in the command name map; false otherwise (the code is then unchanged).
     bool GetCmdCodeOfCurrCmdAndCheck(unsigned long& cmdCode) override;
@@ -60,7 +79,7 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     bool GetNextChar(char& c) override;
 
     bool GetPerConfigState() const { return m_preConfigState; }
-    const std::string& GetEncoding() const { return m_encoding; }
+    const std::string& GetEncoding() const;
     // Chooses the encoding of text written from now on ("UTF-8", "GBK" or "ISO8859-1"); a file
     // object otherwise writes in the configured encoding. False, changing nothing, for another
     // name. Call it before OpenForWrite so that the header names it.
@@ -83,7 +102,7 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     // of this runs. Texts given to PostAndAnalyseOneCommand are reported at their line only.
     // Writing: WriteCommand reports a command that a reader would refuse for its length as a
     // kError at the output line where it would have started, column 0.
-    void SetDiagnosticSink(TScriptDiagnosticSink* sink) { m_diagnostics = sink; }
+    void SetDiagnosticSink(TScriptDiagnosticSink* sink);
 
     // Reading
     bool OpenForRead(unsigned int scriptType, const char* directory, const char* fileName);
@@ -124,72 +143,78 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     static unsigned long GetNEIDFromFileName(const char* fileName);
 
   private:
+    enum class OpenMode { kRead, kWrite };
+
+    // Owns a part whose type only the library sees, and copies it with the object; its
+    // operations are instantiated in the library, where the type is complete.
+    template <class T>
+    class Part {
+      public:
+        Part() : p_(new T) {}
+        Part(const Part& other) : p_(new T(*other.p_)) {}
+        Part& operator=(const Part& other) {
+            *p_ = *other.p_;
+            return *this;
+        }
+        ~Part() = default;
+        T& operator*() { return *p_; }
+        const T& operator*() const { return *p_; }
+        T* operator->() { return p_.get(); }
+        const T* operator->() const { return p_.get(); }
+
+      private:
+        std::unique_ptr<T> p_;
+    };
+
     bool BuildPath(const char* directory, const char* fileName, std::string& path);
+    qxp::Env& Env() const;
+    // Remembers why an open, a write or a close failed, for LastError() and OrinGetLastError().
+    void Failed(int code, const std::string& message);
     // Reads the header from the first block of the file, which stays buffered.
     void ReadHeader();
-    void ReadHeaderFlags(const std::string& head, bool& isSlotFlag11, bool& hasSlotFlag);
-    void ReadScriptVersion(const std::string& head);
+    // Takes the encoding and slot flags from a header, with the reader's fallback rules.
+    void TakeHeader(const TScriptHeader& header, const std::string& head, bool& isSlotFlag11,
+                    bool& hasSlotFlag);
     // Takes the slot conversion type from the header just read, and hands it to the store
     // for the hosts that read the type of the script opened last.
     void ChooseSlotType();
     void ConvertSlots(TScriptCmd& cmd) const;
-    // Parses a command text into the read buffer's spare command; false when the command is
-    // not handed out (failed is then set for a text that did not parse or was rejected).
-    // gathered: the text is the one the gatherer has just read, so positions can be told.
-    bool AnalyseText(const std::string& text, unsigned long lineNo, bool& failed, bool gathered);
+    // Analyses a text into the command list; records a failure in results.
     void AnalyseInto(const std::string& text, unsigned long line,
                      std::vector<TScriptResult>& results, bool gathered);
-    void ReportCommand(const std::string& text, unsigned long lineNo, const TParseResult& result,
-                       bool rejected, bool gathered);
     // Records a block comment that ran to the end of the file, once.
     void RecordOpenComment(std::vector<TScriptResult>& results);
-    void BeginSpan();
-    void AddToDeviceMap(const MMLCmdStruct& cmd);
     void RecordFailure(unsigned long lineNo, std::vector<TScriptResult>& results);
     unsigned long LoadAll(const std::list<CStdString>* names, std::vector<TScriptResult>& results);
-    // Gathers the next command text into the read buffer's text; the line it ended on, or 0 at
-    // the end of the file or of the commands.
-    unsigned long GatherCommandText();
-    bool GatherStep(char c);
+    // Closes without a word, as reopening and destruction do.
     void CloseStream();
     // Converts UTF-8 text into the file's encoding and writes it; false on a short write.
     bool WriteText(const std::string& text);
-    // Counts the lines of text written, for diagnostics of the writer.
-    void CountOutputLines(std::string_view text);
+    // Opened for writing, with the file still open.
+    bool Writing() const;
 
     friend std::unique_ptr<TScriptFileImpl> OpenFileForWrite(const char*, const char*, const char*,
                                                              int);
 
-    int m_gatherState = 0;
-    int m_lineNo = 1;
-    std::string m_encoding;
+    Part<ScriptContext> m_context;  // encoding, version, slot rule, NE, sink
     unsigned int m_scriptType;
-    std::list<TScriptCmd> m_cmdList;
+    Part<CommandList> m_commands;
     unsigned long m_cmdCount = 0;
-    std::list<TScriptCmd>::iterator m_currCmd;
-    FILE* m_stream = nullptr;  // owned through m_file, or directly when opened for append
     std::string m_fileName;
     std::string m_directory;
-    int m_openMode = 0;  // 0 read, 1 write
-    unsigned long m_scriptVersion = kDefaultScriptVersion;
-    unsigned long m_currNEID = 0;
+    OpenMode m_openMode = OpenMode::kRead;
     bool m_preConfigState = false;
     unsigned long m_currentLine = 0;
     bool m_slotFlag11 = false;
     bool m_hasSlotFlag = false;
-    bool m_slotConvertWanted = false;
-    // The slot conversion type this file's header chose when it was opened; until then (-1)
-    // the store's process-wide type.
-    std::int32_t m_slotType = -1;
     bool m_checked = false;
     std::vector<unsigned long> m_cmdFilter;
-    std::unique_ptr<qxp::OrinFile> m_file;
     bool m_allInList = true;
     std::vector<TScriptResult> m_errorResults;
-
-    TScriptDiagnosticSink* m_diagnostics = nullptr;
-    unsigned long m_outputLine = 1;  // line that the next written text starts on (with a sink)
-    std::unique_ptr<ScriptReadBuffer> m_reader;  // buffered input, reusable parse state
+    qxp::Env* m_env = nullptr;
+    std::string m_lastError;
+    Part<ScriptReader> m_reader;
+    Part<ScriptWriter> m_writer;
 };
 
 // Opens an existing script for reading: the file object, or nullptr when it cannot be opened.

@@ -161,6 +161,10 @@ int OrinGetLastError() {
     return t_lastError;
 }
 
+void OrinSetLastError(int code) {
+    t_lastError = code;
+}
+
 std::string OrinToUnixPath(const std::string& path) {
     std::string out(path);
     for (char& c : out) {

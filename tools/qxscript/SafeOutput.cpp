@@ -13,7 +13,6 @@
 #include "FileChecks.h"
 #include "Output.h"
 #include "TempFiles.h"
-#include "qx_platform/Control.h"
 
 namespace qxscript {
 
@@ -180,50 +179,6 @@ bool SafeOutput::Commit(std::string& error) {
     TempFiles::Forget(m_temp);
     m_temp.clear();
     return true;
-}
-
-namespace {
-
-class WatchingFileService : public qxp::FileService {
-  public:
-    FILE* Open(const std::string& path, const char* mode) override {
-        return qxp::PosixFileService().Open(path, mode);
-    }
-    int Close(FILE* stream) override {
-        const int rc = qxp::PosixFileService().Close(stream);
-        if (rc != 0 && firstError == 0) firstError = errno != 0 ? errno : EIO;
-        return rc;
-    }
-    bool Delete(const std::string& path) override { return qxp::PosixFileService().Delete(path); }
-    bool Rename(const std::string& from, const std::string& to) override {
-        return qxp::PosixFileService().Rename(from, to);
-    }
-    bool MakeDir(const std::string& path) override { return qxp::PosixFileService().MakeDir(path); }
-    bool IsDirectory(const std::string& path) override {
-        return qxp::PosixFileService().IsDirectory(path);
-    }
-
-    int firstError = 0;
-};
-
-WatchingFileService& Watcher() {
-    static WatchingFileService service;
-    return service;
-}
-
-}  // namespace
-
-CloseWatch::CloseWatch() {
-    Watcher().firstError = 0;
-    qxp::SetFileService(&Watcher());
-}
-
-CloseWatch::~CloseWatch() {
-    qxp::SetFileService(nullptr);
-}
-
-int CloseWatch::FirstError() const {
-    return Watcher().firstError;
 }
 
 }  // namespace qxscript

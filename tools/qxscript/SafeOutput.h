@@ -35,17 +35,4 @@ class SafeOutput {
     bool m_stream = false;  // copy into m_target ("-": standard output)
 };
 
-// Runs the library's writer with a file service that remembers failed closes (a full disk
-// shows up at the last flush), for the lifetime of the object. Confined to one thread.
-class CloseWatch {
-  public:
-    CloseWatch();
-    ~CloseWatch();
-    CloseWatch(const CloseWatch&) = delete;
-    CloseWatch& operator=(const CloseWatch&) = delete;
-
-    // The system error of the first failed close, or 0.
-    int FirstError() const;
-};
-
 }  // namespace qxscript

@@ -1,11 +1,8 @@
 #include "ScriptSink.h"
 
-#include <cerrno>
-
 #include "CommandView.h"
 #include "FileChecks.h"
 #include "ScriptSource.h"
-#include "qx_platform/Files.h"
 
 namespace qxscript {
 
@@ -14,7 +11,7 @@ bool ScriptSink::Open(const std::string& target, unsigned int scriptType, std::s
     m_file = std::make_unique<NSQX_script::TScriptFileImpl>(scriptType);
     m_file->SetDiagnosticSink(&m_log);
     if (!m_file->OpenForWrite(scriptType, nullptr, m_output.TempPath().c_str(), 0, true)) {
-        error = "cannot write " + m_output.TempPath() + ": " + SystemError(qxp::OrinGetLastError());
+        error = "cannot write " + m_file->LastError();
         return false;
     }
     return true;
@@ -24,7 +21,6 @@ ScriptSink::Result ScriptSink::Write(NSQX_script::TScriptCmd& cmd, const std::st
                                      std::string& error) {
     const std::size_t reported = m_log.Items().size();
     bool ok = false;
-    errno = 0;
     if (cmd.GetParaList().empty()) {
         // The writer leaves commands without parameters out; they are kept as they read.
         const std::string text = ":" + CommandName(cmd.GetCmdCode()) + ":{};\n\n";
@@ -34,22 +30,22 @@ ScriptSink::Result ScriptSink::Write(NSQX_script::TScriptCmd& cmd, const std::st
         ok = m_file->WriteCommand(cmd);
     }
     if (ok) return kWritten;
-    const int err = errno != 0 ? errno : EIO;
     if (m_log.Items().size() > reported) {
         error = EscapeForTerminal(source) + ":" + std::to_string(cmd.GetLineNo()) +
                 ": error: " + m_log.Items().back().reason;
         return kRefused;
     }
-    error = "cannot write " + m_output.TempPath() + ": " + SystemError(err);
+    error = "cannot write " + m_file->LastError();
     return kFailed;
 }
 
 bool ScriptSink::Finish(std::string& error) {
-    m_file.reset();  // closes the stream: the last flush happens here
-    if (m_watch.FirstError() != 0) {
-        error = "cannot write " + m_output.TempPath() + ": " + SystemError(m_watch.FirstError());
+    // The last block reaches the file here, so a full disk may show only now.
+    if (!m_file->Close()) {
+        error = "cannot write " + m_file->LastError();
         return false;
     }
+    m_file.reset();
     return m_output.Commit(error);
 }
 

@@ -29,7 +29,6 @@ class ScriptSink {
 
   private:
     SafeOutput m_output;
-    CloseWatch m_watch;
     FindingLog m_log;
     std::unique_ptr<NSQX_script::TScriptFileImpl> m_file;
 };

@@ -26,6 +26,9 @@ QXP_API bool OrinIsDirectory(const char* path, const char* pathEncoding = "UTF-8
 QXP_API bool OrinIsAbsolutePath(const char* path);
 // The system error number of the calling thread's last failed file call.
 QXP_API int OrinGetLastError();
+// Records the system error number of a failed file call made through another route (an Env),
+// for callers that ask OrinGetLastError.
+QXP_API void OrinSetLastError(int code);
 // The path with every backslash turned into a forward slash.
 QXP_API std::string OrinToUnixPath(const std::string& path);
 

@@ -4,12 +4,14 @@
 #include <cstdio>
 #include <filesystem>
 #include <map>
+#include <set>
 
 #include "CommandNames.h"
 #include "Commands.h"
 #include "ConfigRoot.h"
 #include "EnumTables.h"
 #include "Findings.h"
+#include "InputList.h"
 #include "Output.h"
 #include "ScriptSink.h"
 #include "ScriptSource.h"
@@ -124,22 +126,95 @@ unsigned int ChooseType(unsigned int given, const ScriptSource& source) {
     return fromHeader != 0 ? fromHeader : NSQX_script::kNeConfigScript;
 }
 
-}  // namespace
+bool IsEncodingLine(const std::string& text) {
+    for (const char* e : {"UTF-8", "ISO8859-1", "GBK"}) {
+        if (text == std::string("encoding=\"") + e + "\"") return true;
+    }
+    return false;
+}
 
-int RunFmt(const CommonOptions& common, const FmtOptions& opts) {
-    if (!opts.encoding.empty() && EncodingSetting(opts.encoding) < 0) {
-        Error("unknown encoding \"" + opts.encoding + "\" (use UTF-8, GBK or ISO8859-1)");
-        return kExitUsage;
+// One file to rewrite and where its result goes ("-": standard output).
+struct WriteJob {
+    std::string input;
+    std::string target;
+    std::string error;  // the input cannot be read
+};
+
+// Pairs each input with its output, or says (false) why the options do not tell where a
+// result goes: several inputs need --in-place or --output-dir.
+bool PlanWrites(const InputOptions& inputs, const WriteTargets& targets,
+                std::vector<WriteJob>& jobs) {
+    const std::vector<InputItem> items =
+        ListInputs(inputs.files, {inputs.recursive, inputs.include});
+    if (items.empty()) {
+        Error("no files to read (directories are searched for " + inputs.include + ")");
+        return false;
     }
-    if (!SetUpNames(common)) return kExitUsage;
-    if (opts.inPlace && opts.file == "-") {
-        Error("-i needs a file, not standard input");
-        return kExitUsage;
+    const bool several = items.size() > 1;
+    if (several && targets.outputDir.empty() && !targets.inPlace) {
+        Error("several inputs: give --in-place or --output-dir (-o takes one input)");
+        return false;
     }
+    std::set<std::string> written;
+    for (const InputItem& item : items) {
+        WriteJob job{item.path, "-", item.error};
+        if (item.path == "-" && targets.inPlace) {
+            Error("-i needs a file, not standard input");
+            return false;
+        }
+        if (item.path == "-" && !targets.outputDir.empty()) {
+            Error("standard input has no name to write under --output-dir (use -o)");
+            return false;
+        }
+        if (targets.inPlace) {
+            job.target = item.path;
+        } else if (!targets.outputDir.empty()) {
+            job.target = (std::filesystem::path(targets.outputDir) / item.relative).string();
+            std::error_code ec;
+            std::filesystem::create_directories(std::filesystem::path(job.target).parent_path(),
+                                                ec);
+            if (ec) {
+                Error(job.target + ": " + ec.message());
+                return false;
+            }
+        } else if (!targets.output.empty()) {
+            job.target = targets.output;
+        }
+        if (job.target != "-" && !written.insert(job.target).second) {
+            Error("two inputs would be written to " + job.target);
+            return false;
+        }
+        jobs.push_back(std::move(job));
+    }
+    return true;
+}
+
+// The header lines of the input for --keep-header, in UTF-8, with its encoding line naming the
+// encoding written (put first when it had none).
+std::vector<std::string> KeptHeader(const ScriptSource& source, const std::string& encoding) {
+    std::vector<std::string> lines;
+    bool named = false;
+    for (const NSQX_script::TScriptHeaderLine& line : source.Header().lines) {
+        std::string text;
+        if (!qxp::OrinCodeSetConvert(source.Encoding().c_str(), "UTF-8", line.text, text)) {
+            text = line.text;
+        }
+        if (!named && IsEncodingLine(text)) {
+            text = "encoding=\"" + encoding + "\"";
+            named = true;
+        }
+        lines.push_back(std::move(text));
+    }
+    if (!named) lines.insert(lines.begin(), "encoding=\"" + encoding + "\"");
+    return lines;
+}
+
+int FmtOne(const CommonOptions& common, const FmtOptions& opts, const std::string& file,
+           const std::string& target) {
     std::string error;
     ScriptInput input;
     ScriptSource source;
-    if (!input.Open(opts.file, common.inputEncoding, error) || !source.Open(input, error)) {
+    if (!input.Open(file, common.inputEncoding, error) || !source.Open(input, error)) {
         Error(error);
         return kExitUsage;
     }
@@ -153,9 +228,11 @@ int RunFmt(const CommonOptions& common, const FmtOptions& opts) {
         return kExitUsage;
     }
     const std::string encoding = NSQX_script::GetCfgEncoding();
-    const std::string target = opts.inPlace ? opts.file : opts.output.empty() ? "-" : opts.output;
     ScriptSink sink;
-    if (!sink.Open(target, ChooseType(opts.type, source), error)) {
+    const std::vector<std::string> header =
+        opts.keepHeader ? KeptHeader(source, encoding) : std::vector<std::string>();
+    if (!sink.Open(target, ChooseType(opts.type, source), error,
+                   opts.keepHeader ? &header : nullptr)) {
         Error(error);
         return kExitUsage;
     }
@@ -185,7 +262,8 @@ int RunFmt(const CommonOptions& common, const FmtOptions& opts) {
     return kExitOk;
 }
 
-int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
+int SlotsOne(const CommonOptions& common, const SlotsOptions& opts, const std::string& file,
+             const std::string& target) {
     std::string error;
     qxp::XmlNode cfg;
     if (!CheckReadableFile(opts.config, error)) {
@@ -205,13 +283,11 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
         }
         devMap[neId] = 0;
     }
-    if (!SetUpNames(common)) return kExitUsage;
-
     // First pass, before the slot table is loaded (so nothing converts): the NEs that the
     // script's cfg-nepara commands declare take part in the conversion, and the commands as
     // they were.
     ScriptInput input;
-    if (!input.Open(opts.file, common.inputEncoding, error)) {
+    if (!input.Open(file, common.inputEncoding, error)) {
         Error(error);
         return kExitUsage;
     }
@@ -247,7 +323,7 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
         Error(error);
         return kExitUsage;
     }
-    NSQX_script::QXScriptStaticDataMgr staticData(opts.file, opts.operType);
+    NSQX_script::QXScriptStaticDataMgr staticData(file, opts.operType);
     NSQX_script::QXConvertDataStorage* store = NSQX_script::QXConvertDataStorage::Instance();
     store->SetDevMap(devMap);
 
@@ -269,7 +345,7 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
 
     store->Release();  // the commands are converted: writing must not convert them again
     ScriptSink sink;
-    if (!sink.Open(opts.output.empty() ? "-" : opts.output, ChooseType(0, source), error)) {
+    if (!sink.Open(target, ChooseType(0, source), error)) {
         Error(error);
         return kExitUsage;
     }
@@ -289,6 +365,38 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
     Note(input.Name() + ": " + std::to_string(cmds.size()) + " commands, slot conversion type " +
          std::to_string(cvtType));
     return kExitOk;
+}
+
+}  // namespace
+
+int RunFmt(const CommonOptions& common, const FmtOptions& opts) {
+    if (!opts.encoding.empty() && EncodingSetting(opts.encoding) < 0) {
+        Error("unknown encoding \"" + opts.encoding + "\" (use UTF-8, GBK or ISO8859-1)");
+        return kExitUsage;
+    }
+    if (!SetUpNames(common)) return kExitUsage;
+    std::vector<WriteJob> jobs;
+    if (!PlanWrites(opts.inputs, opts.targets, jobs)) return kExitUsage;
+    int worst = kExitOk;
+    for (const WriteJob& job : jobs) {
+        const int status = job.error.empty() ? FmtOne(common, opts, job.input, job.target)
+                                             : (Error(job.error), int{kExitUsage});
+        worst = std::max(worst, status);
+    }
+    return worst;
+}
+
+int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
+    if (!SetUpNames(common)) return kExitUsage;
+    std::vector<WriteJob> jobs;
+    if (!PlanWrites(opts.inputs, opts.targets, jobs)) return kExitUsage;
+    int worst = kExitOk;
+    for (const WriteJob& job : jobs) {
+        const int status = job.error.empty() ? SlotsOne(common, opts, job.input, job.target)
+                                             : (Error(job.error), int{kExitUsage});
+        worst = std::max(worst, status);
+    }
+    return worst;
 }
 
 }  // namespace qxscript

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 
@@ -83,6 +84,7 @@ bool ScriptInput::Open(const std::string& arg, const std::string& encoding, std:
     if (!ok) error = m_name + ": " + SystemError(errno);
     if (ok) {
         m_header = NSQX_script::ReadScriptHeader(head);
+        KeepHeaderText(head);
         const std::string& declared = m_header.encoding;
         if (!m_given.empty() && !declared.empty() && declared != m_given) {
             error = m_name + ": the header declares " + declared + ", not " + m_given;
@@ -97,6 +99,20 @@ bool ScriptInput::Open(const std::string& arg, const std::string& encoding, std:
     }
     if (fd != STDIN_FILENO) close(fd);
     return ok;
+}
+
+void ScriptInput::KeepHeaderText(const std::string& head) {
+    std::size_t pos = 0;
+    unsigned long number = 1;
+    for (const NSQX_script::TScriptHeaderLine& line : m_header.lines) {
+        for (; number < line.line && pos < head.size(); ++number) {
+            pos = std::min(head.find('\n', pos), head.size() - 1) + 1;
+        }
+        std::size_t end = std::min(head.find('\n', pos), head.size());
+        std::string text = head.substr(pos, end - pos);
+        if (!text.empty() && text.back() == '\r') text.pop_back();
+        m_headerText.push_back(std::move(text));
+    }
 }
 
 bool ScriptInput::Spool(int fd, const std::string& head, std::string& error) {

@@ -42,9 +42,13 @@ class ScriptInput {
     const std::string& DeclaredEncoding() const { return m_header.encoding; }
     // What the header says; its unrecognisedEncodingLines hold whole lines as in the file.
     const NSQX_script::TScriptHeader& Header() const { return m_header; }
+    // The header's lines as they stand in the file (without line ends), one for each of
+    // Header().lines.
+    const std::vector<std::string>& HeaderText() const { return m_headerText; }
 
   private:
     bool Spool(int fd, const std::string& head, std::string& error);
+    void KeepHeaderText(const std::string& head);
 
     std::string m_name;
     std::string m_path;
@@ -52,6 +56,7 @@ class ScriptInput {
     std::size_t m_shift = 0;
     std::string m_given;
     NSQX_script::TScriptHeader m_header;
+    std::vector<std::string> m_headerText;
 };
 
 }  // namespace qxscript

@@ -20,7 +20,7 @@ bool ScriptSink::Open(const std::string& target, unsigned int scriptType, std::s
         return false;
     }
     for (std::size_t i = 0; header != nullptr && i <= header->size(); ++i) {
-        const std::string line = i < header->size() ? "// " + (*header)[i] + "\n" : "\n";
+        const std::string line = i < header->size() ? (*header)[i] + "\n" : "\n";
         errno = 0;
         if (!m_file->WriteString(line.c_str())) {
             error = "cannot write " + m_output.TempPath() + ": " + SystemError(errno ? errno : EIO);

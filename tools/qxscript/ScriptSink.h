@@ -22,7 +22,7 @@ class ScriptSink {
         kFailed,   // the output cannot be written
     };
 
-    // header: lines to write as the header instead of a fresh one (UTF-8, without the "//").
+    // header: lines to write as the header instead of a fresh one (UTF-8, without line ends).
     bool Open(const std::string& target, unsigned int scriptType, std::string& error,
               const std::vector<std::string>* header = nullptr);
     // Writes a command read from the script named source (its texts are quoted again where

@@ -37,6 +37,7 @@ class ScriptSource {
     unsigned int HeaderScriptType() const;
     // What the header says.
     const NSQX_script::TScriptHeader& Header() const { return m_input->Header(); }
+    const std::vector<std::string>& HeaderText() const { return m_input->HeaderText(); }
     // What the header's "// EMS version = " line names, or empty.
     std::string HeaderEmsVersion() const;
     // The script version the reader derived from the header.

@@ -192,20 +192,20 @@ bool PlanWrites(const InputOptions& inputs, const WriteTargets& targets,
 // The header lines of the input for --keep-header, in UTF-8, with its encoding line naming the
 // encoding written (put first when it had none).
 std::vector<std::string> KeptHeader(const ScriptSource& source, const std::string& encoding) {
+    const std::string encodingLine = "// encoding=\"" + encoding + "\"";
     std::vector<std::string> lines;
     bool named = false;
-    for (const NSQX_script::TScriptHeaderLine& line : source.Header().lines) {
+    for (std::size_t i = 0; i < source.HeaderText().size(); ++i) {
         std::string text;
-        if (!qxp::OrinCodeSetConvert(source.Encoding().c_str(), "UTF-8", line.text, text)) {
-            text = line.text;
-        }
-        if (!named && IsEncodingLine(text)) {
-            text = "encoding=\"" + encoding + "\"";
+        const std::string& raw = source.HeaderText()[i];
+        if (!qxp::OrinCodeSetConvert(source.Encoding().c_str(), "UTF-8", raw, text)) text = raw;
+        if (!named && IsEncodingLine(source.Header().lines[i].text)) {
+            text = encodingLine;
             named = true;
         }
         lines.push_back(std::move(text));
     }
-    if (!named) lines.insert(lines.begin(), "encoding=\"" + encoding + "\"");
+    if (!named) lines.insert(lines.begin(), encodingLine);
     return lines;
 }
 

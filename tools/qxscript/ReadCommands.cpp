@@ -142,6 +142,127 @@ class Selection {
     std::vector<std::pair<std::string, std::optional<std::string>>> m_params;
 };
 
+// check of one file: findings and a summary line, or one JSON object.
+int CheckFile(const CommonOptions& common, bool json, const InputItem& item, FileTally& tally,
+              FileOutput& out) {
+    CommandNames::TakeUnknownHere();
+    ScriptInput input;
+    ScriptSource source;
+    std::string error;
+    if (!OpenInput(item, common, input, source, error)) {
+        out.Err("qxscript: " + error + "\n");
+        const std::string name = item.path == "-" ? "<stdin>" : item.path;
+        if (json) out.Out(JsonLine({{"file", name}, {"error", error}}));
+        return kExitUsage;
+    }
+    tally.read = true;
+    tally.commands = source.ForEach([](NSQX_script::TScriptCmd&) { return true; });
+    tally.failed = source.FailedLines().size();
+    const std::vector<Finding> findings = source.Findings(kMaxEncodingReports);
+    const std::vector<std::string> unknown = CommandNames::TakeUnknownHere();
+    unsigned long errors = 0;
+    for (const Finding& f : findings) {
+        if (f.kind == Finding::kError) {
+            ++errors;
+            if (f.reason.rfind("text is not valid", 0) == 0) ++tally.invalidLines;
+        } else {
+            ++tally.warnings;
+        }
+    }
+    const bool anything =
+        tally.failed != 0 || errors != 0 || tally.warnings != 0 || !unknown.empty();
+    if (json) {
+        nlohmann::ordered_json list = nlohmann::ordered_json::array();
+        for (const Finding& f : findings) {
+            list.push_back({{"line", f.line},
+                            {"column", f.column},
+                            {"severity", f.kind == Finding::kError ? "error" : "warning"},
+                            {"reason", f.reason}});
+        }
+        for (const std::string& name : unknown) {
+            list.push_back(
+                {{"line", 0},
+                 {"column", 0},
+                 {"severity", "error"},
+                 {"reason", "commands named \"" + name + "\" skipped: name not registered"}});
+        }
+        out.Out(JsonLine({{"file", input.Name()},
+                          {"encoding", source.Encoding()},
+                          {"commands", tally.commands},
+                          {"failed", tally.failed},
+                          {"findings", std::move(list)}}));
+        return anything ? kExitFindings : kExitOk;
+    }
+    std::string text;
+    for (const Finding& f : findings) text += FormatFinding(input.Name(), f);
+    for (const std::string& name : unknown) text += UnknownNameLine(input.Name(), name);
+    if (!common.quiet) {
+        text += EscapeForTerminal(input.Name()) + ": " +
+                Plural(tally.commands, "command", "commands") + " (" + source.Encoding() + ")";
+        text += tally.failed == 0
+                    ? ", all parsed"
+                    : ", " + Plural(tally.failed, "command", "commands") + " cannot be parsed";
+        if (tally.invalidLines != 0) {
+            text += ", " + Plural(tally.invalidLines, "line", "lines") + " not valid " +
+                    source.Encoding();
+        }
+        if (tally.warnings != 0) {
+            text += ", " + Plural(tally.warnings, "warning", "warnings");
+        }
+        text += "\n";
+    }
+    out.Out(text);
+    return anything ? kExitFindings : kExitOk;
+}
+
+// dump of one file: the selected commands, then findings and a summary line.
+int DumpFile(const CommonOptions& common, const DumpOptions& opts, const Selection& selection,
+             bool several, const InputItem& item, FileTally& tally, FileOutput& out) {
+    CommandNames::TakeUnknownHere();
+    ScriptInput input;
+    ScriptSource source;
+    std::string error;
+    if (!OpenInput(item, common, input, source, error)) {
+        out.Err("qxscript: " + error + "\n");
+        return kExitUsage;
+    }
+    tally.read = true;
+    const bool json = opts.format == "json";
+    std::string text;
+    tally.commands = source.ForEach([&](NSQX_script::TScriptCmd& cmd) {
+        const std::string name = CommandName(cmd.GetCmdCode());
+        if (!selection.Matches(name, cmd)) return true;
+        ++tally.shown;
+        text.clear();
+        if (json) {
+            AppendJson(input.Name(), name, cmd, text);
+            text += '\n';
+        } else {
+            AppendText(input.Name(), name, cmd, text);
+        }
+        out.Out(text);
+        return true;
+    });
+    tally.failed = source.FailedLines().size();
+    std::string report;
+    for (const std::string& name : CommandNames::TakeUnknownHere()) {
+        report += UnknownNameLine(input.Name(), name);
+    }
+    const bool unknown = !report.empty();
+    const FindingCounts counts = ReportFindings(source, report);
+    tally.invalidLines = counts.invalidLines;
+    tally.warnings = counts.Warnings();
+    if (several && !common.quiet) {
+        report += EscapeForTerminal(input.Name()) + ": " +
+                  Plural(tally.commands, "command", "commands") + ", " +
+                  std::to_string(tally.shown) + " shown\n";
+    }
+    out.Err(report);
+    return tally.failed != 0 || unknown || counts.errors != 0 || counts.Warnings() != 0
+               ? kExitFindings
+               : kExitOk;
+}
+
 }  // namespace
 
 FindingCounts ReportFindings(const ScriptSource& source, std::string& text) {
@@ -196,76 +317,7 @@ int RunCheck(const CommonOptions& common, const CheckOptions& opts) {
     const bool json = opts.format == "json";
     std::vector<FileTally> tallies(items->size());
     const auto job = [&](std::size_t index, FileOutput& out) {
-        const InputItem& item = (*items)[index];
-        CommandNames::TakeUnknownHere();
-        ScriptInput input;
-        ScriptSource source;
-        std::string error;
-        if (!OpenInput(item, common, input, source, error)) {
-            out.Err("qxscript: " + error + "\n");
-            const std::string name = item.path == "-" ? "<stdin>" : item.path;
-            if (json) out.Out(JsonLine({{"file", name}, {"error", error}}));
-            return int{kExitUsage};
-        }
-        FileTally& tally = tallies[index];
-        tally.read = true;
-        tally.commands = source.ForEach([](NSQX_script::TScriptCmd&) { return true; });
-        tally.failed = source.FailedLines().size();
-        const std::vector<Finding> findings = source.Findings(kMaxEncodingReports);
-        const std::vector<std::string> unknown = CommandNames::TakeUnknownHere();
-        unsigned long errors = 0;
-        for (const Finding& f : findings) {
-            if (f.kind == Finding::kError) {
-                ++errors;
-                if (f.reason.rfind("text is not valid", 0) == 0) ++tally.invalidLines;
-            } else {
-                ++tally.warnings;
-            }
-        }
-        const bool anything =
-            tally.failed != 0 || errors != 0 || tally.warnings != 0 || !unknown.empty();
-        if (json) {
-            nlohmann::ordered_json list = nlohmann::ordered_json::array();
-            for (const Finding& f : findings) {
-                list.push_back({{"line", f.line},
-                                {"column", f.column},
-                                {"severity", f.kind == Finding::kError ? "error" : "warning"},
-                                {"reason", f.reason}});
-            }
-            for (const std::string& name : unknown) {
-                list.push_back(
-                    {{"line", 0},
-                     {"column", 0},
-                     {"severity", "error"},
-                     {"reason", "commands named \"" + name + "\" skipped: name not registered"}});
-            }
-            out.Out(JsonLine({{"file", input.Name()},
-                              {"encoding", source.Encoding()},
-                              {"commands", tally.commands},
-                              {"failed", tally.failed},
-                              {"findings", std::move(list)}}));
-            return anything ? int{kExitFindings} : int{kExitOk};
-        }
-        std::string text;
-        for (const Finding& f : findings) text += FormatFinding(input.Name(), f);
-        for (const std::string& name : unknown) text += UnknownNameLine(input.Name(), name);
-        if (!common.quiet) {
-            text += EscapeForTerminal(input.Name()) + ": " +
-                    Plural(tally.commands, "command", "commands") + " (" + source.Encoding() + ")";
-            text += tally.failed == 0
-                        ? ", all parsed"
-                        : ", " + Plural(tally.failed, "command", "commands") + " cannot be parsed";
-            if (tally.invalidLines != 0) {
-                text += ", " + Plural(tally.invalidLines, "line", "lines") + " not valid " +
-                        source.Encoding();
-            }
-            if (tally.warnings != 0) {
-                text += ", " + Plural(tally.warnings, "warning", "warnings");
-            }
-            text += "\n";
-        }
-        out.Out(text);
-        return anything ? int{kExitFindings} : int{kExitOk};
+        return CheckFile(common, json, (*items)[index], tallies[index], out);
     };
     const int status = Batch::Run(items->size(), Workers(opts.inputs, items->size()), job);
     if (!json && !common.quiet && items->size() > 1) {
@@ -279,56 +331,12 @@ int RunDump(const CommonOptions& common, const DumpOptions& opts) {
     if (!SetUpNames(common)) return kExitUsage;
     const auto items = Inputs(opts.inputs);
     if (!items) return kExitUsage;
-    const bool json = opts.format == "json";
     const Selection selection(opts);
     const bool several = items->size() > 1;
     ProgressBar::AvoidTerminal(Output::Stream());
     std::vector<FileTally> tallies(items->size());
     const auto job = [&](std::size_t index, FileOutput& out) {
-        const InputItem& item = (*items)[index];
-        CommandNames::TakeUnknownHere();
-        ScriptInput input;
-        ScriptSource source;
-        std::string error;
-        if (!OpenInput(item, common, input, source, error)) {
-            out.Err("qxscript: " + error + "\n");
-            return int{kExitUsage};
-        }
-        FileTally& tally = tallies[index];
-        tally.read = true;
-        std::string text;
-        tally.commands = source.ForEach([&](NSQX_script::TScriptCmd& cmd) {
-            const std::string name = CommandName(cmd.GetCmdCode());
-            if (!selection.Matches(name, cmd)) return true;
-            ++tally.shown;
-            text.clear();
-            if (json) {
-                AppendJson(input.Name(), name, cmd, text);
-                text += '\n';
-            } else {
-                AppendText(input.Name(), name, cmd, text);
-            }
-            out.Out(text);
-            return true;
-        });
-        tally.failed = source.FailedLines().size();
-        std::string report;
-        for (const std::string& name : CommandNames::TakeUnknownHere()) {
-            report += UnknownNameLine(input.Name(), name);
-        }
-        const bool unknown = !report.empty();
-        const FindingCounts counts = ReportFindings(source, report);
-        tally.invalidLines = counts.invalidLines;
-        tally.warnings = counts.Warnings();
-        if (several && !common.quiet) {
-            report += EscapeForTerminal(input.Name()) + ": " +
-                      Plural(tally.commands, "command", "commands") + ", " +
-                      std::to_string(tally.shown) + " shown\n";
-        }
-        out.Err(report);
-        return tally.failed != 0 || unknown || counts.errors != 0 || counts.Warnings() != 0
-                   ? int{kExitFindings}
-                   : int{kExitOk};
+        return DumpFile(common, opts, selection, several, (*items)[index], tallies[index], out);
     };
     const int status = Batch::Run(items->size(), Workers(opts.inputs, items->size()), job);
     if (!Output::FlushOrSay()) return kExitUsage;

@@ -45,7 +45,7 @@ void NoteUnknown(NameState& s, const std::string& name) {
     if (std::find(t_unknownHere.begin(), t_unknownHere.end(), name) == t_unknownHere.end()) {
         t_unknownHere.push_back(name);
     }
-    if (NameLock::Enabled()) return;  // the list of the process is for one thread's runs
+    if (NameLock::Enabled()) return;  // workers keep them per file, on their own threads
     if (std::find(s.unknown.begin(), s.unknown.end(), name) == s.unknown.end()) {
         s.unknown.push_back(name);
     }

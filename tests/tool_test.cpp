@@ -736,8 +736,10 @@ TEST_F(ToolTest, FmtKeepsTheHeaderAndWritesManyFilesOnlyWhereToldTo) {
     EXPECT_TRUE(Contains(Run(2, {"fmt", utf8, gbk}).err,
                          {"several inputs: give --in-place or --output-dir"}));
     Run(2, {"fmt", "-o", out, utf8, gbk});
-    Run(0, {"fmt", "--output-dir", dir_ + "/all", "-r", "--include", "ne_*.txt",
-            (Repo() / "examples").string()});
+    EXPECT_TRUE(Contains(Run(0, {"fmt", "--output-dir", dir_ + "/all", "-r", "--include",
+                                 "ne_*.txt", (Repo() / "examples").string()})
+                             .err,
+                         {"total: 2 files, 2 written\n"}));
     EXPECT_EQ(Commands(dir_ + "/all/scripts/ne_config_gbk.txt"), Commands(gbk));
     EXPECT_EQ(Commands(dir_ + "/all/scripts/ne_config.txt"), Commands(utf8));
     const std::string copy = dir_ + "/copy.txt";

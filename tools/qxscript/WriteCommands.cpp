@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <set>
 
@@ -367,6 +368,34 @@ int SlotsOne(const CommonOptions& common, const SlotsOptions& opts, const std::s
     return kExitOk;
 }
 
+// Rewrites the inputs one after the other (the writer's settings are the process's); with
+// several, a line for each written file (unless the writer says one itself) and a total.
+int RunWrites(const std::vector<WriteJob>& jobs, bool sayWritten,
+              const std::function<int(const WriteJob&)>& write) {
+    int worst = kExitOk;
+    std::size_t written = 0;
+    for (const WriteJob& job : jobs) {
+        int status = kExitUsage;
+        if (!job.error.empty()) {
+            Error(job.error);
+        } else {
+            status = write(job);
+        }
+        if (status == kExitOk) ++written;
+        if (status == kExitOk && sayWritten && jobs.size() > 1) {
+            Note(EscapeForTerminal(job.input) + ": written to " + EscapeForTerminal(job.target));
+        }
+        worst = std::max(worst, status);
+    }
+    if (jobs.size() > 1) {
+        std::string total = "total: " + std::to_string(jobs.size()) + " files, " +
+                            std::to_string(written) + " written";
+        if (written != jobs.size()) total += ", " + std::to_string(jobs.size() - written) + " not";
+        Note(total);
+    }
+    return worst;
+}
+
 }  // namespace
 
 int RunFmt(const CommonOptions& common, const FmtOptions& opts) {
@@ -377,26 +406,18 @@ int RunFmt(const CommonOptions& common, const FmtOptions& opts) {
     if (!SetUpNames(common)) return kExitUsage;
     std::vector<WriteJob> jobs;
     if (!PlanWrites(opts.inputs, opts.targets, jobs)) return kExitUsage;
-    int worst = kExitOk;
-    for (const WriteJob& job : jobs) {
-        const int status = job.error.empty() ? FmtOne(common, opts, job.input, job.target)
-                                             : (Error(job.error), int{kExitUsage});
-        worst = std::max(worst, status);
-    }
-    return worst;
+    return RunWrites(jobs, true, [&](const WriteJob& job) {
+        return FmtOne(common, opts, job.input, job.target);
+    });
 }
 
 int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
     if (!SetUpNames(common)) return kExitUsage;
     std::vector<WriteJob> jobs;
     if (!PlanWrites(opts.inputs, opts.targets, jobs)) return kExitUsage;
-    int worst = kExitOk;
-    for (const WriteJob& job : jobs) {
-        const int status = job.error.empty() ? SlotsOne(common, opts, job.input, job.target)
-                                             : (Error(job.error), int{kExitUsage});
-        worst = std::max(worst, status);
-    }
-    return worst;
+    return RunWrites(jobs, false, [&](const WriteJob& job) {
+        return SlotsOne(common, opts, job.input, job.target);
+    });
 }
 
 }  // namespace qxscript

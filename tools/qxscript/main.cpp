@@ -232,8 +232,8 @@ int main(int argc, char** argv) {
             "(unless --input-encoding); nor when a text cannot be held by the output encoding or "
             "a command would be too long to be read back.\n"
             "Several inputs (files, or directories with -r) need --in-place or --output-dir; "
-            "they are rewritten one after the other, each on its own, and the status is that of "
-            "the worst.\n") +
+            "they are rewritten one after the other, each on its own, with a line for each and a "
+            "total on standard error; the status is that of the worst.\n") +
         kLimits +
         "\n"
         "Example:\n  qxscript fmt --encoding UTF-8 -o ne_config_utf8.txt "

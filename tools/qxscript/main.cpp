@@ -79,7 +79,8 @@ void AddInputOptions(CLI::App& app, InputOptions& inputs, bool jobs) {
                    "Script files, directories (with -r) and - for standard input")
         ->required();
     app.add_flag("-r,--recursive", inputs.recursive,
-                 "Read the files of directories and their subdirectories, in sorted order");
+                 "Read the files of directories and their subdirectories, in sorted order (names "
+                 "starting with \".\" are skipped; a directory reached twice is read once)");
     app.add_option("--include", inputs.include,
                    "In directories, read the files whose names match this pattern (default "
                    "\"*.txt\")");

@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "qx_platform/CodeSet.h"
 #include "tests/TestFiles.h"
 
 namespace fs = std::filesystem;
@@ -327,6 +328,18 @@ TEST_F(ToolTest, EnumAndNameConvertSingleValues) {
     Run(2, {"enum", "--config", cfg, "c2s", "1003", "admin", "x"});
     Run(2, {"enum", "--config", Fixture("malformed_enum.xml"), "s2c", "1", "a", "b"});
     Run(2, {"enum", "--config", cfg, "x2y", "1", "a", "b"});
+    Run(2, {"enum", "--config", cfg, "s2c", "1003", "admin"});
+
+    // The table's entries in its order, values in file order; the tool's settings left out.
+    EXPECT_EQ(Run(0, {"enum", "--config", cfg, "list", "1003"}).out,
+              "1003\tadmin\t0\t1\tup\n1003\tadmin\t0\t0\tdown\n1003\tadmin\t0\t1\tenabled\n");
+    EXPECT_EQ(Run(0, {"enum", "--config", cfg, "list", "1003", "admin", "--format", "json"}).out,
+              R"({"cmdid":1003,"para":"admin","extendid":0,"values":[{"name":"up","code":1},)"
+              R"({"name":"down","code":0},{"name":"enabled","code":1}]})"
+              "\n");
+    const std::string all = Run(0, {"enum", "--config", cfg, "list"}).out;
+    EXPECT_TRUE(Contains(all, {"1002\tboardtype\t1\t20\tSL64\n"}));
+    EXPECT_EQ(all.find("\n0\t"), std::string::npos);
 
     EXPECT_EQ(
         Run(0, {"name", "generate", "NE", "--ne", "9-3", "--text", "cfg", "--encoding", "GBK"}).out,
@@ -586,3 +599,151 @@ TEST_F(ToolTest, FindingsSayWhereAndWhyAndWritersRefuseThem) {
 }
 
 }  // namespace
+
+// A tree of scripts whose command names first appear at the end of the first (and longest)
+// file and at the start of the others, so that the codes dump shows depend on which file
+// registers a name first.
+class BatchTest : public ToolTest {
+  protected:
+    void SetUp() override {
+        ToolTest::SetUp();
+        fs::create_directories(tree_ / "sub");
+        for (int f = 0; f < 6; ++f) {
+            std::string text = "// encoding=\"UTF-8\"\n";
+            for (int i = 0; f == 0 && i < 3000; ++i) {
+                text += ":cfg-common:{a=" + std::to_string(i) + "};\n";
+            }
+            for (int i = 0; i < (f == 0 ? 6 : 400); ++i) {
+                text += ":cfg-n" + std::to_string((i + f) % 6) + ":{a=" + std::to_string(i) +
+                        ",b=\"x\"};\n";
+            }
+            if (f == 4) text += ":cfg-bad:{a=,};\n";
+            WriteFile(tree_ / (f % 2 ? "sub" : "") / ("s" + std::to_string(f) + ".txt"), text);
+        }
+        WriteFile(tree_ / "notes.md", "// encoding=\"UTF-8\"\n:cfg-md:{a=1};\n");
+        WriteFile(tree_ / ".hidden.txt", ":cfg-hidden:{a=1};\n");
+        fs::create_directory_symlink("..", tree_ / "sub" / "loop");  // must not hang
+    }
+
+    const fs::path tree_ = fs::path(tmp_.path()) / "tree";
+};
+
+TEST_F(BatchTest, DirectoriesAndFilesComeInArgumentOrderWhateverTheWorkers) {
+    const std::string t = tree_.string();
+    const std::string example = Example("scripts/ne_config.txt");
+    const std::vector<std::string> files = {"-r", t, "-", example};
+
+    // Sorted names, subdirectories in place; standard input where its "-" stands; the worst
+    // file decides the status.
+    const ToolRun one = Run(
+        1,
+        [&] {
+            std::vector<std::string> a{"check", "-j", "1"};
+            a.insert(a.end(), files.begin(), files.end());
+            return a;
+        }(),
+        example);
+    EXPECT_EQ(one.out.substr(one.out.find(t + "/s0.txt: ")),
+              t + "/s0.txt: 3006 commands (UTF-8), all parsed\n" + t +
+                  "/s2.txt: 400 commands (UTF-8), all parsed\n" + t +
+                  "/s4.txt:402:13: error: unexpected ','\n    :cfg-bad:{a=,};\n" +
+                  "                ^\n" + t +
+                  "/s4.txt: 400 commands (UTF-8), 1 command cannot be parsed\n" + t +
+                  "/sub/s1.txt: 400 commands (UTF-8), all parsed\n" + t +
+                  "/sub/s3.txt: 400 commands (UTF-8), all parsed\n" + t +
+                  "/sub/s5.txt: 400 commands (UTF-8), all parsed\n" +
+                  "<stdin>: 39 commands (UTF-8), all parsed\n" + example +
+                  ": 39 commands (UTF-8), all parsed\n" +
+                  "total: 8 files, 5084 commands, 1 cannot be parsed\n");
+
+    for (const char* format : {"text", "json"}) {
+        for (const char* sub : {"check", "dump"}) {
+            std::vector<std::string> args{sub, "--format", format};
+            args.insert(args.end(), files.begin(), files.end());
+            args.insert(args.begin() + 1, {"-j", "1"});
+            const ToolRun serial = Run(1, args, example);
+            args[2] = "4";
+            const ToolRun parallel = Run(1, args, example);
+            EXPECT_EQ(parallel.out, serial.out) << sub << " " << format;
+            EXPECT_EQ(parallel.err, serial.err) << sub << " " << format;
+        }
+    }
+
+    // One JSON object per file, where and why for each finding.
+    std::istringstream lines(Run(1, {"check", "--format", "json", "-r", t}).out);
+    std::vector<nlohmann::json> objects;
+    for (std::string line; std::getline(lines, line);)
+        objects.push_back(nlohmann::json::parse(line));
+    ASSERT_EQ(objects.size(), 6u);
+    EXPECT_EQ(
+        objects[2],
+        nlohmann::json::parse(
+            R"({"file":")" + t +
+            R"(/s4.txt","encoding":"UTF-8","commands":400,"failed":1,)"
+            R"("findings":[{"line":402,"column":13,"severity":"error","reason":"unexpected ','"}]})"));
+
+    // --include picks other names; a directory without -r, a missing file and a second "-"
+    // are trouble, the rest is still read.
+    EXPECT_EQ(Run(0, {"check", "-r", "--include", "*.md", t}).out,
+              t + "/notes.md: 1 command (UTF-8), all parsed\n");
+    const ToolRun bad = Run(2, {"check", t, example, tmp_ / "missing.txt"});
+    EXPECT_TRUE(Contains(bad.err, {t + ": is a directory (give -r to read it)",
+                                   "missing.txt: No such file or directory"}));
+    EXPECT_TRUE(Contains(
+        bad.out, {example + ": 39 commands", "total: 3 files, 39 commands, 2 files not read"}));
+    Run(2, {"check", "-", "-"});
+}
+
+TEST_F(ToolTest, DumpSelectsCommandsByNameAndParameters) {
+    const std::string example = Example("scripts/ne_config.txt");
+    auto lines = [&](std::vector<std::string> args) {
+        args.insert(args.begin(), {"dump", "--format", "json"});
+        args.push_back(example);
+        std::istringstream out(Run(0, args).out);
+        std::vector<std::string> found;
+        for (std::string line; std::getline(out, line);) {
+            const nlohmann::json cmd = nlohmann::json::parse(line);
+            found.push_back(cmd["name"].get<std::string>() + ":" +
+                            std::to_string(cmd["line"].get<int>()));
+        }
+        return found;
+    };
+    using Lines = std::vector<std::string>;
+    EXPECT_EQ(lines({"--name", "cfg-set-p*"}),
+              (Lines{"cfg-set-port:30", "cfg-set-port:31", "cfg-set-pm:58"}));
+    // A value matches as dump shows it; every --param must hold.
+    EXPECT_EQ(lines({"--param", "port=5"}), (Lines{"cfg-set-port:31"}));
+    EXPECT_EQ(lines({"--param", "admin=down", "--param", "mtu=1522"}), (Lines{"cfg-set-port:31"}));
+    EXPECT_EQ(lines({"--param", "admin=down", "--param", "mtu=9600"}), Lines{});
+    EXPECT_EQ(lines({"--name", "cfg-set-port", "--param", "descr"}).size(), 2u);
+}
+
+TEST_F(ToolTest, FmtKeepsTheHeaderAndWritesManyFilesOnlyWhereToldTo) {
+    const std::string gbk = Example("scripts/ne_config_gbk.txt");
+    const std::string out = dir_ + "/kept.txt";
+    Run(0, {"fmt", "--keep-header", "--encoding", "UTF-8", "-o", out, gbk});
+    std::string original;
+    EXPECT_TRUE(qxp::OrinCodeSetConvert("GBK", "UTF-8", ReadFile(gbk), original));
+    const std::string header = original.substr(0, original.find("\n\n") + 2);
+    std::string expected = header;
+    expected.replace(expected.find("encoding=\"GBK\""), 14, "encoding=\"UTF-8\"");
+    EXPECT_EQ(ReadFile(out).substr(0, expected.size()), expected);
+    EXPECT_EQ(Commands(out), Commands(gbk));
+
+    // Several inputs: each under its own name below --output-dir, or in place; never mixed into
+    // one output.
+    const std::string utf8 = Example("scripts/ne_config.txt");
+    EXPECT_TRUE(Contains(Run(2, {"fmt", utf8, gbk}).err,
+                         {"several inputs: give --in-place or --output-dir"}));
+    Run(2, {"fmt", "-o", out, utf8, gbk});
+    EXPECT_TRUE(Contains(Run(0, {"fmt", "--output-dir", dir_ + "/all", "-r", "--include",
+                                 "ne_*.txt", (Repo() / "examples").string()})
+                             .err,
+                         {"total: 2 files, 2 written\n"}));
+    EXPECT_EQ(Commands(dir_ + "/all/scripts/ne_config_gbk.txt"), Commands(gbk));
+    EXPECT_EQ(Commands(dir_ + "/all/scripts/ne_config.txt"), Commands(utf8));
+    const std::string copy = dir_ + "/copy.txt";
+    fs::copy_file(gbk, copy);
+    Run(0, {"fmt", "-i", "--keep-header", copy, out});
+    EXPECT_EQ(ReadFile(copy).substr(0, expected.size()), expected);
+}

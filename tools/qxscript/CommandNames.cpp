@@ -5,8 +5,10 @@
 #include <fstream>
 #include <sstream>
 #include <unordered_set>
+#include <utility>
 
 #include "FileChecks.h"
+#include "NameLock.h"
 #include "qx_platform/Strings.h"
 #include "qx_platform/Xml.h"
 #include "qx_scriptutil/CmdNameConvert.h"
@@ -37,17 +39,37 @@ std::string Lower(std::string text) {
     return text;
 }
 
+thread_local std::vector<std::string> t_unknownHere;
+
+void NoteUnknown(NameState& s, const std::string& name) {
+    if (std::find(t_unknownHere.begin(), t_unknownHere.end(), name) == t_unknownHere.end()) {
+        t_unknownHere.push_back(name);
+    }
+    if (NameLock::Enabled()) return;  // workers keep them per file, on their own threads
+    if (std::find(s.unknown.begin(), s.unknown.end(), name) == s.unknown.end()) {
+        s.unknown.push_back(name);
+    }
+}
+
+// Runs on the thread that reads, holding a NameLock slot when workers read at once.
 bool SeeCommand(NSQX_script::MMLCmdStruct& cmd) {
     NameState& s = State();
-    if (cmd.cmdName.empty() || s.known.count(cmd.cmdName) != 0) return true;
+    const std::string& name = cmd.cmdName;
+    if (name.empty() || s.known.count(name) != 0) return true;
     unsigned long code = 0;
-    if (CmdNameConvert::GetCorrespondCmdID(cmd.cmdName.c_str(), code)) {
-        s.known.insert(cmd.cmdName);
-    } else if (s.autoRegister) {
-        CommandNames::Register(cmd.cmdName, s.nextCode);
-    } else if (std::find(s.unknown.begin(), s.unknown.end(), cmd.cmdName) == s.unknown.end()) {
-        s.unknown.push_back(cmd.cmdName);
+    const bool registered = CmdNameConvert::GetCorrespondCmdID(name.c_str(), code);
+    if (!registered && !s.autoRegister) {
+        NoteUnknown(s, name);
+        return true;
     }
+    NameLock::Learn([&] { return s.known.count(name) != 0; },
+                    [&] {
+                        if (CmdNameConvert::GetCorrespondCmdID(name.c_str(), code)) {
+                            s.known.insert(name);
+                        } else {
+                            CommandNames::Register(name, s.nextCode);
+                        }
+                    });
     return true;
 }
 
@@ -112,6 +134,10 @@ void CommandNames::SetAutoRegister(bool on) {
 
 const std::vector<std::string>& CommandNames::Unknown() {
     return State().unknown;
+}
+
+std::vector<std::string> CommandNames::TakeUnknownHere() {
+    return std::exchange(t_unknownHere, {});
 }
 
 }  // namespace qxscript

@@ -11,7 +11,8 @@ namespace qxscript {
 // script itself: a post-analyse hook sees every parsed command before the reader looks its
 // name up and gives each new name the next free code (after the highest one registered), in
 // order of first appearance. The reader lower-cases names outside quotes, so names are
-// registered in lower case. Process-wide state of the main thread.
+// registered in lower case. Process-wide state: loaded on the main thread before workers start;
+// the hook runs on every reading thread, under NameLock when several read at once.
 class CommandNames {
   public:
     // The names of an enumeration table's "Cmd" elements ("name" and "cmdid").
@@ -21,6 +22,9 @@ class CommandNames {
     static void SetAutoRegister(bool on);
     // Names met while automatic registration was off and not registered, in order.
     static const std::vector<std::string>& Unknown();
+    // Names met by the calling thread while automatic registration was off and not registered,
+    // in order, since the last call (which clears them); with workers, the only record kept.
+    static std::vector<std::string> TakeUnknownHere();
     static void Register(const std::string& name, unsigned long code);
 };
 

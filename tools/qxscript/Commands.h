@@ -22,28 +22,46 @@ struct CommonOptions {
     bool verbose = false;
 };
 
-struct CheckOptions {
-    std::vector<std::string> files;
+// The scripts a subcommand reads.
+struct InputOptions {
+    std::vector<std::string> files;  // files, directories (with -r) and "-"
+    bool recursive = false;
+    std::string include = "*.txt";
+    unsigned int jobs = 0;  // worker threads; 0: one per core
 };
 
-struct DumpOptions {
-    std::string file;
+struct CheckOptions {
+    InputOptions inputs;
     std::string format = "text";
 };
 
-struct FmtOptions {
-    std::string file;
-    std::string output;  // empty: standard output
+struct DumpOptions {
+    InputOptions inputs;
+    std::string format = "text";
+    std::string name;                 // --name: fnmatch pattern on command names
+    std::vector<std::string> params;  // --param NAME[=VALUE]: all must match
+};
+
+// Where fmt and slots put what they write.
+struct WriteTargets {
+    std::string output;     // -o: one input only; empty: standard output
+    std::string outputDir;  // --output-dir: each file under its name (its path below -r's root)
     bool inPlace = false;
+};
+
+struct FmtOptions {
+    InputOptions inputs;
+    WriteTargets targets;
+    bool keepHeader = false;
     std::string encoding;   // empty: as the configuration says (UTF-8 by default)
     unsigned int type = 0;  // 0: the type named by the input's header, else 1
 };
 
 struct SlotsOptions {
-    std::string file;
+    InputOptions inputs;
+    WriteTargets targets;
     std::string config;
     int operType = 0;
-    std::string output;
     std::vector<std::string> nes;  // NEs that take part besides those of cfg-nepara commands
     std::string slotFlag = "1.1";
     std::string log;
@@ -51,11 +69,10 @@ struct SlotsOptions {
 
 struct EnumOptions {
     std::string config;
-    std::string direction;
-    unsigned long cmdId = 0;
-    std::string para;
-    std::string value;
+    std::string direction;          // s2c, c2s or list
+    std::vector<std::string> args;  // CMDID PARA VALUE; list: an optional CMDID and PARA
     long extendId = 0;
+    std::string format = "text";  // list only
 };
 
 struct NameOptions {
@@ -84,7 +101,9 @@ struct FindingCounts {
     unsigned long Warnings() const { return valueWarnings + headerWarnings; }
 };
 
-// Prints everything found in a script that has been read, in line order.
+// Everything found in a script that has been read, in line order, as printed; appended to text.
+FindingCounts ReportFindings(const ScriptSource& source, std::string& text);
+// The same, printed to out.
 FindingCounts ReportFindings(const ScriptSource& source, FILE* out);
 
 // Registers command names as the common options ask; false (with the message printed) when a

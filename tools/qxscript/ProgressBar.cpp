@@ -77,6 +77,10 @@ void ProgressBar::AvoidTerminal(FILE* out) {
     if (isatty(fileno(out))) g_suppressed = true;
 }
 
+void ProgressBar::TurnOff() {
+    g_suppressed = true;
+}
+
 void ProgressBar::At(unsigned long line) {
     if (!m_active || line < m_reported + m_step) return;
     NSQX_script::SendIncreaseGauge(line - m_reported, "");

@@ -10,7 +10,7 @@ namespace qxscript {
 // (ResetTotalCount / SendIncreaseGauge) through the host's progress reporter, which calls back
 // for the current task. Active only for files of kMinBytes and more, when standard error is a
 // terminal and -q is not given; otherwise every call is a no-op. The caller runs the work
-// under a qxp::ScopedCurrentTask. Confined to the main thread.
+// under a qxp::ScopedCurrentTask. Confined to the main thread; with workers, turned off.
 class ProgressBar {
   public:
     static constexpr std::uint64_t kMinBytes = 4u << 20;
@@ -25,6 +25,9 @@ class ProgressBar {
     // No bar from now on while out is a terminal: what is written there while reading would
     // be drawn over.
     static void AvoidTerminal(FILE* out);
+    // No bar from now on: workers read several files at once, and the gauge is the process's.
+    // Call before they start.
+    static void TurnOff();
 
   private:
     bool m_active = false;

@@ -5,10 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 
 #include "FileChecks.h"
 #include "TempFiles.h"
@@ -17,13 +15,8 @@ namespace qxscript {
 
 namespace {
 
-// The reader looks for the encoding line in this many bytes, up to the first NUL.
-constexpr std::size_t kEncodingWindow = 1024;
 // Header lines are looked for this far.
 constexpr std::size_t kHeadBytes = 64 * 1024;
-
-// The three lines the reader recognises, in the order it tests them.
-constexpr const char* kEncodings[] = {"UTF-8", "ISO8859-1", "GBK"};
 
 std::string EncodingLine(const std::string& encoding) {
     return "// encoding=\"" + encoding + "\"";
@@ -53,11 +46,6 @@ bool WriteAll(int fd, const char* data, std::size_t size) {
         size -= static_cast<std::size_t>(n);
     }
     return true;
-}
-
-std::string Lower(std::string text) {
-    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
 }
 
 }  // namespace
@@ -95,13 +83,15 @@ bool ScriptInput::Open(const std::string& arg, const std::string& encoding, std:
     bool ok = ReadUpTo(fd, kHeadBytes, head);
     if (!ok) error = m_name + ": " + SystemError(errno);
     if (ok) {
-        ReadHeader(head);
-        if (!m_given.empty() && !m_declared.empty() && m_declared != m_given) {
-            error = m_name + ": the header declares " + m_declared + ", not " + m_given;
+        m_header = NSQX_script::ReadScriptHeader(head);
+        KeepHeaderText(head);
+        const std::string& declared = m_header.encoding;
+        if (!m_given.empty() && !declared.empty() && declared != m_given) {
+            error = m_name + ": the header declares " + declared + ", not " + m_given;
             ok = false;
         }
     }
-    const bool tellEncoding = !m_given.empty() && m_declared.empty();
+    const bool tellEncoding = !m_given.empty() && m_header.encoding.empty();
     if (ok && (!regular || tellEncoding)) {
         ok = Spool(fd, head, error);
     } else if (ok) {
@@ -109,6 +99,20 @@ bool ScriptInput::Open(const std::string& arg, const std::string& encoding, std:
     }
     if (fd != STDIN_FILENO) close(fd);
     return ok;
+}
+
+void ScriptInput::KeepHeaderText(const std::string& head) {
+    std::size_t pos = 0;
+    unsigned long number = 1;
+    for (const NSQX_script::TScriptHeaderLine& line : m_header.lines) {
+        for (; number < line.line && pos < head.size(); ++number) {
+            pos = std::min(head.find('\n', pos), head.size() - 1) + 1;
+        }
+        std::size_t end = std::min(head.find('\n', pos), head.size());
+        std::string text = head.substr(pos, end - pos);
+        if (!text.empty() && text.back() == '\r') text.pop_back();
+        m_headerText.push_back(std::move(text));
+    }
 }
 
 bool ScriptInput::Spool(int fd, const std::string& head, std::string& error) {
@@ -124,7 +128,7 @@ bool ScriptInput::Spool(int fd, const std::string& head, std::string& error) {
     TempFiles::Add(m_temp);
     m_path = m_temp;
     std::string prefix;
-    if (!m_given.empty() && m_declared.empty()) {
+    if (!m_given.empty() && m_header.encoding.empty()) {
         // A block comment: the reader finds the line in it, the command reader skips it.
         prefix = "/*" + EncodingLine(m_given) + "*/";
         m_shift = prefix.size();
@@ -144,44 +148,6 @@ bool ScriptInput::Spool(int fd, const std::string& head, std::string& error) {
     if (close(out) != 0) ok = false;
     if (!ok) error = "cannot write a temporary copy of " + m_name + ": " + SystemError(errno);
     return ok;
-}
-
-void ScriptInput::ReadHeader(const std::string& head) {
-    const std::string window(head.c_str(), std::min(std::strlen(head.c_str()), kEncodingWindow));
-    for (const char* encoding : kEncodings) {
-        if (window.find(EncodingLine(encoding)) != std::string::npos) {
-            m_declared = encoding;
-            break;
-        }
-    }
-    unsigned long number = 0;
-    for (std::size_t pos = 0; pos < head.size();) {
-        std::size_t end = head.find('\n', pos);
-        const bool complete = end != std::string::npos;
-        if (!complete) end = head.size();
-        std::string text = head.substr(pos, end - pos);
-        pos = end + 1;
-        ++number;
-        if (!text.empty() && text.back() == '\r') text.pop_back();
-        const std::size_t first = text.find_first_not_of(" \t");
-        if (first == std::string::npos) continue;
-        if (text.compare(first, 2, "//") != 0) break;  // the body begins
-        std::string body = text.substr(first + 2);
-        body.erase(0, body.find_first_not_of(' '));
-        while (!body.empty() && body.back() == ' ') body.pop_back();
-        m_header.push_back({number, body});
-        // Taken when it lies whole in the window; any other mention of an encoding is not.
-        const std::size_t at = window.find(text);
-        const bool seen = at != std::string::npos && at + text.size() <= window.size();
-        const bool recognised =
-            seen && std::any_of(std::begin(kEncodings), std::end(kEncodings), [&](const char* e) {
-                return text.find(EncodingLine(e)) != std::string::npos;
-            });
-        if (!recognised && Lower(text).find("encoding") != std::string::npos) {
-            m_unrecognised.push_back({number, text});
-        }
-        if (!complete) break;
-    }
 }
 
 }  // namespace qxscript

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "qx_scriptutil/ScriptHeader.h"
+
 namespace qxscript {
 
 // A script named on the command line, made readable for the library's reader, which reads a
@@ -11,17 +13,13 @@ namespace qxscript {
 // by the user, the reader is told it through a block comment put before line 1 (so no line
 // number changes; only columns of line 1 move, which Shift() gives back).
 //
-// Also reads the header as the reader does: the encoding the first 1024 bytes declare, and
-// the header lines that mention an encoding in a form the reader does not take (which would
-// make it read the file in its fallback encoding). Owns its temporary file, which is removed
-// on destruction and on SIGINT or SIGTERM; confined to the main thread.
+// Also reads the header as the reader does (ReadScriptHeader): the encoding the first 1024 bytes
+// declare, the title, the comment lines, and those that mention an encoding in a form the
+// reader does not take (which would make it read the file in its fallback encoding). Owns its
+// temporary file, which is removed on destruction and on SIGINT or SIGTERM; confined to the
+// thread that opened it.
 class ScriptInput {
   public:
-    struct Line {
-        unsigned long number = 0;
-        std::string text;  // as in the file, without its line end
-    };
-
     ScriptInput() = default;
     ~ScriptInput();
     ScriptInput(const ScriptInput&) = delete;
@@ -41,24 +39,24 @@ class ScriptInput {
     // The encoding given with Open(), or empty.
     const std::string& GivenEncoding() const { return m_given; }
     // The encoding the reader takes from the header, or empty when none is declared.
-    const std::string& DeclaredEncoding() const { return m_declared; }
-    // The leading comment lines of the script ("//" and the blanks after it removed).
-    const std::vector<Line>& HeaderLines() const { return m_header; }
-    // Header lines that name an encoding the reader does not recognise.
-    const std::vector<Line>& UnrecognisedEncodingLines() const { return m_unrecognised; }
+    const std::string& DeclaredEncoding() const { return m_header.encoding; }
+    // What the header says; its unrecognisedEncodingLines hold whole lines as in the file.
+    const NSQX_script::TScriptHeader& Header() const { return m_header; }
+    // The header's lines as they stand in the file (without line ends), one for each of
+    // Header().lines.
+    const std::vector<std::string>& HeaderText() const { return m_headerText; }
 
   private:
     bool Spool(int fd, const std::string& head, std::string& error);
-    void ReadHeader(const std::string& head);
+    void KeepHeaderText(const std::string& head);
 
     std::string m_name;
     std::string m_path;
     std::string m_temp;
     std::size_t m_shift = 0;
     std::string m_given;
-    std::string m_declared;
-    std::vector<Line> m_header;
-    std::vector<Line> m_unrecognised;
+    NSQX_script::TScriptHeader m_header;
+    std::vector<std::string> m_headerText;
 };
 
 }  // namespace qxscript

@@ -6,13 +6,22 @@
 
 namespace qxscript {
 
-bool ScriptSink::Open(const std::string& target, unsigned int scriptType, std::string& error) {
+bool ScriptSink::Open(const std::string& target, unsigned int scriptType, std::string& error,
+                      const std::vector<std::string>* header) {
     if (!m_output.Begin(target, error)) return false;
     m_file = std::make_unique<NSQX_script::TScriptFileImpl>(scriptType);
     m_file->SetDiagnosticSink(&m_log);
-    if (!m_file->OpenForWrite(scriptType, nullptr, m_output.TempPath().c_str(), 0, true)) {
+    if (!m_file->OpenForWrite(scriptType, nullptr, m_output.TempPath().c_str(), 0,
+                              header == nullptr)) {
         error = "cannot write " + m_file->LastError();
         return false;
+    }
+    for (std::size_t i = 0; header != nullptr && i <= header->size(); ++i) {
+        const std::string line = i < header->size() ? (*header)[i] + "\n" : "\n";
+        if (!m_file->WriteString(line.c_str())) {
+            error = "cannot write " + m_file->LastError();
+            return false;
+        }
     }
     return true;
 }

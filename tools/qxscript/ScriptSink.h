@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Findings.h"
 #include "SafeOutput.h"
@@ -21,7 +22,9 @@ class ScriptSink {
         kFailed,   // the output cannot be written
     };
 
-    bool Open(const std::string& target, unsigned int scriptType, std::string& error);
+    // header: lines to write as the header instead of a fresh one (UTF-8, without line ends).
+    bool Open(const std::string& target, unsigned int scriptType, std::string& error,
+              const std::vector<std::string>* header = nullptr);
     // Writes a command read from the script named source (its texts are quoted again where
     // needed); error says why when it is not written.
     Result Write(NSQX_script::TScriptCmd& cmd, const std::string& source, std::string& error);

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "FileChecks.h"
+#include "NameLock.h"
 #include "ProgressBar.h"
 #include "qx_platform/CodeSet.h"
 #include "qx_platform/Files.h"
@@ -16,29 +17,6 @@ namespace qxscript {
 
 using NSQX_script::TScriptCmd;
 using NSQX_script::TScriptFileImpl;
-
-namespace {
-
-struct Title {
-    const char* text;
-    unsigned int type;
-};
-
-// The titles the library writes into headers, by script type.
-constexpr Title kTitles[] = {
-    {"NE Configuration Data Script", 1},
-    {"NE Port Name Script", 2},
-    {"Network Config Script", 3},
-    {"NE List Script", 4},
-    {"Local NM Information", 5},
-    {"Transmit Service Data Script", 6},
-    {"Error List file", 7},
-    {"MDS Config Script", 10},
-    {"Template File", 15},
-    {"Usercfgparam Information", 40},
-};
-
-}  // namespace
 
 bool ScriptSource::Open(const ScriptInput& input, std::string& error) {
     m_input = &input;
@@ -58,8 +36,16 @@ unsigned long ScriptSource::ForEach(const std::function<bool(TScriptCmd&)>& visi
     ProgressBar bar(m_input->Path());
     unsigned long count = 0;
     TScriptCmd cmd;
-    m_file->GoToFirstCommand();
-    while (m_file->GetOneCommand(cmd)) {
+    // The reader looks each command's name up while it loads the next one.
+    const auto next = [&] {
+        NameLock::Reading names;
+        return m_file->GetOneCommand(cmd);
+    };
+    {
+        NameLock::Reading names;
+        m_file->GoToFirstCommand();
+    }
+    while (next()) {
         ++count;
         bar.At(cmd.GetLineNo());
         if (!visit(cmd)) break;
@@ -79,8 +65,8 @@ std::vector<Finding> ScriptSource::HeaderFindings() const {
     std::vector<Finding> out;
     if (!m_input->GivenEncoding().empty() || !m_input->DeclaredEncoding().empty()) return out;
     const std::string readAs = "the file is read as " + Encoding();
-    for (const ScriptInput::Line& line : m_input->UnrecognisedEncodingLines()) {
-        out.push_back({Finding::kHeaderWarning, line.number, 0,
+    for (const NSQX_script::TScriptHeaderLine& line : m_input->Header().unrecognisedEncodingLines) {
+        out.push_back({Finding::kHeaderWarning, line.line, 0,
                        "encoding line not recognised, " + readAs +
                            " (the reader takes // encoding=\"UTF-8\", \"GBK\" or \"ISO8859-1\" "
                            "within the first 1024 bytes; or give --input-encoding)",
@@ -144,17 +130,12 @@ std::vector<Finding> ScriptSource::Findings(std::size_t maxInvalid) const {
 }
 
 unsigned int ScriptSource::HeaderScriptType() const {
-    for (const ScriptInput::Line& line : m_input->HeaderLines()) {
-        for (const Title& t : kTitles) {
-            if (line.text == t.text) return t.type;
-        }
-    }
-    return 0;
+    return m_input->Header().scriptType;
 }
 
 std::string ScriptSource::HeaderEmsVersion() const {
     static const std::string kPrefix = "EMS version = ";
-    for (const ScriptInput::Line& line : m_input->HeaderLines()) {
+    for (const NSQX_script::TScriptHeaderLine& line : m_input->Header().lines) {
         if (line.text.rfind(kPrefix, 0) == 0) return line.text.substr(kPrefix.size());
     }
     return std::string();
@@ -221,6 +202,7 @@ std::map<unsigned long, std::string> LineTexts(const std::string& path, std::siz
 
 std::string CommandName(unsigned long code) {
     std::string name;
+    NameLock::Reading names;
     if (!NSQX_script::CmdNameConvert::GetCorrespondCmdName(name, code)) {
         name = "#" + std::to_string(code);
     }

@@ -14,8 +14,8 @@ namespace qxscript {
 
 // One script read through the library's reader, a command at a time, with the progress bar
 // fed on the way, and what the reader and the tool found in it. Owns its file object and the
-// log its reader reports into; does not own the input, which must outlive it. Confined to the
-// main thread.
+// log its reader reports into; does not own the input, which must outlive it. Confined to one
+// thread; holds a NameLock slot while the reader may look names up.
 class ScriptSource {
   public:
     // Opens the input; false with the cause in error when it cannot be read.
@@ -35,6 +35,9 @@ class ScriptSource {
     const std::string& Encoding() const { return m_file->GetEncoding(); }
     // The script type named by a title line of the header, or 0 when none is recognised.
     unsigned int HeaderScriptType() const;
+    // What the header says.
+    const NSQX_script::TScriptHeader& Header() const { return m_input->Header(); }
+    const std::vector<std::string>& HeaderText() const { return m_input->HeaderText(); }
     // What the header's "// EMS version = " line names, or empty.
     std::string HeaderEmsVersion() const;
     // The script version the reader derived from the header.

@@ -4,7 +4,9 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
+#include <mutex>
 
 namespace qxscript {
 
@@ -13,14 +15,17 @@ namespace {
 constexpr int kSlots = 64;
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
 
-// A slot is in use while its first byte is not NUL; the handler reads nothing else.
+// A slot is in use while its flag is set; the flag is set after its path is complete and
+// cleared before it changes, so a handler on any thread sees whole paths only.
 char g_paths[kSlots][PATH_MAX];
 bool g_directory[kSlots];
-volatile sig_atomic_t g_installed = 0;
+std::atomic<bool> g_used[kSlots];
+std::atomic<bool> g_installed{false};
+std::mutex g_mutex;  // between threads; signals are blocked around the changes as well
 
 extern "C" void RemoveAndRaise(int sig) {
     for (int i = kSlots - 1; i >= 0; --i) {
-        if (g_paths[i][0] == '\0') continue;
+        if (!g_used[i].load()) continue;
         if (g_directory[i]) {
             rmdir(g_paths[i]);
         } else {
@@ -32,8 +37,7 @@ extern "C" void RemoveAndRaise(int sig) {
 }
 
 void Install() {
-    if (g_installed) return;
-    g_installed = 1;
+    if (g_installed.exchange(true)) return;
     struct sigaction action {};
     action.sa_handler = RemoveAndRaise;
     sigfillset(&action.sa_mask);  // no second signal while the files are removed
@@ -62,22 +66,25 @@ bool TempFiles::Add(const std::string& path, bool directory) {
     Install();
     if (path.empty() || path.size() >= PATH_MAX) return false;
     bool added = false;
+    std::lock_guard<std::mutex> lock(g_mutex);
     Blocked([&] {
         // After the last slot in use, so that removal in reverse order meets contents first.
         int free = kSlots;
-        while (free > 0 && g_paths[free - 1][0] == '\0') --free;
+        while (free > 0 && !g_used[free - 1].load()) --free;
         if (free == kSlots) return;
         g_directory[free] = directory;
         std::memcpy(g_paths[free], path.c_str(), path.size() + 1);
+        g_used[free].store(true);
         added = true;
     });
     return added;
 }
 
 void TempFiles::Forget(const std::string& path) {
+    std::lock_guard<std::mutex> lock(g_mutex);
     Blocked([&] {
-        for (auto& slot : g_paths) {
-            if (slot[0] != '\0' && path == slot) slot[0] = '\0';
+        for (int i = 0; i < kSlots; ++i) {
+            if (g_used[i].load() && path == g_paths[i]) g_used[i].store(false);
         }
     });
 }

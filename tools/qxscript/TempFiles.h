@@ -8,7 +8,7 @@ namespace qxscript {
 // SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGPIPE (a reader that went away) they are removed, the
 // latest first, before the signal takes its usual course, so that an interrupted run leaves nothing
 // behind. Holds a fixed number of paths in static storage, because the handler may touch nothing
-// else; used from the main thread only.
+// else; thread-safe (workers spool their inputs), the handler runs on whichever thread.
 class TempFiles {
   public:
     // Installs the handlers (once) and remembers path, a file or link, or an empty directory

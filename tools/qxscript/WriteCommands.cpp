@@ -2,13 +2,17 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
+#include <functional>
 #include <map>
+#include <set>
 
 #include "CommandNames.h"
 #include "Commands.h"
 #include "EnumTables.h"
 #include "FileChecks.h"
 #include "Findings.h"
+#include "InputList.h"
 #include "Output.h"
 #include "ScriptSink.h"
 #include "ScriptSource.h"
@@ -119,22 +123,95 @@ unsigned int ChooseType(unsigned int given, const ScriptSource& source) {
     return fromHeader != 0 ? fromHeader : NSQX_script::kNeConfigScript;
 }
 
-}  // namespace
+bool IsEncodingLine(const std::string& text) {
+    for (const char* e : {"UTF-8", "ISO8859-1", "GBK"}) {
+        if (text == std::string("encoding=\"") + e + "\"") return true;
+    }
+    return false;
+}
 
-int RunFmt(const CommonOptions& common, const FmtOptions& opts) {
-    if (!opts.encoding.empty() && EncodingSetting(opts.encoding) < 0) {
-        Error("unknown encoding \"" + opts.encoding + "\" (use UTF-8, GBK or ISO8859-1)");
-        return kExitUsage;
+// One file to rewrite and where its result goes ("-": standard output).
+struct WriteJob {
+    std::string input;
+    std::string target;
+    std::string error;  // the input cannot be read
+};
+
+// Pairs each input with its output, or says (false) why the options do not tell where a
+// result goes: several inputs need --in-place or --output-dir.
+bool PlanWrites(const InputOptions& inputs, const WriteTargets& targets,
+                std::vector<WriteJob>& jobs) {
+    const std::vector<InputItem> items =
+        ListInputs(inputs.files, {inputs.recursive, inputs.include});
+    if (items.empty()) {
+        Error("no files to read (directories are searched for " + inputs.include + ")");
+        return false;
     }
-    if (!SetUpNames(common)) return kExitUsage;
-    if (opts.inPlace && opts.file == "-") {
-        Error("-i needs a file, not standard input");
-        return kExitUsage;
+    const bool several = items.size() > 1;
+    if (several && targets.outputDir.empty() && !targets.inPlace) {
+        Error("several inputs: give --in-place or --output-dir (-o takes one input)");
+        return false;
     }
+    std::set<std::string> written;
+    for (const InputItem& item : items) {
+        WriteJob job{item.path, "-", item.error};
+        if (item.path == "-" && targets.inPlace) {
+            Error("-i needs a file, not standard input");
+            return false;
+        }
+        if (item.path == "-" && !targets.outputDir.empty()) {
+            Error("standard input has no name to write under --output-dir (use -o)");
+            return false;
+        }
+        if (targets.inPlace) {
+            job.target = item.path;
+        } else if (!targets.outputDir.empty()) {
+            job.target = (std::filesystem::path(targets.outputDir) / item.relative).string();
+            std::error_code ec;
+            std::filesystem::create_directories(std::filesystem::path(job.target).parent_path(),
+                                                ec);
+            if (ec) {
+                Error(job.target + ": " + ec.message());
+                return false;
+            }
+        } else if (!targets.output.empty()) {
+            job.target = targets.output;
+        }
+        if (job.target != "-" && !written.insert(job.target).second) {
+            Error("two inputs would be written to " + job.target);
+            return false;
+        }
+        jobs.push_back(std::move(job));
+    }
+    return true;
+}
+
+// The header lines of the input for --keep-header, in UTF-8, with its encoding line naming the
+// encoding written (put first when it had none).
+std::vector<std::string> KeptHeader(const ScriptSource& source, const std::string& encoding) {
+    const std::string encodingLine = "// encoding=\"" + encoding + "\"";
+    std::vector<std::string> lines;
+    bool named = false;
+    for (std::size_t i = 0; i < source.HeaderText().size(); ++i) {
+        std::string text;
+        const std::string& raw = source.HeaderText()[i];
+        if (!qxp::OrinCodeSetConvert(source.Encoding().c_str(), "UTF-8", raw, text)) text = raw;
+        if (!named && IsEncodingLine(source.Header().lines[i].text)) {
+            text = encodingLine;
+            named = true;
+        }
+        lines.push_back(std::move(text));
+    }
+    if (!named) lines.insert(lines.begin(), encodingLine);
+    return lines;
+}
+
+int FmtOne(const CommonOptions& common, const FmtOptions& opts, const std::string& file,
+           const std::string& target) {
     std::string error;
     ScriptInput input;
     ScriptSource source;
-    if (!input.Open(opts.file, common.inputEncoding, error) || !source.Open(input, error)) {
+    if (!input.Open(file, common.inputEncoding, error) || !source.Open(input, error)) {
         Error(error);
         return kExitUsage;
     }
@@ -147,9 +224,11 @@ int RunFmt(const CommonOptions& common, const FmtOptions& opts) {
         return kExitUsage;
     }
     const std::string encoding = NSQX_script::GetCfgEncoding();
-    const std::string target = opts.inPlace ? opts.file : opts.output.empty() ? "-" : opts.output;
     ScriptSink sink;
-    if (!sink.Open(target, ChooseType(opts.type, source), error)) {
+    const std::vector<std::string> header =
+        opts.keepHeader ? KeptHeader(source, encoding) : std::vector<std::string>();
+    if (!sink.Open(target, ChooseType(opts.type, source), error,
+                   opts.keepHeader ? &header : nullptr)) {
         Error(error);
         return kExitUsage;
     }
@@ -179,7 +258,8 @@ int RunFmt(const CommonOptions& common, const FmtOptions& opts) {
     return kExitOk;
 }
 
-int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
+int SlotsOne(const CommonOptions& common, const SlotsOptions& opts, const std::string& file,
+             const std::string& target) {
     std::string error;
     qxp::XmlNode cfg;
     if (!CheckReadableFile(opts.config, error)) {
@@ -200,13 +280,11 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
         }
         devMap[neId] = 0;
     }
-    if (!SetUpNames(common)) return kExitUsage;
-
     // First pass, before the slot table is loaded (so nothing converts): the NEs that the
     // script's cfg-nepara commands declare take part in the conversion, and the commands as
     // they were.
     ScriptInput input;
-    if (!input.Open(opts.file, common.inputEncoding, error)) {
+    if (!input.Open(file, common.inputEncoding, error)) {
         Error(error);
         return kExitUsage;
     }
@@ -240,7 +318,7 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
         Error(error);
         return kExitUsage;
     }
-    NSQX_script::QXScriptStaticDataMgr staticData(opts.file, opts.operType);
+    NSQX_script::QXScriptStaticDataMgr staticData(file, opts.operType);
     NSQX_script::QXConvertDataStorage* store = NSQX_script::QXConvertDataStorage::Instance();
     store->SetDevMap(devMap);
 
@@ -262,7 +340,7 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
 
     store->Release();  // the commands are converted: writing must not convert them again
     ScriptSink sink;
-    if (!sink.Open(opts.output.empty() ? "-" : opts.output, ChooseType(0, source), error)) {
+    if (!sink.Open(target, ChooseType(0, source), error)) {
         Error(error);
         return kExitUsage;
     }
@@ -282,6 +360,58 @@ int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
     Note(input.Name() + ": " + std::to_string(cmds.size()) + " commands, slot conversion type " +
          std::to_string(cvtType));
     return kExitOk;
+}
+
+// Rewrites the inputs one after the other (the writer's settings are the process's); with
+// several, a line for each written file (unless the writer says one itself) and a total.
+int RunWrites(const std::vector<WriteJob>& jobs, bool sayWritten,
+              const std::function<int(const WriteJob&)>& write) {
+    int worst = kExitOk;
+    std::size_t written = 0;
+    for (const WriteJob& job : jobs) {
+        int status = kExitUsage;
+        if (!job.error.empty()) {
+            Error(job.error);
+        } else {
+            status = write(job);
+        }
+        if (status == kExitOk) ++written;
+        if (status == kExitOk && sayWritten && jobs.size() > 1) {
+            Note(EscapeForTerminal(job.input) + ": written to " + EscapeForTerminal(job.target));
+        }
+        worst = std::max(worst, status);
+    }
+    if (jobs.size() > 1) {
+        std::string total = "total: " + std::to_string(jobs.size()) + " files, " +
+                            std::to_string(written) + " written";
+        if (written != jobs.size()) total += ", " + std::to_string(jobs.size() - written) + " not";
+        Note(total);
+    }
+    return worst;
+}
+
+}  // namespace
+
+int RunFmt(const CommonOptions& common, const FmtOptions& opts) {
+    if (!opts.encoding.empty() && EncodingSetting(opts.encoding) < 0) {
+        Error("unknown encoding \"" + opts.encoding + "\" (use UTF-8, GBK or ISO8859-1)");
+        return kExitUsage;
+    }
+    if (!SetUpNames(common)) return kExitUsage;
+    std::vector<WriteJob> jobs;
+    if (!PlanWrites(opts.inputs, opts.targets, jobs)) return kExitUsage;
+    return RunWrites(jobs, true, [&](const WriteJob& job) {
+        return FmtOne(common, opts, job.input, job.target);
+    });
+}
+
+int RunSlots(const CommonOptions& common, const SlotsOptions& opts) {
+    if (!SetUpNames(common)) return kExitUsage;
+    std::vector<WriteJob> jobs;
+    if (!PlanWrites(opts.inputs, opts.targets, jobs)) return kExitUsage;
+    return RunWrites(jobs, false, [&](const WriteJob& job) {
+        return SlotsOne(common, opts, job.input, job.target);
+    });
 }
 
 }  // namespace qxscript

@@ -72,6 +72,39 @@ void AddCommonOptions(CLI::App& app, CommonOptions& common) {
         ->check(CLI::IsMember({"UTF-8", "GBK", "ISO8859-1"}));
 }
 
+// FILE arguments and how directories among them are read; jobs for the subcommands whose
+// files are read by workers at once.
+void AddInputOptions(CLI::App& app, InputOptions& inputs, bool jobs) {
+    app.add_option("FILE", inputs.files,
+                   "Script files, directories (with -r) and - for standard input")
+        ->required();
+    app.add_flag("-r,--recursive", inputs.recursive,
+                 "Read the files of directories and their subdirectories, in sorted order (names "
+                 "starting with \".\" are skipped; a directory reached twice is read once)");
+    app.add_option("--include", inputs.include,
+                   "In directories, read the files whose names match this pattern (default "
+                   "\"*.txt\")");
+    if (jobs) {
+        app.add_option("-j,--jobs", inputs.jobs,
+                       "Read this many files at once (default: one per core; 1 reads one after "
+                       "the other and shows a progress bar)")
+            ->check(CLI::Range(1u, 1024u));
+    }
+}
+
+// Where fmt and slots write.
+void AddTargetOptions(CLI::App& app, WriteTargets& targets) {
+    auto* out = app.add_option("-o,--output", targets.output,
+                               "Output file for a single input (default: standard output)");
+    auto* dir = app.add_option("--output-dir", targets.outputDir,
+                               "Write each input into this directory under its own name (below "
+                               "a directory argument, its path there)")
+                    ->excludes(out);
+    app.add_flag("-i,--in-place", targets.inPlace, "Replace each input")
+        ->excludes(out)
+        ->excludes(dir);
+}
+
 void AddAcceptOption(CLI::App& app, CommonOptions& common) {
     app.add_flag("--accept-changed-values", common.acceptChangedValues,
                  "Write even when values read other than the script writes them (integers "
@@ -111,8 +144,10 @@ int main(int argc, char** argv) {
     CheckOptions check;
     CLI::App* checkCmd =
         app.add_subcommand("check", "Read scripts and report every command that cannot be parsed");
-    checkCmd->add_option("FILE", check.files, "Script files (- for standard input)")->required();
+    AddInputOptions(*checkCmd, check.inputs, true);
     AddCommonOptions(*checkCmd, common);
+    checkCmd->add_option("--format", check.format, "text or json (one object per file and line)")
+        ->check(CLI::IsMember({"text", "json"}));
     checkCmd->footer(
         std::string(
             "Prints FILE:LINE:COL: error: REASON, then the line's text (control bytes as \\xHH) "
@@ -120,17 +155,36 @@ int main(int argc, char** argv) {
             "character, an unterminated quote or comment, a command too long, ...) and each line "
             "whose bytes are not valid in the encoding; FILE:LINE:COL: warning: REASON for each "
             "value that reads other than written and for an encoding line the reader does not "
-            "take (the file is then read as GBK); then one summary line per file. Any finding, "
-            "warnings included, gives exit status 1.\n") +
-        kLimits + "\nExample:\n  qxscript check examples/scripts/ne_config.txt");
+            "take (the file is then read as GBK); then one summary line per file, and a total when "
+            "there are several. Any finding, warnings included, gives exit status 1; a file that "
+            "cannot be read, 2; the status is that of the worst file.\n"
+            "Files are read by several workers at once; what each prints comes whole and in the "
+            "order of the arguments, directories in sorted order.\n"
+            "JSON: one line per file, {\"file\", \"encoding\", \"commands\", \"failed\", "
+            "\"findings\": [{\"line\", \"column\", \"severity\": \"error\"|\"warning\", "
+            "\"reason\"}]}, or {\"file\", \"error\"} for a file that cannot be read; line and "
+            "column 0 stand for the whole file or line.\n") +
+        kLimits +
+        "\nExamples:\n  qxscript check examples/scripts/ne_config.txt\n"
+        "  qxscript check -r -j 2 --format json exports/");
 
     DumpOptions dump;
     CLI::App* dumpCmd =
         app.add_subcommand("dump", "Show every command with its name, code, line and parameters");
-    dumpCmd->add_option("FILE", dump.file, "Script file (- for standard input)")->required();
+    AddInputOptions(*dumpCmd, dump.inputs, true);
     AddCommonOptions(*dumpCmd, common);
     dumpCmd->add_option("--format", dump.format, "text or json (one object per line)")
         ->check(CLI::IsMember({"text", "json"}));
+    dumpCmd->add_option("--name", dump.name,
+                        "Show only commands whose names match this pattern (as the shell "
+                        "matches file names: *, ?, [...])");
+    dumpCmd
+        ->add_option("--param", dump.params,
+                     "Show only commands with this parameter, and with =VALUE one of whose "
+                     "values reads as VALUE (the value's text as dump shows it, without "
+                     "quotes); may be repeated, all must hold")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     dumpCmd->footer(
         "Findings go to standard error as check prints them, and give exit status 1; the "
         "commands that read are shown all the same. Text output escapes control bytes.\n"
@@ -138,18 +192,23 @@ int main(int argc, char** argv) {
         "\"values\": [{\"type\": \"string\"|\"int32\"|\"int64\"|\"double\", \"value\"}], "
         "\"groups\": [[...]]}]}.\n"
         "Codes of names not registered with --enum or --names are given in order of first "
-        "appearance.\n"
-        "Example:\n  qxscript dump --format json examples/scripts/ne_config.txt | jq -c "
-        "'select(.name == \"cfg-set-port\") | .parameters'");
+        "appearance, files taken in the order of the arguments.\n"
+        "Several files: their commands in the order of the arguments, each file whole; on "
+        "standard error one summary line per file and a total. The status is that of the worst "
+        "file.\n"
+        "Examples:\n  qxscript dump --format json examples/scripts/ne_config.txt | jq -c "
+        "'select(.name == \"cfg-set-port\") | .parameters'\n"
+        "  qxscript dump --name 'cfg-set-*' --param port=1 examples/scripts/ne_config.txt");
 
     FmtOptions fmt;
     CLI::App* fmtCmd = app.add_subcommand(
         "fmt", "Rewrite a script through the library's writer, converting its encoding");
-    fmtCmd->add_option("FILE", fmt.file, "Script file (- for standard input)")->required();
+    AddInputOptions(*fmtCmd, fmt.inputs, false);
     AddCommonOptions(*fmtCmd, common);
-    auto* outOpt =
-        fmtCmd->add_option("-o,--output", fmt.output, "Output file (default: standard output)");
-    fmtCmd->add_flag("-i,--in-place", fmt.inPlace, "Replace FILE")->excludes(outOpt);
+    AddTargetOptions(*fmtCmd, fmt.targets);
+    fmtCmd->add_flag("--keep-header", fmt.keepHeader,
+                     "Keep the input's header lines instead of writing a fresh header (its "
+                     "encoding line names the output's encoding)");
     fmtCmd
         ->add_option("--encoding", fmt.encoding,
                      std::string("Encoding of the output: ") + kEncodings)
@@ -172,7 +231,10 @@ int main(int argc, char** argv) {
             "check would report anything: a command that cannot be parsed, a value that reads "
             "other than written (unless --accept-changed-values), an encoding that is a guess "
             "(unless --input-encoding); nor when a text cannot be held by the output encoding or "
-            "a command would be too long to be read back.\n") +
+            "a command would be too long to be read back.\n"
+            "Several inputs (files, or directories with -r) need --in-place or --output-dir; "
+            "they are rewritten one after the other, each on its own, with a line for each and a "
+            "total on standard error; the status is that of the worst.\n") +
         kLimits +
         "\n"
         "Example:\n  qxscript fmt --encoding UTF-8 -o ne_config_utf8.txt "
@@ -181,13 +243,13 @@ int main(int argc, char** argv) {
     SlotsOptions slots;
     CLI::App* slotsCmd = app.add_subcommand(
         "slots", "Convert the slot numbers of a script between numbering schemes");
-    slotsCmd->add_option("FILE", slots.file, "Script file (- for standard input)")->required();
+    AddInputOptions(*slotsCmd, slots.inputs, false);
     AddCommonOptions(*slotsCmd, common);
     slotsCmd->add_option("--config", slots.config, "Slot conversion table (slotcovert_cmd_cfg.xml)")
         ->required();
     slotsCmd->add_option("--oper-type", slots.operType,
                          "Operation type: 0 import (old numbering to new), 1 export (new to old)");
-    slotsCmd->add_option("-o,--output", slots.output, "Output file (default: standard output)");
+    AddTargetOptions(*slotsCmd, slots.targets);
     slotsCmd
         ->add_option("--ne", slots.nes,
                      "An NE (A-B, decimal or 0x) whose slots are converted, besides the NEs of "
@@ -201,7 +263,8 @@ int main(int argc, char** argv) {
     AddAcceptOption(*slotsCmd, common);
     slotsCmd->footer(
         "The output is put in place as fmt puts it, and nothing is written in the cases where "
-        "fmt writes nothing.\n"
+        "fmt writes nothing. Several inputs need --in-place or --output-dir and are converted "
+        "one after the other.\n"
         "The conversion follows the input header's SlotFlagVer line and the operation type: no "
         "line converts old slot numbers to shelf<<16|slot, \"1.0\" converts by operation type, "
         "\"1.1\" leaves numbers alone. A slotconvert_cmd_desc.txt beside the table is used too.\n"
@@ -209,20 +272,29 @@ int main(int argc, char** argv) {
         "-o converted.txt old_script.txt");
 
     EnumOptions enumOpts;
-    CLI::App* enumCmd =
-        app.add_subcommand("enum", "Convert one enumeration value between its name and its code");
+    CLI::App* enumCmd = app.add_subcommand(
+        "enum", "Convert one enumeration value between its name and its code, or list a table");
     enumCmd->add_option("--config", enumOpts.config, "Enumeration table (script_enum.xml)")
         ->required();
-    enumCmd->add_option("DIRECTION", enumOpts.direction, "s2c (name to code) or c2s (code to name)")
+    enumCmd
+        ->add_option("DIRECTION", enumOpts.direction,
+                     "s2c (name to code), c2s (code to name) or list (the table's entries)")
         ->required()
-        ->check(CLI::IsMember({"s2c", "c2s"}));
-    enumCmd->add_option("CMDID", enumOpts.cmdId, "Command code (\"cmdid\")")->required();
-    enumCmd->add_option("PARA", enumOpts.para, "Parameter name (case-sensitive)")->required();
-    enumCmd->add_option("VALUE", enumOpts.value, "Name (s2c) or code (c2s)")->required();
+        ->check(CLI::IsMember({"s2c", "c2s", "list"}));
+    enumCmd->add_option("ARGS", enumOpts.args,
+                        "s2c and c2s: CMDID (command code, \"cmdid\"), PARA (parameter name, "
+                        "case-sensitive) and VALUE (name or code); list: optionally CMDID and "
+                        "PARA to list only their entries");
     enumCmd->add_option("--extend", enumOpts.extendId, "Extend ID (default 0)");
+    enumCmd->add_option("--format", enumOpts.format, "list: text or json (one object per entry)")
+        ->check(CLI::IsMember({"text", "json"}));
     enumCmd->footer(
+        "list prints one line per value: CMDID, PARA, EXTENDID, CODE and NAME separated by tabs; "
+        "with --format json one object per entry, {\"cmdid\", \"para\", \"extendid\", "
+        "\"values\": [{\"name\", \"code\"}]}, in the table's order.\n"
         "Examples:\n  qxscript enum --config examples/config/script_enum.xml s2c 1003 admin up\n"
-        "  qxscript enum --config examples/config/script_enum.xml c2s 1003 admin 1");
+        "  qxscript enum --config examples/config/script_enum.xml c2s 1003 admin 1\n"
+        "  qxscript enum --config examples/config/script_enum.xml list 1003");
 
     NameOptions nameOpts;
     CLI::App* nameCmd = app.add_subcommand("name", "Make and take apart script file names");

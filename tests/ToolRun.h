@@ -61,34 +61,37 @@ class ToolFixture : public ::testing::Test {
         ASSERT_TRUE(tmp_.ok());
     }
 
-    // Runs the tool with standard input from a file.
-    ToolRun Exec(const std::vector<std::string>& args,
-                 const std::string& stdinPath = "/dev/null") const {
+    // Runs the tool with standard input from a file (through a pipe when piped) and standard
+    // output into a file, or into stdoutPath (whose content is then not read).
+    ToolRun Exec(const std::vector<std::string>& args, const std::string& stdinPath = "/dev/null",
+                 bool piped = false, const std::string& stdoutPath = "") const {
         std::string cmd = Quote(Tool().string());
         for (const std::string& a : args) cmd += " " + Quote(a);
-        const std::string out = outDir_.path() + "/stdout";
-        const std::string err = outDir_.path() + "/stderr";
-        cmd += " <" + Quote(stdinPath) + " >" + Quote(out) + " 2>" + Quote(err);
+        cmd = piped ? "cat " + Quote(stdinPath) + " | " + cmd : cmd + " <" + Quote(stdinPath);
+        const std::string out = stdoutPath.empty() ? outDir_ / "stdout" : stdoutPath;
+        const std::string err = outDir_ / "stderr";
+        cmd += " >" + Quote(out) + " 2>" + Quote(err);
         if (!cwd_.empty()) cmd = "cd " + Quote(cwd_) + " && " + cmd;
         const int rc = std::system(cmd.c_str());
-        ToolRun run{WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, test_files::ReadFile(out),
-                    test_files::ReadFile(err)};
-        fs::remove(out);
+        ToolRun run{WIFEXITED(rc) ? WEXITSTATUS(rc) : -1,
+                    stdoutPath.empty() ? test_files::ReadFile(out) : "", test_files::ReadFile(err)};
+        if (stdoutPath.empty()) fs::remove(out);
         fs::remove(err);
         return run;
     }
 
     // A run that must end with the given exit status.
     ToolRun Run(int status, const std::vector<std::string>& args,
-                const std::string& stdinPath = "/dev/null") const {
-        ToolRun run = Exec(args, stdinPath);
+                const std::string& stdinPath = "/dev/null", bool piped = false) const {
+        ToolRun run = Exec(args, stdinPath, piped);
         EXPECT_EQ(run.status, status) << ::testing::PrintToString(args) << "\n" << run.err;
         return run;
     }
 
-    // The commands of a script as dump shows them, without file and line.
-    std::vector<nlohmann::json> Commands(const std::string& script) const {
-        std::istringstream lines(Run(0, {"dump", "--format", "json", script}).out);
+    // The commands of a script as dump shows them, without file and line; every line of its
+    // standard output must be one JSON object.
+    std::vector<nlohmann::json> Commands(const std::string& script, int status = 0) const {
+        std::istringstream lines(Run(status, {"dump", "--format", "json", script}).out);
         std::vector<nlohmann::json> cmds;
         for (std::string line; std::getline(lines, line);) {
             nlohmann::json cmd = nlohmann::json::parse(line);

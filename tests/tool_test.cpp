@@ -20,94 +20,21 @@
 
 #include "qx_platform/CodeSet.h"
 #include "tests/TestFiles.h"
+#include "tests/ToolRun.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-struct ToolRun {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
 using test_files::ReadFile;
 using test_files::WriteFile;
+using tool_run::Contains;
+using tool_run::ToolRun;
 
-// Whether text holds every part; a failure shows the whole text.
-::testing::AssertionResult Contains(const std::string& text,
-                                    std::initializer_list<std::string> parts) {
-    for (const std::string& part : parts) {
-        if (text.find(part) == std::string::npos)
-            return ::testing::AssertionFailure() << "no \"" << part << "\" in:\n" << text;
-    }
-    return ::testing::AssertionSuccess();
-}
-
-std::string Quote(const std::string& arg) {
-    std::string out = "'";
-    for (char c : arg) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return out + "'";
-}
-
-class ToolTest : public ::testing::Test {
+class ToolTest : public tool_run::ToolFixture {
   protected:
-    static fs::path Repo() { return fs::path(test_files::DataDir()).parent_path().parent_path(); }
-    static std::string Example(const std::string& name) {
-        return (Repo() / "examples" / name).string();
-    }
     static std::string Fixture(const std::string& name) {
         return test_files::DataDir("tool/" + name);
-    }
-
-    static fs::path Tool() {
-        if (const char* env = std::getenv("QXSCRIPT")) return env;
-        return fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "tools" /
-               "qxscript";
-    }
-
-    void SetUp() override {
-        ASSERT_TRUE(fs::exists(Tool())) << Tool();
-        ASSERT_TRUE(tmp_.ok());
-    }
-
-    // Runs the tool with standard input from a file (through a pipe when piped) and standard
-    // output into a file, or into stdoutPath (whose content is then not read).
-    ToolRun Exec(const std::vector<std::string>& args, const std::string& stdinPath = "/dev/null",
-                 bool piped = false, const std::string& stdoutPath = "") const {
-        std::string cmd = Quote(Tool().string());
-        for (const std::string& a : args) cmd += " " + Quote(a);
-        cmd = piped ? "cat " + Quote(stdinPath) + " | " + cmd : cmd + " <" + Quote(stdinPath);
-        const std::string out = stdoutPath.empty() ? outDir_ / "stdout" : stdoutPath;
-        const std::string err = outDir_ / "stderr";
-        const int rc = std::system((cmd + " >" + Quote(out) + " 2>" + Quote(err)).c_str());
-        ToolRun run{WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, stdoutPath.empty() ? ReadFile(out) : "",
-                    ReadFile(err)};
-        if (stdoutPath.empty()) fs::remove(out);
-        fs::remove(err);
-        return run;
-    }
-
-    // A run that must end with the given exit status.
-    ToolRun Run(int status, const std::vector<std::string>& args,
-                const std::string& stdinPath = "/dev/null", bool piped = false) const {
-        ToolRun run = Exec(args, stdinPath, piped);
-        EXPECT_EQ(run.status, status) << ::testing::PrintToString(args) << "\n" << run.err;
-        return run;
-    }
-
-    // The commands of a script as dump shows them, without file and line; every line of its
-    // standard output must be one JSON object.
-    std::vector<nlohmann::json> Commands(const std::string& script, int status = 0) const {
-        std::istringstream lines(Run(status, {"dump", "--format", "json", script}).out);
-        std::vector<nlohmann::json> cmds;
-        for (std::string line; std::getline(lines, line);) {
-            nlohmann::json cmd = nlohmann::json::parse(line);
-            cmd.erase("file");
-            cmd.erase("line");
-            cmds.push_back(cmd);
-        }
-        return cmds;
     }
 
     // The names in a directory, sorted, with the type of each ("f" file, "c" character device,
@@ -126,10 +53,6 @@ class ToolTest : public ::testing::Test {
         std::sort(names.begin(), names.end());
         return names;
     }
-
-    test_files::TempDir tmp_{"qxscript_test"};
-    test_files::TempDir outDir_{"qxscript_out"};  // the tool's standard output and error
-    const std::string dir_ = tmp_.path();
 };
 
 TEST_F(ToolTest, CheckPassesTheExamplesAndReportsEveryBrokenCommand) {

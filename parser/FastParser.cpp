@@ -45,6 +45,18 @@ struct CharTable {
 };
 constexpr CharTable kChars;
 
+// The value of each hexadecimal digit; 16 for every other byte.
+struct HexDigitTable {
+    std::uint8_t value[256] = {};
+    constexpr HexDigitTable() {
+        for (int c = 0; c < 256; ++c) value[c] = 16;
+        for (int c = '0'; c <= '9'; ++c) value[c] = static_cast<std::uint8_t>(c - '0');
+        for (int c = 'a'; c <= 'f'; ++c) value[c] = static_cast<std::uint8_t>(c - 'a' + 10);
+        for (int c = 'A'; c <= 'F'; ++c) value[c] = static_cast<std::uint8_t>(c - 'A' + 10);
+    }
+};
+constexpr HexDigitTable kHexDigits;
+
 inline bool Is(char c, CharClass k) {
     return (kChars.cls[static_cast<unsigned char>(c)] & k) != 0;
 }
@@ -295,11 +307,24 @@ class Parser {
         e = SkipWord(e);
         p_ = e;
         if (s[0] == '0' && s[1] == 'x' && e - s > 2) {
-            const char* h = s + 2;
-            while (h != e && Is(*h, kHexChar)) ++h;
-            if (h == e) {
-                Number(s, e, HexValue(s, static_cast<std::size_t>(e - s)));
-                return;
+            // Up to 16 digits the value cannot saturate: checked and converted in one pass.
+            if (e - s <= 18) {
+                std::uint64_t v = 0;
+                const char* h = s + 2;
+                for (unsigned digit;
+                     h != e && (digit = kHexDigits.value[static_cast<unsigned char>(*h)]) < 16; ++h)
+                    v = v << 4 | digit;
+                if (h == e) {
+                    Number(s, e, static_cast<std::uint32_t>(v));
+                    return;
+                }
+            } else {
+                const char* h = s + 2;
+                while (h != e && Is(*h, kHexChar)) ++h;
+                if (h == e) {
+                    Number(s, e, HexValue(s, static_cast<std::size_t>(e - s)));
+                    return;
+                }
             }
         }
         val_.str = s;
@@ -411,6 +436,7 @@ class Parser {
     // that make up nearly every value list; the token loop sees only what is left. A number
     // directly followed by a blank declines, since a range operator may come after the blank.
     QX_ALWAYS_INLINE Step FastValue() {
+        while (Is(*p_, kBlankChar)) ++p_;
         const char* const s = p_;
         const char c = *s;
         if (c == '"') {
@@ -451,7 +477,15 @@ class Parser {
                     const std::int64_t value = NarrowDecimal(magnitude, negative);
                     if (e - s > 9) b_.CheckNarrowed(s, static_cast<std::size_t>(e - s), value);
                     p_ = e;
-                    if (!Integer(s, value)) return Step::kFail;
+                    if (e[0] != '&' || e[1] != '&') {
+                        b_.ValueInteger(value);
+                        if (e[0] == '&') {
+                            ++p_;
+                            return Step::kMore;
+                        }
+                        return Step::kEnd;
+                    }
+                    if (!Range(s, value)) return Step::kFail;
                 }
             } else {
                 Word(s, e);
@@ -490,6 +524,11 @@ class Parser {
             b_.ValueInteger(first);
             return true;
         }
+        return Range(s, first);
+    }
+
+    // A range from the number at s, whose end p_ is at the "&&" after it.
+    bool Range(const char* s, std::int64_t first) {
         p_ += 2;
         Next();
         return tok_ == kNumber && b_.ValueRangeDirect(first, val_.num, s, val_.str + val_.len);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "qx_platform/CStdString.h"
@@ -38,7 +39,14 @@ class QXP_API QXValue {
     // Setters that keep the text's storage, for callers that refill values in a loop.
     void SetString(const char* s, std::size_t n) {
         type_ = kString;
-        s_.assign(s, n);
+        if (n <= s_.size()) {
+            // A text no longer than the one it replaces is copied over it and the rest cut off,
+            // which the standard string does inline; growing takes its out-of-line assign.
+            if (n != 0) std::memmove(&s_[0], s, n);
+            s_.erase(n);
+        } else {
+            s_.assign(s, n);
+        }
     }
     void SetInt32(int v) noexcept {
         type_ = kInt32;

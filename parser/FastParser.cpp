@@ -61,10 +61,22 @@ inline bool Is(char c, CharClass k) {
     return (kChars.cls[static_cast<unsigned char>(c)] & k) != 0;
 }
 
-// Scans over the text in 16-byte blocks. The loads are aligned, so they never cross into
-// another page, and the text ends in a NUL that stops every scan; bytes of a block beyond that
-// NUL or before the start are read but ignored, which is why the address checker is kept out.
+// Scans over the text in 16-byte blocks. No load crosses into another page: the first block is
+// read where the scan starts unless that would cross, the others on 16-byte boundaries; and the
+// text ends in a NUL that stops every scan. Bytes of a block beyond that NUL or before the start
+// are read but ignored, which is why the address checker is kept out.
 #if defined(__SSE2__)
+
+// Whether 16 bytes from p lie in one page. Nearly always, so the branch predicts well, and most
+// tokens end within the first block, where a scan from the alignment boundary would often need
+// a second one.
+inline bool BlockFits(const char* p) {
+    return (reinterpret_cast<std::uintptr_t>(p) & 4095) <= 4096 - 16;
+}
+
+inline __m128i LoadAt(const char* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
 
 // Bits set in a 16-bit mask; the baseline instruction set has no popcount instruction.
 inline unsigned CountBits(unsigned x) {
@@ -78,15 +90,23 @@ inline unsigned Matches(__m128i block, char c) {
     return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8(c))));
 }
 
+inline unsigned QuoteStops(__m128i block) {
+    return Matches(block, '"') | Matches(block, '\\') | Matches(block, 0);
+}
+
 // The first '"', backslash or NUL at or after p.
 QX_NO_ADDRESS_CHECK const char* QuoteStop(const char* p) {
+    if (BlockFits(p)) {
+        const unsigned hits = QuoteStops(LoadAt(p));
+        if (hits != 0) return p + __builtin_ctz(hits);
+        p += 16;
+    }
     const std::uintptr_t skew = reinterpret_cast<std::uintptr_t>(p) & 15;
     const char* base = p - skew;
     unsigned keep = (0xFFFFu << skew) & 0xFFFFu;
     for (;; base += 16, keep = 0xFFFFu) {
         const __m128i block = _mm_load_si128(reinterpret_cast<const __m128i*>(base));
-        const unsigned hits =
-            (Matches(block, '"') | Matches(block, '\\') | Matches(block, 0)) & keep;
+        const unsigned hits = QuoteStops(block) & keep;
         if (hits != 0) return base + __builtin_ctz(hits);
     }
 }
@@ -129,6 +149,11 @@ inline unsigned WordBytes(__m128i block) {
 // The first byte at or after p that the class does not hold (the NUL at the latest).
 template <unsigned (*Class)(__m128i)>
 QX_NO_ADDRESS_CHECK const char* SkipRun(const char* p) {
+    if (BlockFits(p)) {
+        const unsigned others = ~Class(LoadAt(p)) & 0xFFFFu;
+        if (others != 0) return p + __builtin_ctz(others);
+        p += 16;
+    }
     const std::uintptr_t skew = reinterpret_cast<std::uintptr_t>(p) & 15;
     const char* base = p - skew;
     unsigned keep = (0xFFFFu << skew) & 0xFFFFu;

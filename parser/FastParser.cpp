@@ -1,7 +1,6 @@
 #include "parser/FastParser.h"
 
 #include <cstdint>
-#include <cstring>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -75,7 +74,7 @@ inline bool BlockFits(const char* p) {
     return (reinterpret_cast<std::uintptr_t>(p) & 4095) <= 4096 - 16;
 }
 
-inline __m128i LoadAt(const char* p) {
+QX_NO_ADDRESS_CHECK inline __m128i LoadAt(const char* p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
 }
 
@@ -176,14 +175,14 @@ QX_NO_ADDRESS_CHECK inline const char* ReadDigits(const char* p, std::uint64_t& 
     static constexpr std::uint64_t kPowers[] = {1,      10,      100,      1000,     10000,
                                                 100000, 1000000, 10000000, 100000000};
     if (BlockFits(p)) {
-        const unsigned n = static_cast<unsigned>(__builtin_ctz(~Digits(LoadAt(p))));
+        const __m128i block = LoadAt(p);
+        const unsigned n = static_cast<unsigned>(__builtin_ctz(~Digits(block)));
         if (n <= 8) {
             if (n != 0) {
                 // The digits as the high bytes of a little-endian word, the first digit lowest;
                 // leading zero bytes stand for leading zeros. Pairs, then quads, then all eight
                 // are combined by multiplication.
-                std::uint64_t chunk = 0;
-                std::memcpy(&chunk, p, sizeof chunk);
+                std::uint64_t chunk = static_cast<std::uint64_t>(_mm_cvtsi128_si64(block));
                 chunk = (chunk & 0x0F0F0F0F0F0F0F0Full) << (8 * (8 - n));
                 chunk = (chunk * 10 + (chunk >> 8)) & 0x00FF00FF00FF00FFull;
                 chunk = (chunk * 100 + (chunk >> 16)) & 0x0000FFFF0000FFFFull;

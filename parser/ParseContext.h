@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <vector>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "parser/ParseBuilder.h"
 

@@ -21,5 +21,5 @@ n=float(b[:-1])*m[b[-1]] if b[-1] in m else float(b)
 print('corpus $corpus: %.1f M instructions per MiB (%s instructions, %s iteration(s), profile $out)' % ($ir/($iters*n/1048576)/1e6, '$ir', '$iters'))"
     # The costliest functions, by their own instructions.
     callgrind_annotate --threshold=80 "$out" 2>/dev/null | grep -E '^ *[0-9,]+ \( *[0-9.]+%\) ' |
-        grep -v 'PROGRAM TOTALS' | head -n 8 | cut -c1-150
+        grep -v 'PROGRAM TOTALS' | sed -n 1,8p | cut -c1-150
 done

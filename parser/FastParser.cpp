@@ -45,14 +45,38 @@ struct CharTable {
 };
 constexpr CharTable kChars;
 
+// The value of each hexadecimal digit; 16 for every other byte.
+struct HexDigitTable {
+    std::uint8_t value[256] = {};
+    constexpr HexDigitTable() {
+        for (int c = 0; c < 256; ++c) value[c] = 16;
+        for (int c = '0'; c <= '9'; ++c) value[c] = static_cast<std::uint8_t>(c - '0');
+        for (int c = 'a'; c <= 'f'; ++c) value[c] = static_cast<std::uint8_t>(c - 'a' + 10);
+        for (int c = 'A'; c <= 'F'; ++c) value[c] = static_cast<std::uint8_t>(c - 'A' + 10);
+    }
+};
+constexpr HexDigitTable kHexDigits;
+
 inline bool Is(char c, CharClass k) {
     return (kChars.cls[static_cast<unsigned char>(c)] & k) != 0;
 }
 
-// Scans over the text in 16-byte blocks. The loads are aligned, so they never cross into
-// another page, and the text ends in a NUL that stops every scan; bytes of a block beyond that
-// NUL or before the start are read but ignored, which is why the address checker is kept out.
+// Scans over the text in 16-byte blocks. No load crosses into another page: the first block is
+// read where the scan starts unless that would cross, the others on 16-byte boundaries; and the
+// text ends in a NUL that stops every scan. Bytes of a block beyond that NUL or before the start
+// are read but ignored, which is why the address checker is kept out.
 #if defined(__SSE2__)
+
+// Whether 16 bytes from p lie in one page. Nearly always, so the branch predicts well, and most
+// tokens end within the first block, where a scan from the alignment boundary would often need
+// a second one.
+inline bool BlockFits(const char* p) {
+    return (reinterpret_cast<std::uintptr_t>(p) & 4095) <= 4096 - 16;
+}
+
+QX_NO_ADDRESS_CHECK inline __m128i LoadAt(const char* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
 
 // Bits set in a 16-bit mask; the baseline instruction set has no popcount instruction.
 inline unsigned CountBits(unsigned x) {
@@ -66,15 +90,23 @@ inline unsigned Matches(__m128i block, char c) {
     return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8(c))));
 }
 
+inline unsigned QuoteStops(__m128i block) {
+    return Matches(block, '"') | Matches(block, '\\') | Matches(block, 0);
+}
+
 // The first '"', backslash or NUL at or after p.
 QX_NO_ADDRESS_CHECK const char* QuoteStop(const char* p) {
+    if (BlockFits(p)) {
+        const unsigned hits = QuoteStops(LoadAt(p));
+        if (hits != 0) return p + __builtin_ctz(hits);
+        p += 16;
+    }
     const std::uintptr_t skew = reinterpret_cast<std::uintptr_t>(p) & 15;
     const char* base = p - skew;
     unsigned keep = (0xFFFFu << skew) & 0xFFFFu;
     for (;; base += 16, keep = 0xFFFFu) {
         const __m128i block = _mm_load_si128(reinterpret_cast<const __m128i*>(base));
-        const unsigned hits =
-            (Matches(block, '"') | Matches(block, '\\') | Matches(block, 0)) & keep;
+        const unsigned hits = QuoteStops(block) & keep;
         if (hits != 0) return base + __builtin_ctz(hits);
     }
 }
@@ -117,6 +149,11 @@ inline unsigned WordBytes(__m128i block) {
 // The first byte at or after p that the class does not hold (the NUL at the latest).
 template <unsigned (*Class)(__m128i)>
 QX_NO_ADDRESS_CHECK const char* SkipRun(const char* p) {
+    if (BlockFits(p)) {
+        const unsigned others = ~Class(LoadAt(p)) & 0xFFFFu;
+        if (others != 0) return p + __builtin_ctz(others);
+        p += 16;
+    }
     const std::uintptr_t skew = reinterpret_cast<std::uintptr_t>(p) & 15;
     const char* base = p - skew;
     unsigned keep = (0xFFFFu << skew) & 0xFFFFu;
@@ -130,6 +167,35 @@ QX_NO_ADDRESS_CHECK const char* SkipRun(const char* p) {
 const char* SkipDigits(const char* p) {
     return SkipRun<Digits>(p);
 }
+
+// The run of decimal digits at p appended to value (times ten, plus the digit, for each one,
+// wrapping), and the end of the run. Up to eight digits are converted at once, without a branch
+// per digit, which the mixed lengths of a value list would mispredict.
+QX_NO_ADDRESS_CHECK inline const char* ReadDigits(const char* p, std::uint64_t& value) {
+    static constexpr std::uint64_t kPowers[] = {1,      10,      100,      1000,     10000,
+                                                100000, 1000000, 10000000, 100000000};
+    if (BlockFits(p)) {
+        const __m128i block = LoadAt(p);
+        const unsigned n = static_cast<unsigned>(__builtin_ctz(~Digits(block)));
+        if (n <= 8) {
+            if (n != 0) {
+                // The digits as the high bytes of a little-endian word, the first digit lowest;
+                // leading zero bytes stand for leading zeros. Pairs, then quads, then all eight
+                // are combined by multiplication.
+                std::uint64_t chunk = static_cast<std::uint64_t>(_mm_cvtsi128_si64(block));
+                chunk = (chunk & 0x0F0F0F0F0F0F0F0Full) << (8 * (8 - n));
+                chunk = (chunk * 10 + (chunk >> 8)) & 0x00FF00FF00FF00FFull;
+                chunk = (chunk * 100 + (chunk >> 16)) & 0x0000FFFF0000FFFFull;
+                chunk = (chunk * 10000 + (chunk >> 32)) & 0xFFFFFFFFull;
+                value = value * kPowers[n] + chunk;
+            }
+            return p + n;
+        }
+    }
+    while (static_cast<unsigned>(*p - '0') < 10u)
+        value = value * 10 + static_cast<unsigned>(*p++ - '0');
+    return p;
+}
 const char* SkipWord(const char* p) {
     return SkipRun<WordBytes>(p);
 }
@@ -138,6 +204,12 @@ const char* SkipWord(const char* p) {
 
 const char* SkipDigits(const char* p) {
     while (*p >= '0' && *p <= '9') ++p;
+    return p;
+}
+
+const char* ReadDigits(const char* p, std::uint64_t& value) {
+    while (static_cast<unsigned>(*p - '0') < 10u)
+        value = value * 10 + static_cast<unsigned>(*p++ - '0');
     return p;
 }
 
@@ -295,11 +367,24 @@ class Parser {
         e = SkipWord(e);
         p_ = e;
         if (s[0] == '0' && s[1] == 'x' && e - s > 2) {
-            const char* h = s + 2;
-            while (h != e && Is(*h, kHexChar)) ++h;
-            if (h == e) {
-                Number(s, e, HexValue(s, static_cast<std::size_t>(e - s)));
-                return;
+            // Up to 16 digits the value cannot saturate: checked and converted in one pass.
+            if (e - s <= 18) {
+                std::uint64_t v = 0;
+                const char* h = s + 2;
+                for (unsigned digit;
+                     h != e && (digit = kHexDigits.value[static_cast<unsigned char>(*h)]) < 16; ++h)
+                    v = v << 4 | digit;
+                if (h == e) {
+                    Number(s, e, static_cast<std::uint32_t>(v));
+                    return;
+                }
+            } else {
+                const char* h = s + 2;
+                while (h != e && Is(*h, kHexChar)) ++h;
+                if (h == e) {
+                    Number(s, e, HexValue(s, static_cast<std::size_t>(e - s)));
+                    return;
+                }
             }
         }
         val_.str = s;
@@ -411,6 +496,7 @@ class Parser {
     // that make up nearly every value list; the token loop sees only what is left. A number
     // directly followed by a blank declines, since a range operator may come after the blank.
     QX_ALWAYS_INLINE Step FastValue() {
+        while (Is(*p_, kBlankChar)) ++p_;
         const char* const s = p_;
         const char c = *s;
         if (c == '"') {
@@ -422,22 +508,13 @@ class Parser {
             // A plain decimal is converted in the same pass that finds its end.
             const bool negative = c == '-';
             const char* const digits = s + (negative ? 1 : 0);
-            const char* e = digits;
             std::uint64_t magnitude = 0;
-            while (static_cast<unsigned>(*e - '0') < 10u) {
-                magnitude = magnitude * 10 + static_cast<unsigned>(*e - '0');
-                ++e;
-            }
+            const char* e = ReadDigits(digits, magnitude);
             if (e != digits && e - digits <= kShortDecimalDigits && !Is(*e, kWordChar)) {
                 if (*e == '.') {
                     // A fraction of up to kExactDigits digits, converted as ExactRealValue does.
-                    std::size_t scale = 0;
-                    const char* f = e + 1;
-                    while (static_cast<unsigned>(*f - '0') < 10u) {
-                        magnitude = magnitude * 10 + static_cast<unsigned>(*f - '0');
-                        ++f;
-                        ++scale;
-                    }
+                    const char* const f = ReadDigits(e + 1, magnitude);
+                    const std::size_t scale = static_cast<std::size_t>(f - e - 1);
                     double real = 0;
                     if (static_cast<std::size_t>(f - digits) - 1 <= kExactDigits) {
                         real = ExactFraction(magnitude, scale, negative);
@@ -451,7 +528,15 @@ class Parser {
                     const std::int64_t value = NarrowDecimal(magnitude, negative);
                     if (e - s > 9) b_.CheckNarrowed(s, static_cast<std::size_t>(e - s), value);
                     p_ = e;
-                    if (!Integer(s, value)) return Step::kFail;
+                    if (e[0] != '&' || e[1] != '&') {
+                        b_.ValueInteger(value);
+                        if (e[0] == '&') {
+                            ++p_;
+                            return Step::kMore;
+                        }
+                        return Step::kEnd;
+                    }
+                    if (!Range(s, value)) return Step::kFail;
                 }
             } else {
                 Word(s, e);
@@ -490,6 +575,11 @@ class Parser {
             b_.ValueInteger(first);
             return true;
         }
+        return Range(s, first);
+    }
+
+    // A range from the number at s, whose end p_ is at the "&&" after it.
+    bool Range(const char* s, std::int64_t first) {
         p_ += 2;
         Next();
         return tok_ == kNumber && b_.ValueRangeDirect(first, val_.num, s, val_.str + val_.len);

@@ -9,9 +9,6 @@ namespace parser {
 
 class ParseContext;
 
-// Whether the generated parser traces on this thread; the driver sets it, under
-// ScriptParseLock, around each parse made while the debug switch is on.
-void SetThreadTrace(bool on);
 // Forgets where the trace stood; under ScriptParseLock, when the switch is turned on.
 void ResetTrace();
 

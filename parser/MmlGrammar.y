@@ -40,11 +40,16 @@ static int qxmmllex(NSQX_script::parser::TokenValue* value,
     return NSQX_script::parser::ScanToken(*value, ctx);
 }
 
-// The trace switch is per thread, read through a function: the generator declares its switch
-// as "int yydebug;", which this turns into a harmless redeclaration of QxTracing.
-int QxTracing();
+// The trace switch is the context's, set once per parse, so that the generator's test at each
+// step of the parse is a load from the context. The generator also declares its switch once at
+// file scope as "int yydebug;": there ctx names the context's type, which turns that line into
+// a harmless redeclaration of QxTracing.
+using ctx = NSQX_script::parser::ParseContext&;
+inline int QxTracing(NSQX_script::parser::ParseContext& context) {
+    return context.tracing ? 1 : 0;
+}
 #undef yydebug
-#define yydebug QxTracing()
+#define yydebug QxTracing(ctx)
 
 // The stacks start with 150 entries and then move to the heap, 300 entries first and doubling
 // after; the limit is far beyond any command, so only a failed allocation ends a parse.
@@ -217,8 +222,6 @@ struct TraceState {
 };
 // Used only while the trace is on, when every parse holds ScriptParseLock.
 TraceState trace;
-// Set by the parse driver for a traced parse, under that lock.
-thread_local bool tracing = false;
 
 void TraceTitle(int lookahead, const char* title) {
     if (std::strcmp(title, "Next token is") == 0) {
@@ -240,10 +243,6 @@ void TraceTitle(int lookahead, const char* title) {
 
 // Every trace call of the generated parser comes here while the debug switch is on; the
 // symbol and stack dumps that our trace does not show are dropped.
-int QxTracing() {
-    return tracing ? 1 : 0;
-}
-
 void QxTracePrint(const int* lookahead, FILE* /*stream*/, const char* format, ...) {
     va_list args;
     va_start(args, format);
@@ -281,10 +280,6 @@ void QxTracePrint(const int* lookahead, FILE* /*stream*/, const char* format, ..
 
 namespace NSQX_script {
 namespace parser {
-
-void SetThreadTrace(bool on) {
-    tracing = on;
-}
 
 void ResetTrace() {
     trace = TraceState();

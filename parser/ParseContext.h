@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <vector>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "parser/ParseBuilder.h"
 
@@ -41,6 +41,8 @@ class ParseContext {
 
     // Set for a detailed parse: nothing goes to standard output.
     bool quiet = false;
+    // The generated parser traces this parse: the debug switch was on when it began.
+    bool tracing = false;
     // The last token the scanner returned, and the first byte it skipped before that token
     // since the one before (kNone when none), as offsets in the text.
     int token = 0;

@@ -56,11 +56,13 @@ constexpr std::size_t kMaxCommandLength = 131071;  // 0x1FFFF
 using parser::ParseBuilder;
 using parser::ParseContext;
 
-// The generated parser on text, afresh; the builder is begun on cmd. May throw.
-int ParseWithGrammar(ParseContext& ctx, const std::string& text, MMLCmdStruct& cmd) {
+// The generated parser on text, afresh, tracing when traced; the builder is begun on cmd. May
+// throw.
+int ParseWithGrammar(ParseContext& ctx, const std::string& text, MMLCmdStruct& cmd, bool traced) {
     ctx.builder.Finish();
     ctx.builder.Begin(cmd);
     ctx.syntaxError = false;
+    ctx.tracing = traced;
     // Every parse points the scanner afresh, so a failed one leaves nothing to reset.
     parser::ScanBegin(ctx, text.data(), text.size());
     ctx.builder.SetNoteBase(ctx.buffer.get());
@@ -85,7 +87,7 @@ int Parse(const std::string& text, MMLCmdStruct& cmd, bool tryFast, bool traced)
         if (tryFast && !traced && parser::FastParse(text, ctx->builder))
             result = 0;
         else
-            result = ParseWithGrammar(*ctx, text, cmd);
+            result = ParseWithGrammar(*ctx, text, cmd, traced);
     } catch (...) {
         result = 1;
     }
@@ -101,10 +103,7 @@ int Parse(const std::string& text, MMLCmdStruct& cmd, bool tryFast) {
     // Traced parses take turns, so that their lines never interleave. A lock that cannot be
     // taken does not stop the parse: it runs unlocked.
     qxp::LockGuard<qxp::Mutex> guard(ScriptParseLock);
-    parser::SetThreadTrace(true);
-    const int result = Parse(text, cmd, tryFast, true);
-    parser::SetThreadTrace(false);
-    return result;
+    return Parse(text, cmd, tryFast, true);
 }
 
 // The token the generated parser stopped at in text, as a reason. (The scanner's copy of the
@@ -229,7 +228,7 @@ TParseResult AnalyseOneCommandDetailed(const std::string& text, MMLCmdStruct& cm
         if (!parser::FastParse(text, builder)) {
             result.notes.clear();
             ctx->quiet = true;
-            result.status = ParseWithGrammar(*ctx, text, cmd);
+            result.status = ParseWithGrammar(*ctx, text, cmd, false);
             ctx->quiet = false;
             NoteDropped(*ctx, text, result.notes);
             if (result.status != 0) Explain(*ctx, text, result);

@@ -2,6 +2,7 @@
 // parser's tree, and leaves everything unusual to the generated parser.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -105,6 +106,32 @@ TEST(FastParser, ClaimsBoundaryCasesWithTheGrammarsTrees) {
     for (const auto& [text, tree] : trees) {
         ASSERT_TRUE(both.Claimed(text));
         EXPECT_EQ(Show(both.Tree()), tree);
+    }
+}
+
+// Scans read 16 bytes from where a token starts unless that would cross into the next page,
+// and convert up to eight digits at once: tokens of every length ending at and just before a
+// page's end must read as they do anywhere else.
+TEST(FastParser, ReadsTokensEndingNearAPageEnd) {
+    BothParsers both;
+    const std::string values[] = {
+        "7",          "12345678",           "123456789",   "-1234567890123456789", "00000000012",
+        "0.5",        "1234.56789012",      "-98765432.1", "0xABCDEF12",           "value_1-x",
+        "\"q\\\"x\"", "12345670&&12345678", "5&-0.25&x",
+    };
+    const std::string head = ":x:{a=\"";
+    const std::string mid = "\",b=";
+    std::string text;
+    text.reserve(3 * 4096);  // assigned again and again within this capacity, so never moved
+    const std::uintptr_t base = reinterpret_cast<std::uintptr_t>(text.data());
+    for (const std::string& value : values) {
+        for (std::size_t before = 0; before < 20; ++before) {
+            const std::size_t end = head.size() + mid.size() + value.size() + before;
+            const std::size_t pad = (4096 - (base + end) % 4096) % 4096;
+            text.assign(head).append(pad, 'p').append(mid).append(value).append("};");
+            ASSERT_EQ(reinterpret_cast<std::uintptr_t>(text.data()), base);
+            ASSERT_TRUE(both.Claimed(text)) << value << " " << before << " bytes before";
+        }
     }
 }
 

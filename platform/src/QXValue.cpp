@@ -29,7 +29,7 @@ std::string QXValue::As_std_string() const {
     return std::string();
 }
 
-long QXValue::AsLong() const noexcept {
+long QXValue::OtherAsLong() const noexcept {
     switch (type_) {
         case kInt32:
         case kInt64:
@@ -44,11 +44,7 @@ long QXValue::AsLong() const noexcept {
     return 0;
 }
 
-int QXValue::AsInt() const noexcept {
-    return static_cast<int>(AsLong());
-}
-
-double QXValue::AsDouble() const noexcept {
+double QXValue::OtherAsDouble() const noexcept {
     switch (type_) {
         case kInt32:
         case kInt64:
@@ -61,10 +57,6 @@ double QXValue::AsDouble() const noexcept {
             break;
     }
     return 0.0;
-}
-
-float QXValue::AsFloat() const noexcept {
-    return static_cast<float>(AsDouble());
 }
 
 bool QXValue::operator==(const QXValue& o) const noexcept {

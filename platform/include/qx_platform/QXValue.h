@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "qx_platform/CStdString.h"
@@ -38,7 +39,14 @@ class QXP_API QXValue {
     // Setters that keep the text's storage, for callers that refill values in a loop.
     void SetString(const char* s, std::size_t n) {
         type_ = kString;
-        s_.assign(s, n);
+        if (n <= s_.size()) {
+            // A text no longer than the one it replaces is copied over it and the rest cut off,
+            // which the standard string does inline; growing takes its out-of-line assign.
+            if (n != 0) std::memmove(&s_[0], s, n);
+            s_.erase(n);
+        } else {
+            s_.assign(s, n);
+        }
     }
     void SetInt32(int v) noexcept {
         type_ = kInt32;
@@ -74,10 +82,11 @@ class QXP_API QXValue {
 
     // Readings as numbers: numbers convert; a text is read as a leading decimal number
     // (strtol/strtod rules), 0 when it has none; empty gives 0.
-    int AsInt() const noexcept;
-    long AsLong() const noexcept;
-    float AsFloat() const noexcept;
-    double AsDouble() const noexcept;
+    // Integers are answered inline: writers read every integer value through these.
+    int AsInt() const noexcept { return static_cast<int>(AsLong()); }
+    long AsLong() const noexcept { return IsInteger() ? i_ : OtherAsLong(); }
+    float AsFloat() const noexcept { return static_cast<float>(AsDouble()); }
+    double AsDouble() const noexcept { return type_ == kDouble ? d_ : OtherAsDouble(); }
     // The text of a string value; "" for every other type (no conversion, no allocation).
     const char* AsCString() const noexcept { return type_ == kString ? s_.c_str() : ""; }
     const std::string& StringRef() const noexcept { return s_; }
@@ -87,6 +96,10 @@ class QXP_API QXValue {
     bool operator!=(const QXValue& o) const noexcept { return !(*this == o); }
 
   private:
+    bool IsInteger() const noexcept { return type_ == kInt32 || type_ == kInt64; }
+    long OtherAsLong() const noexcept;
+    double OtherAsDouble() const noexcept;
+
     Type type_;
     union {
         long i_;

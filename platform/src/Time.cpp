@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <ctime>
+#include <mutex>
 
 #include "qx_platform/Control.h"
 
@@ -10,6 +11,9 @@ namespace qxp {
 namespace {
 
 std::atomic<std::int64_t> g_fixedTime{-1};
+// tzset rewrites the C library's zone globals; the library's own lock is invisible to thread
+// checkers, so conversions are serialised here too (they run once per header written).
+std::mutex g_zoneMutex;
 
 QXTime FromTm(std::int64_t seconds, const std::tm& tm) {
     QXTime t;
@@ -38,11 +42,14 @@ QXTime QXGetSystemTime() {
 }
 
 QXTime QXUTC2LOCAL(const QXTime& utc) {
-    // localtime_r need not call tzset, so a TZ changed at run time would go unseen.
-    tzset();
     const std::time_t when = static_cast<std::time_t>(utc.seconds);
     std::tm tm{};
-    localtime_r(&when, &tm);
+    {
+        std::lock_guard<std::mutex> lock(g_zoneMutex);
+        // localtime_r need not call tzset, so a TZ changed at run time would go unseen.
+        tzset();
+        localtime_r(&when, &tm);
+    }
     // The seconds of a local record count local wall-clock time, matching its fields.
     return FromTm(utc.seconds + tm.tm_gmtoff, tm);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "qx_scriptutil/ScriptDiagnostic.h"
@@ -15,6 +16,10 @@ struct ScriptContext {
     // "UTF-8", "GBK" or "ISO8859-1": the header's when read, the configured one when written.
     std::string encoding;
     unsigned long version = kDefaultScriptVersion;
+    // What a header written for this file names instead of the process's configuration (the
+    // configured script version, the host's server version name); unset: the configured one.
+    std::optional<unsigned long> headerVersion;
+    std::optional<std::string> headerEmsVersion;
     // The slot conversion type the file's header chose when it was opened; until then (-1)
     // the store's process-wide type.
     std::int32_t slotType = -1;

@@ -93,8 +93,7 @@ std::string StandaloneHeader(const char* title, int userId, const char* encoding
     return header;
 }
 
-std::string NMVersionLine() {
-    const std::string name = qxp::OrinGetServerVersionName();
+std::string NMVersionLine(const std::string& name) {
     return "// EMS version = " + (name.empty() ? std::string("unknown") : name) + "\n";
 }
 
@@ -105,6 +104,16 @@ bool TScriptFileImpl::SetEncoding(const char* encoding) {
     const std::string name = encoding;
     if (name != "UTF-8" && name != "GBK" && name != "ISO8859-1") return false;
     m_context->encoding = name;
+    return true;
+}
+
+void TScriptFileImpl::SetHeaderVersion(unsigned long version) {
+    m_context->headerVersion = version;
+}
+
+bool TScriptFileImpl::SetHeaderEmsVersion(const char* name) {
+    if (name == nullptr || std::strchr(name, '\n') != nullptr) return false;
+    m_context->headerEmsVersion = name;
     return true;
 }
 
@@ -138,9 +147,14 @@ bool TScriptFileImpl::OpenForWrite(unsigned int scriptType, const char* director
         m_slotFlag11 = !(read && slotVersion == 0);
         WriteString(m_slotFlag11 ? "// SlotFlagVer=1.1 \n" : "// SlotFlagVer=1.0 \n");
         // The version line goes out as it is, not through the encoding.
-        m_writer->WriteBytes(NMVersionLine(), context);
-        const std::string versionLine =
-            "//{{script_version=" + VersionText(ConfiguredScriptVersion(context.version)) + "}}\n";
+        m_writer->WriteBytes(
+            NMVersionLine(context.headerEmsVersion ? *context.headerEmsVersion
+                                                   : qxp::OrinGetServerVersionName()),
+            context);
+        const unsigned long version = context.headerVersion
+                                          ? *context.headerVersion
+                                          : ConfiguredScriptVersion(context.version);
+        const std::string versionLine = "//{{script_version=" + VersionText(version) + "}}\n";
         WriteString(versionLine.c_str());
         WriteScriptExporterInfo(scriptType, qxp::OrinGetUserName(userId).c_str());
     }
@@ -168,7 +182,7 @@ bool TScriptFileImpl::OpenForWriteNoHead(const char* directory, const char* file
 
 void TScriptFileImpl::WriteNMVersion(FILE* stream) {
     if (stream == nullptr) return;
-    const std::string line = NMVersionLine();
+    const std::string line = NMVersionLine(qxp::OrinGetServerVersionName());
     std::fwrite(line.data(), 1, line.size(), stream);
 }
 

@@ -5,6 +5,8 @@
 #include <fstream>
 #include <random>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "qx_platform/Control.h"
 #include "qx_platform/Env.h"
@@ -203,6 +205,59 @@ TEST_F(ScriptWrite, HeaderFormsAndBodyByteForByte) {
     EXPECT_FALSE(
         TScriptFileImpl(1).OpenForWrite(1, (dir_ + "/no/such/dir").c_str(), "x.txt", 7, true));
     EXPECT_FALSE(TScriptFileImpl(1).OpenForWrite(1, dir_.c_str(), nullptr, 7, true));
+}
+
+// Each file's header names its own version, server version and encoding, whatever the process
+// is configured with and whatever other threads write at the same time; a file that chooses
+// nothing keeps the configured values.
+TEST_F(ScriptWrite, HeaderFieldsAreChosenPerFileAcrossThreads) {
+    qxp::SetServerVersionName("V9");
+    struct Choice {
+        const char* encoding;
+        unsigned long version;
+        const char* ems;
+    };
+    const Choice choices[] = {{"GBK", 0x03020100, "V100R002C01"},
+                              {"ISO8859-1", 0x02070400, "V200R007C03B100"}};
+    std::vector<std::thread> writers;
+    for (int t = 0; t < 2; ++t) {
+        writers.emplace_back([&, t] {
+            const Choice& c = choices[t];
+            for (int i = 0; i < 50; ++i) {
+                TScriptFileImpl file(1);
+                EXPECT_TRUE(file.SetEncoding(c.encoding));
+                file.SetHeaderVersion(c.version);
+                EXPECT_TRUE(file.SetHeaderEmsVersion(c.ems));
+                const std::string name = std::to_string(t) + "_" + std::to_string(i) + ".txt";
+                EXPECT_TRUE(file.OpenForWrite(1, dir_.c_str(), name.c_str(), 7, true));
+                EXPECT_TRUE(file.Close());
+            }
+        });
+    }
+    for (std::thread& w : writers) w.join();
+    const char* headers[] = {
+        "// EMS version = V100R002C01\n//{{script_version=3.2.1.0}}\n",
+        "// EMS version = V200R007C03B100\n//{{script_version=2.7.4.0}}\n",
+    };
+    for (int t = 0; t < 2; ++t) {
+        const std::string expected =
+            std::string("// SlotFlagVer=1.1 \n") + headers[t] +
+            "// NE Configuration Data Script\n// 2026-11-22 08:00:00 Created by alice\n"
+            "// encoding=\"" +
+            choices[t].encoding + "\"\n\n";
+        for (int i = 0; i < 50; ++i) {
+            ASSERT_EQ(expected, Read(std::to_string(t) + "_" + std::to_string(i) + ".txt"));
+        }
+    }
+
+    TScriptFileImpl plain(1);
+    EXPECT_FALSE(plain.SetHeaderEmsVersion("V1\n// SlotFlagVer=1.0"));
+    EXPECT_FALSE(plain.SetHeaderEmsVersion(nullptr));
+    ASSERT_TRUE(plain.OpenForWrite(1, dir_.c_str(), "plain.txt", 7, true));
+    ASSERT_TRUE(plain.Close());
+    EXPECT_EQ(0u, Read("plain.txt")
+                      .find("// SlotFlagVer=1.1 \n// EMS version = V9\n"
+                            "//{{script_version=2.1.3.2}}\n"));
 }
 
 static std::size_t OpenDescriptors() {

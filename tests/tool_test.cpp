@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -615,6 +616,74 @@ TEST_F(BatchTest, DirectoriesAndFilesComeInArgumentOrderWhateverTheWorkers) {
     EXPECT_TRUE(Contains(
         bad.out, {example + ": 39 commands", "total: 3 files, 39 commands, 2 files not read"}));
     Run(2, {"check", "-", "-"});
+}
+
+// Rewriting a directory on workers: each output's header names its own input's versions (and,
+// for slots, its encoding), every file is converted, and what the run writes and prints is
+// the same with one worker and with four.
+TEST_F(BatchTest, FmtAndSlotsWriteEachFileAsItsInputWhateverTheWorkers) {
+    const std::string body = ReadFile(Fixture("old_slots_NE.txt"));
+    const std::string commands = body.substr(body.find("\n\n") + 2);
+    const fs::path in = tmp_ / "mixed";
+    fs::create_directories(in);
+    WriteFile(in / "a.txt",
+              "// EMS version = Q5300V100R002C01\n// encoding=\"UTF-8\"\n\n"
+              ":cfg-note:{t=\"caf\xC3\xA9\"};\n" +
+                  commands);
+    WriteFile(in / "b.txt", "// encoding=\"GBK\"\n\n:cfg-note:{t=\"\xD6\xD0\"};\n" + commands);
+    WriteFile(in / "c.txt",
+              "// Q5100 NM version = Q5100V200R007C03B100\n// encoding=\"ISO8859-1\"\n\n"
+              ":cfg-note:{t=\"caf\xE9\"};\n" +
+                  commands);
+    WriteFile(in / "d.txt", "// encoding=\"UTF-8\"\n:cfg-bad:{a=,};\n");
+    const std::regex created("// [0-9-]+ [0-9:]+ Created by ");
+    auto outputs = [&](const fs::path& dir) {
+        std::vector<std::string> texts;
+        for (const char* name : {"a.txt", "b.txt", "c.txt"}) {
+            texts.push_back(std::regex_replace(ReadFile(dir / name), created, "// Created by "));
+        }
+        EXPECT_FALSE(fs::exists(dir / "d.txt"));
+        return texts;
+    };
+    const std::string cfg = Example("config/slotcovert_cmd_cfg.xml");
+    for (const char* sub : {"fmt", "slots"}) {
+        const bool slots = std::string(sub) == "slots";
+        std::vector<std::vector<std::string>> results;
+        std::vector<ToolRun> runs;
+        for (const char* jobs : {"1", "4"}) {
+            const fs::path out = tmp_ / sub;
+            fs::remove_all(out);
+            std::vector<std::string> args{sub, "-j", jobs, "-r", "--output-dir", out, in};
+            if (slots) args.insert(args.begin() + 1, {"--config", cfg});
+            runs.push_back(Run(1, args));
+            results.push_back(outputs(out));
+        }
+        EXPECT_EQ(runs[1].out, runs[0].out) << sub;
+        EXPECT_EQ(runs[1].err, runs[0].err) << sub;
+        EXPECT_EQ(results[1], results[0]) << sub;
+        EXPECT_TRUE(Contains(runs[0].err,
+                             {"d.txt: nothing written", "total: 4 files, 3 written, 1 not\n"}));
+
+        const std::vector<std::string>& texts = results[0];
+        // fmt writes in the configured encoding, slots in the input's.
+        const std::string b = slots ? "GBK" : "UTF-8", c = slots ? "ISO8859-1" : "UTF-8";
+        EXPECT_TRUE(Contains(texts[0], {"// EMS version = Q5300V100R002C01\n"
+                                        "//{{script_version=3.2.1.0}}\n",
+                                        "// encoding=\"UTF-8\"\n"}))
+            << sub;
+        EXPECT_TRUE(Contains(texts[1], {"// EMS version = unknown\n//{{script_version=2.1.3.2}}\n",
+                                        "// encoding=\"" + b + "\"\n"}))
+            << sub;
+        EXPECT_TRUE(Contains(texts[2], {"// EMS version = unknown\n//{{script_version=2.7.4.0}}\n",
+                                        "// encoding=\"" + c + "\"\n"}))
+            << sub;
+        EXPECT_TRUE(Contains(texts[1], {slots ? "t=\"\xD6\xD0\"" : "t=\"\xE4\xB8\xAD\""})) << sub;
+        EXPECT_TRUE(Contains(texts[2], {slots ? "t=\"caf\xE9\"" : "t=\"caf\xC3\xA9\""})) << sub;
+        for (const std::string& text : texts) {
+            EXPECT_TRUE(Contains(text, {slots ? "neid=9-3, bid=131075," : "neid=9-3, bid=203,"}))
+                << sub;
+        }
+    }
 }
 
 TEST_F(ToolTest, DumpSelectsCommandsByNameAndParameters) {

@@ -84,6 +84,14 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     // object otherwise writes in the configured encoding. False, changing nothing, for another
     // name. Call it before OpenForWrite so that the header names it.
     bool SetEncoding(const char* encoding);
+    // The script version that OpenForWrite's header names, instead of the configured one
+    // ("currentscriptversion"), so that a rewritten script keeps its input's version whatever
+    // other files of the process say. Call it before OpenForWrite.
+    void SetHeaderVersion(unsigned long version);
+    // The text of the header's "// EMS version = " line, instead of the host's server version
+    // name ("unknown" when empty). False, changing nothing, for null or a text with a
+    // newline, which would end the line early. Call it before OpenForWrite.
+    bool SetHeaderEmsVersion(const char* name);
 
     // Where the object reports what it finds (not owned; nullptr for none; a copy of the object
     // reports to the same sink). Called from the thread that reads or writes. Set it before

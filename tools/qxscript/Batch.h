@@ -29,7 +29,7 @@ class FileOutput {
 // own current task and error manager; with one worker, on the calling thread. Returns the
 // highest exit status a job returned (a job that throws counts as kExitUsage, its message
 // printed in its turn). Names are guarded by NameLock while more than one worker runs. The
-// calling thread waits; the jobs must leave process-wide state alone.
+// calling thread waits; the jobs must leave process-wide state alone or guard it themselves.
 class Batch {
   public:
     using Job = std::function<int(std::size_t index, FileOutput& out)>;

@@ -7,10 +7,20 @@
 namespace qxscript {
 
 bool ScriptSink::Open(const std::string& target, unsigned int scriptType, std::string& error,
-                      const std::vector<std::string>* header) {
+                      const std::vector<std::string>* header, const HeaderFields& fields) {
     if (!m_output.Begin(target, error)) return false;
     m_file = std::make_unique<NSQX_script::TScriptFileImpl>(scriptType);
     m_file->SetDiagnosticSink(&m_log);
+    if (!fields.encoding.empty() && !m_file->SetEncoding(fields.encoding.c_str())) {
+        error = "cannot write in " + fields.encoding;
+        return false;
+    }
+    if (fields.version) m_file->SetHeaderVersion(*fields.version);
+    if (!fields.emsVersion.empty() && !m_file->SetHeaderEmsVersion(fields.emsVersion.c_str())) {
+        error = "the EMS version \"" + EscapeForTerminal(fields.emsVersion) +
+                "\" cannot stand on one header line";
+        return false;
+    }
     if (!m_file->OpenForWrite(scriptType, nullptr, m_output.TempPath().c_str(), 0,
                               header == nullptr)) {
         error = "cannot write " + m_file->LastError();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,10 +11,18 @@
 
 namespace qxscript {
 
+// What a fresh header names in place of the process's configuration; each field left empty
+// keeps the configured value, so sinks on several threads can write different headers.
+struct HeaderFields {
+    std::string encoding;  // also the encoding of the commands
+    std::optional<unsigned long> version;
+    std::string emsVersion;
+};
+
 // A script written through the library's writer: a fresh header for the script type in the
-// encoding the configuration names, then the commands. The file replaces its target only when
-// Finish() succeeds. Owns its writer and the log the writer reports into; confined to the main
-// thread.
+// encoding the configuration names (or the one fields names), then the commands. The file
+// replaces its target only when Finish() succeeds. Owns its writer and the log the writer
+// reports into; confined to one thread.
 class ScriptSink {
   public:
     enum Result {
@@ -24,7 +33,8 @@ class ScriptSink {
 
     // header: lines to write as the header instead of a fresh one (UTF-8, without line ends).
     bool Open(const std::string& target, unsigned int scriptType, std::string& error,
-              const std::vector<std::string>* header = nullptr);
+              const std::vector<std::string>* header = nullptr,
+              const HeaderFields& fields = HeaderFields());
     // Writes a command read from the script named source (its texts are quoted again where
     // needed); error says why when it is not written.
     Result Write(NSQX_script::TScriptCmd& cmd, const std::string& source, std::string& error);

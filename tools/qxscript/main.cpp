@@ -72,9 +72,8 @@ void AddCommonOptions(CLI::App& app, CommonOptions& common) {
         ->check(CLI::IsMember({"UTF-8", "GBK", "ISO8859-1"}));
 }
 
-// FILE arguments and how directories among them are read; jobs for the subcommands whose
-// files are read by workers at once.
-void AddInputOptions(CLI::App& app, InputOptions& inputs, bool jobs) {
+// FILE arguments, how directories among them are read and how many workers take them.
+void AddInputOptions(CLI::App& app, InputOptions& inputs) {
     app.add_option("FILE", inputs.files,
                    "Script files, directories (with -r) and - for standard input")
         ->required();
@@ -84,12 +83,11 @@ void AddInputOptions(CLI::App& app, InputOptions& inputs, bool jobs) {
     app.add_option("--include", inputs.include,
                    "In directories, read the files whose names match this pattern (default "
                    "\"*.txt\")");
-    if (jobs) {
-        app.add_option("-j,--jobs", inputs.jobs,
-                       "Read this many files at once (default: one per core; 1 reads one after "
-                       "the other and shows a progress bar)")
-            ->check(CLI::Range(1u, 1024u));
-    }
+    app.add_option("-j,--jobs", inputs.jobs,
+                   "Work on this many files at once (default: one per core; 1 takes them one "
+                   "after the other and shows a progress bar); the output is the same whatever "
+                   "the number")
+        ->check(CLI::Range(1u, 1024u));
 }
 
 // Where fmt and slots write.
@@ -144,7 +142,7 @@ int main(int argc, char** argv) {
     CheckOptions check;
     CLI::App* checkCmd =
         app.add_subcommand("check", "Read scripts and report every command that cannot be parsed");
-    AddInputOptions(*checkCmd, check.inputs, true);
+    AddInputOptions(*checkCmd, check.inputs);
     AddCommonOptions(*checkCmd, common);
     checkCmd->add_option("--format", check.format, "text or json (one object per file and line)")
         ->check(CLI::IsMember({"text", "json"}));
@@ -171,7 +169,7 @@ int main(int argc, char** argv) {
     DumpOptions dump;
     CLI::App* dumpCmd =
         app.add_subcommand("dump", "Show every command with its name, code, line and parameters");
-    AddInputOptions(*dumpCmd, dump.inputs, true);
+    AddInputOptions(*dumpCmd, dump.inputs);
     AddCommonOptions(*dumpCmd, common);
     dumpCmd->add_option("--format", dump.format, "text or json (one object per line)")
         ->check(CLI::IsMember({"text", "json"}));
@@ -203,7 +201,7 @@ int main(int argc, char** argv) {
     FmtOptions fmt;
     CLI::App* fmtCmd = app.add_subcommand(
         "fmt", "Rewrite a script through the library's writer, converting its encoding");
-    AddInputOptions(*fmtCmd, fmt.inputs, false);
+    AddInputOptions(*fmtCmd, fmt.inputs);
     AddCommonOptions(*fmtCmd, common);
     AddTargetOptions(*fmtCmd, fmt.targets);
     fmtCmd->add_flag("--keep-header", fmt.keepHeader,
@@ -233,8 +231,10 @@ int main(int argc, char** argv) {
             "(unless --input-encoding); nor when a text cannot be held by the output encoding or "
             "a command would be too long to be read back.\n"
             "Several inputs (files, or directories with -r) need --in-place or --output-dir; "
-            "they are rewritten one after the other, each on its own, with a line for each and a "
-            "total on standard error; the status is that of the worst.\n") +
+            "workers rewrite several at once (-j), each with the version lines its own header "
+            "had; what each prints comes whole and in the order of the arguments, with a line "
+            "for each file written and a total on standard error; the status is that of the "
+            "worst.\n") +
         kLimits +
         "\n"
         "Example:\n  qxscript fmt --encoding UTF-8 -o ne_config_utf8.txt "
@@ -243,7 +243,7 @@ int main(int argc, char** argv) {
     SlotsOptions slots;
     CLI::App* slotsCmd = app.add_subcommand(
         "slots", "Convert the slot numbers of a script between numbering schemes");
-    AddInputOptions(*slotsCmd, slots.inputs, false);
+    AddInputOptions(*slotsCmd, slots.inputs);
     AddCommonOptions(*slotsCmd, common);
     slotsCmd->add_option("--config", slots.config, "Slot conversion table (slotcovert_cmd_cfg.xml)")
         ->required();
@@ -263,8 +263,10 @@ int main(int argc, char** argv) {
     AddAcceptOption(*slotsCmd, common);
     slotsCmd->footer(
         "The output is put in place as fmt puts it, and nothing is written in the cases where "
-        "fmt writes nothing. Several inputs need --in-place or --output-dir and are converted "
-        "one after the other.\n"
+        "fmt writes nothing. Several inputs need --in-place or --output-dir; workers (-j) read "
+        "and write several at once but convert one at a time (the conversion table and the NEs "
+        "that take part are the process's); each output keeps its input's encoding and version "
+        "lines, and what each file prints comes in the order of the arguments, then a total.\n"
         "The conversion follows the input header's SlotFlagVer line and the operation type: no "
         "line converts old slot numbers to shelf<<16|slot, \"1.0\" converts by operation type, "
         "\"1.1\" leaves numbers alone. A slotconvert_cmd_desc.txt beside the table is used too.\n"

@@ -2,7 +2,7 @@
 # Installs what is missing, builds everything and runs every test.
 #   scripts/test.sh                      the normal build, all tests
 #   scripts/test.sh address,undefined    all tests again under those sanitizers
-#   scripts/test.sh thread               the concurrency tests under ThreadSanitizer
+#   scripts/test.sh thread               the concurrency tests and the tool's worker runs under ThreadSanitizer
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -20,7 +20,7 @@ else
           -DQX_BUILD_BENCHMARKS=OFF
     cmake --build "$dir" -j "$jobs"
     filter=()
-    [ "$sanitize" = thread ] && filter=(-R 'Concurren')
+    [ "$sanitize" = thread ] && filter=(-R 'Concurren|Batch')
     ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
         ctest --test-dir "$dir" --output-on-failure -j "$jobs" "${filter[@]}"

@@ -13,7 +13,6 @@
 #include "ScriptDiff.h"
 #include "ScriptSink.h"
 #include "ScriptSource.h"
-#include "qx_platform/Control.h"
 #include "qx_scriptutil/Escaping.h"
 
 namespace qxscript {
@@ -108,20 +107,21 @@ std::string JsonPlace(const ReadScript& s, const DiffEntry& cmd) {
     return "{\"file\":" + JsonText(s.name) + ",\"line\":" + std::to_string(cmd.line) + "}";
 }
 
+// "- FILE:LINE :name:{...};" for a command found on one side only.
+void AppendWholeCommand(char sign, const ReadScript& s, const DiffEntry& cmd, std::string& out) {
+    out += std::string(1, sign) + " " + Where(s, cmd) + " " +
+           EscapeForTerminal(ScriptText(CommandName(cmd.code), UnpackParameters(cmd.packed))) +
+           "\n";
+}
+
 void AppendTextLines(const CommandChange& c, const ReadScript& a, const ReadScript& b,
                      const DiffSettings& settings, std::string& out) {
     switch (c.kind) {
         case CommandChange::kRemoved:
-            out += "- " + Where(a, a.cmds[c.a]) + " " +
-                   EscapeForTerminal(ScriptText(CommandName(a.cmds[c.a].code),
-                                                UnpackParameters(a.cmds[c.a].packed))) +
-                   "\n";
+            AppendWholeCommand('-', a, a.cmds[c.a], out);
             return;
         case CommandChange::kAdded:
-            out += "+ " + Where(b, b.cmds[c.b]) + " " +
-                   EscapeForTerminal(ScriptText(CommandName(b.cmds[c.b].code),
-                                                UnpackParameters(b.cmds[c.b].packed))) +
-                   "\n";
+            AppendWholeCommand('+', b, b.cmds[c.b], out);
             return;
         case CommandChange::kChanged: {
             const std::string head = "~ " + Where(a, a.cmds[c.a]) + " " + Where(b, b.cmds[c.b]) +
@@ -177,17 +177,19 @@ int WriteScript(const std::string& target, const ReadScript& b,
     }
     std::sort(wanted.begin(), wanted.end());
     EnumTables tables;
-    EnumSettings settings;
-    settings.encoding = EncodingSetting(b.encoding);
-    settings.scriptVersion = static_cast<long>(b.version);
-    if (!b.emsVersion.empty()) qxp::SetServerVersionName(b.emsVersion);
     std::string error;
-    if (!tables.Load(settings, error)) {
+    if (!tables.Load(EnumSettings(), error)) {
         Error(error);
         return kExitUsage;
     }
+    // The header is b's: its encoding, script version and EMS version.
+    HeaderFields fields;
+    fields.encoding = b.encoding;
+    fields.version = b.version;
+    fields.emsVersion = b.emsVersion;
     ScriptSink sink;
-    if (!sink.Open(target, b.type != 0 ? b.type : NSQX_script::kNeConfigScript, error)) {
+    if (!sink.Open(target, b.type != 0 ? b.type : NSQX_script::kNeConfigScript, error, nullptr,
+                   fields)) {
         Error(error);
         return kExitUsage;
     }

@@ -4,8 +4,6 @@
 // Writing the commands read back gives the very same bytes as the first writing, so a build
 // from the same JSON is reproducible. Skipped: inputs whose written commands exceed what a
 // reader takes (ranges expand when written as lists are not, but a long text stays long).
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -24,20 +22,12 @@ using namespace NSQX_script;
 
 namespace {
 
-std::string g_dir;
-
-void RemoveFiles() {
-    for (const char* name : {"in.txt", "once.txt", "twice.txt"}) {
-        std::remove((g_dir + name).c_str());
-    }
-    rmdir(g_dir.c_str());
-}
-
 const char* const kNames[] = {"a", "b", "x", "cfg-set", "cfg-add"};
 
 // Every command of the file, in order.
 std::vector<TScriptCmd> ReadAll(const std::string& path) {
     TScriptFileImpl file(1);
+    file.SetEnv(fuzz_files::Memory());
     if (!file.OpenForRead(1, nullptr, path.c_str())) std::abort();
     file.GoToFirstCommand();
     std::vector<TScriptCmd> cmds;
@@ -80,6 +70,7 @@ std::vector<TScriptCmd> Build(const std::vector<TScriptCmd>& read) {
 // Writes the commands as build does; false when one is too long for a reader.
 bool Write(const std::string& path, std::vector<TScriptCmd> cmds) {
     TScriptFileImpl file(1);
+    file.SetEnv(fuzz_files::Memory());
     if (!file.OpenForWrite(1, nullptr, path.c_str(), 0, true)) std::abort();
     for (TScriptCmd& cmd : cmds) {
         if (cmd.GetParaList().empty()) {
@@ -91,16 +82,13 @@ bool Write(const std::string& path, std::vector<TScriptCmd> cmds) {
         qxscript::PrepareForWriting(cmd.GetParaList());
         if (!file.WriteCommand(cmd)) return false;
     }
+    if (!file.Close()) std::abort();
     return true;
 }
 
 std::string Bytes(const std::string& path) {
     std::string out;
-    if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
-        char buf[4096];
-        for (std::size_t n; (n = std::fread(buf, 1, sizeof buf, f)) > 0;) out.append(buf, n);
-        std::fclose(f);
-    }
+    if (!qxp::ReadFileToString(fuzz_files::Memory(), path, &out).ok()) std::abort();
     return out;
 }
 
@@ -111,15 +99,13 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     unsigned long id = 700;
     for (const char* name : kNames) CmdNameConvert::AddCmdNameIDMap(name, ++id);
     qxp::SetFixedTime(0);
-    g_dir = fuzz_files::MakeDir("qx_fuzz_dump_build");
-    std::atexit(RemoveFiles);
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string in = g_dir + "in.txt";
-    const std::string once = g_dir + "once.txt";
-    const std::string twice = g_dir + "twice.txt";
+    const std::string in = "in.txt";
+    const std::string once = "once.txt";
+    const std::string twice = "twice.txt";
     const std::string header = "// encoding=\"UTF-8\"\n";
     std::string script = header;
     script.append(reinterpret_cast<const char*>(data), size);

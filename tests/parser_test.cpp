@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "parser/ParseBuilder.h"
@@ -216,27 +215,6 @@ TEST(ParserReuse, SameResultAsFreshCommand) {
         }
     }
     testing::internal::GetCapturedStdout();
-}
-
-TEST(ParserConcurrency, ThreadsGetTheirOwnResults) {
-    std::vector<std::thread> threads;
-    std::vector<int> failures(4, 0);
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([t, &failures] {
-            const std::string n = std::to_string(t);
-            const std::string text =
-                ":C" + n + ":{A=" + n + ",B={C=x" + n + "}&{D=1&&" + std::to_string(t + 2) + "}};";
-            std::string expected = "C" + n + ":'A'=" + n + ",'B'={'C'='x" + n + "'}&{'D'=1i";
-            for (int i = 2; i <= t + 2; ++i) expected += "&" + std::to_string(i) + "i";
-            MMLCmdStruct cmd;
-            for (int i = 0; i < 300; ++i) {
-                if (AnalyseOneCommandEx(text, cmd) != 0 || Show(cmd) != expected + "}")
-                    ++failures[t];
-            }
-        });
-    }
-    for (std::thread& th : threads) th.join();
-    EXPECT_EQ(failures, std::vector<int>(4, 0));
 }
 
 TEST(ParserDetailed, ReasonsAndOffsets) {

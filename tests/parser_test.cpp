@@ -267,8 +267,8 @@ TEST(ParserDetailed, Notes) {
         std::string out;
         const TParseResult r = AnalyseOneCommandDetailed(text, cmd);
         for (const TParseNote& n : r.notes) {
-            out += std::to_string(n.offset) + "+" + std::to_string(n.length) +
-                   " " + "NBD"[n.kind] + " " + n.message + "\n";
+            out += std::to_string(n.offset) + "+" + std::to_string(n.length) + " " + "NBD"[n.kind] +
+                   " " + n.message + "\n";
         }
         return out;
     };

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "parser/ParseBuilder.h"
 #include "qx_platform/Trace.h"
@@ -191,30 +190,6 @@ TEST(ParserLimits, LengthAndOverlongTokens) {
                 testing::ExitedWithCode(1), "");
     // The text ends at its first NUL.
     EXPECT_EQ(Parse(std::string(":X:{A=1};\0garbage", 17)), "X:'A'=1");
-}
-
-TEST(ParserReuse, SameResultAsFreshCommand) {
-    // Shapes beyond those the hand-written parser's reuse test covers: a range of names,
-    // and texts the generated parser takes, syntax errors included.
-    const std::vector<std::string> texts = {
-        ":BIG:{A=\"a long string value that does not fit small storage\"&x&1&2.5,"
-        "B={C={D=1&2}&{E=\"another rather long string value here\"}}&{F=1},1&&4=z,G=1&&50};",
-        ":S:{A=1,B={C=2,D=3&}};",  // a syntax error keeps what was built
-        ":S:{1&&3={A=1}&{B=2},Z=0x10&\"str\"&-1.5};",
-        ":S:{A=\"x\",B={C=1}&{D=2}&{E=3},F=[br]};",
-        ":S:{B=x,A={B={C=1}&{C=2",  // ends inside open groups
-        ":S:{A={B=1}&{B=2}&{B=3},A=1};",
-    };
-    MMLCmdStruct reused;
-    testing::internal::CaptureStdout();
-    for (int round = 0; round < 2; ++round) {
-        for (const std::string& text : texts) {
-            const int r = AnalyseOneCommandEx(text, reused);
-            EXPECT_EQ((r == 0 ? "" : "#" + std::to_string(r) + " ") + Show(reused), Parse(text))
-                << text;
-        }
-    }
-    testing::internal::GetCapturedStdout();
 }
 
 TEST(ParserDetailed, ReasonsAndOffsets) {

@@ -36,6 +36,21 @@ inline ::testing::AssertionResult Contains(const std::string& text,
     return ::testing::AssertionSuccess();
 }
 
+// Every line of out as one JSON object (a line that is not one fails the test); without
+// place drops each object's "file" and "line".
+inline std::vector<nlohmann::json> JsonLines(const std::string& out, bool withoutPlace = false) {
+    std::istringstream lines(out);
+    std::vector<nlohmann::json> objects;
+    for (std::string line; std::getline(lines, line);) {
+        objects.push_back(nlohmann::json::parse(line));
+        if (withoutPlace) {
+            objects.back().erase("file");
+            objects.back().erase("line");
+        }
+    }
+    return objects;
+}
+
 inline std::string Quote(const std::string& arg) {
     std::string out = "'";
     for (char c : arg) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
@@ -88,18 +103,9 @@ class ToolFixture : public ::testing::Test {
         return run;
     }
 
-    // The commands of a script as dump shows them, without file and line; every line of its
-    // standard output must be one JSON object.
+    // The commands of a script as dump shows them, without file and line.
     std::vector<nlohmann::json> Commands(const std::string& script, int status = 0) const {
-        std::istringstream lines(Run(status, {"dump", "--format", "json", script}).out);
-        std::vector<nlohmann::json> cmds;
-        for (std::string line; std::getline(lines, line);) {
-            nlohmann::json cmd = nlohmann::json::parse(line);
-            cmd.erase("file");
-            cmd.erase("line");
-            cmds.push_back(cmd);
-        }
-        return cmds;
+        return JsonLines(Run(status, {"dump", "--format", "json", script}).out, true);
     }
 
     std::string Path(const std::string& name) const { return dir_ + "/" + name; }

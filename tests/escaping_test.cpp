@@ -30,18 +30,6 @@ std::string UnconvertAs(char const* version, std::string in) {
 
 }  // namespace
 
-TEST(Escaping, ConvertEscapesBackslashAndQuoteAndAppends) {
-    auto convert = [](std::string out, std::string in) {
-        ConvertSpecialCharInStr(out, in);
-        return out;
-    };
-    EXPECT_EQ(convert("pre:", "1\"A\\B"), "pre:1\\\"A\\\\B");
-    EXPECT_EQ(convert("", "x'y&{z}"), "x'y&{z}");
-    EXPECT_EQ(convert("pre:", ""), "pre:");
-    // Newer scripts undo the escaping whole.
-    EXPECT_EQ(UnconvertAs("50855936", convert("", "C:\\dir\\\"name\"")), "C:\\dir\\\"name\"");
-}
-
 // Scripts from version 50855936 on drop every escaping backslash; older ones, and tasks without
 // a flag or a number, undo only escaped quotes and even runs of backslashes.
 TEST(Escaping, UnescapingFollowsTheScriptVersion) {

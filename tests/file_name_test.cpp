@@ -41,12 +41,4 @@ TEST(ScriptFileNames, AnalyseReadsPrefixAndNePart) {
     EXPECT_EQ(seen, (std::vector<std::string>{"NE 9-3 []", "NE 0-26 []", "NE 0-0 []",
                                               "NE 0-0 [10.1.2.3]", "NE 0-0 []", "NE 0-0 []",
                                               "NE 0-0 []", "refused", "refused", "refused"}));
-
-    // Generated names analyse back; a first number of 0 would read as a hexadecimal part.
-    ScriptFileName gen;
-    for (unsigned long id : {0x00010001ul, 0x00090003ul, 0xFFFF0000ul, 0x0001FFFFul}) {
-        ASSERT_TRUE(name.AnalyseFileName(gen.GenerateNEFileName("NE", id, "cfg", "GBK").c_str()));
-        EXPECT_EQ("NE", name.GetPrefix());
-        EXPECT_EQ(id, name.GetPhyNEID());
-    }
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -13,7 +12,6 @@
 #include "qx_platform/Files.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
-#include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/QXScriptErrMgr.h"
 #include "qx_scriptutil/TScriptFileImpl.h"
 #include "tests/TestFiles.h"
@@ -455,58 +453,6 @@ TEST_F(ScriptWrite, DeeplyNestedCommandsAreWrittenAndReadBack) {
         ++depth;
     }
     EXPECT_EQ(kDepth, depth);
-}
-
-TEST_F(ScriptWrite, RoundTripThroughWriterAndReader) {
-    std::mt19937 rng(3);
-    std::vector<TScriptCmd> written;
-    std::vector<std::string> expected;  // as the reader gives each command back
-    for (int i = 0; i < 200; ++i) {
-        MMLParaStruct ints = Para("ints", {});
-        for (int k = 0; k < 1 + static_cast<int>(rng() % 40); ++k)
-            ints.values.emplace_back(static_cast<long>(rng() % 100000));
-        MMLParaStruct frac = Para("frac", {});
-        frac.values.emplace_back(static_cast<double>(rng() % 10000) / 16.0);
-        MMLParaStruct group = Para("grp", {});
-        group.objects = {{Para("a", {"x"}), Para("b", {"y"})}, {Para("a", {"z"})}};
-        // The reader takes a quoted text's outer quotes off; the accent is held by all three
-        // encodings.
-        std::vector<MMLParaStruct> paras = {
-            ints,
-            Para("ident", {"value_" + std::to_string(rng() % 1000)}),
-            Para("text", {"quoted \\\" and \\\\ text"}),
-            Para("accent", {"caf\xC3\xA9"}),
-            frac,
-            group};
-        expected.push_back(tree_text::Show(paras));
-        paras[2] = Para("text", {"\"quoted \\\" and \\\\ text\""});
-        paras[3] = Para("accent", {"\"caf\xC3\xA9\""});
-        written.push_back(Cmd(201, paras));
-    }
-    // The configured encoding reaches file objects through the enumeration table's settings.
-    std::ofstream(dir_ + "/enum.xml") << "<root/>";
-    qxp::SetAppRootPath(dir_ + "/");
-    for (auto [setting, encoding] :
-         {std::pair<const char*, const char*>{"0", "GBK"}, {"1", "UTF-8"}, {"2", "ISO8859-1"}}) {
-        qxp::SetUserCfgItem("TRANS", "encoding", setting);
-        ASSERT_EQ(0u, QXScriptEnumMgr::Instance()->Init("enum.xml"));
-        {
-            TScriptFileImpl out(1);
-            ASSERT_TRUE(out.OpenForWrite(1, dir_.c_str(), "r.txt", 7, true));
-            for (auto& c : written) ASSERT_TRUE(out.WriteCommand(c));
-        }
-        TScriptFileImpl in(1);
-        ASSERT_TRUE(in.OpenForRead(1, dir_.c_str(), "r.txt"));
-        EXPECT_EQ(encoding, in.GetEncoding());
-        ASSERT_TRUE(in.GoToFirstCommand());
-        std::vector<std::string> read;
-        for (TScriptCmd cmd; in.GetOneCommand(cmd);)
-            read.push_back(tree_text::Show(cmd.GetParaList()));
-        ASSERT_EQ(expected.size(), read.size()) << encoding;
-        for (std::size_t n = 0; n < read.size(); ++n) ASSERT_EQ(expected[n], read[n]) << encoding;
-        EXPECT_TRUE(in.GetCmdAnalyzedResult().empty());
-        QXScriptEnumMgr::Instance()->Release();
-    }
 }
 
 // A script written and read back through an in-memory environment: nothing touches the disk,

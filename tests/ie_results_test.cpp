@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <atomic>
+#include <list>
 #include <set>
 #include <sstream>
-#include <thread>
 #include <vector>
 
 #include "ie/ResultBatchId.h"
@@ -103,43 +101,6 @@ TEST_F(IeResults, ManagerIsPerThreadAndDestroyStartsOver) {
     QXScriptErrMgr* fresh = QXScriptErrMgr::Instance();
     EXPECT_EQ(0ul, fresh->m_errorCode);
     EXPECT_EQ(0ul, fresh->GetOperationResultVectorSize());
-}
-
-TEST(IeConcurrency, ThreadsGetTheirOwnManagers) {
-    constexpr int kThreads = 8;
-    constexpr int kRounds = 200;
-    std::vector<QXScriptErrMgr*> seen(kThreads, nullptr);
-    std::vector<char> consistent(kThreads, 0);
-    std::atomic<int> arrived{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([t, &seen, &consistent, &arrived] {
-            QXScriptErrMgr* mgr = QXScriptErrMgr::Instance();
-            // Every thread lives until all have taken a manager, so that no thread id is
-            // reused (a reused id would rightly find the old thread's manager).
-            arrived.fetch_add(1);
-            while (arrived.load() < kThreads) std::this_thread::yield();
-            bool same = true;
-            for (int i = 0; i < kRounds; ++i) {
-                QXScriptErrMgr* again = QXScriptErrMgr::Instance();
-                same = same && again == mgr;
-                again->AppendOperationResult(static_cast<unsigned long>(t), i, 0);
-            }
-            same = same && mgr->GetOperationResultVectorSize() == kRounds &&
-                   std::all_of(mgr->m_operationResults.begin(), mgr->m_operationResults.end(),
-                               [t](const TScriptOperationResult& r) {
-                                   return r.m_key1 == static_cast<unsigned long>(t);
-                               });
-            seen[t] = mgr;
-            consistent[t] = same;
-            // All managers exist until every thread has taken one, so their addresses differ.
-            QXScriptErrMgr::Destroy();
-        });
-    }
-    for (auto& th : threads) th.join();
-    std::set<QXScriptErrMgr*> distinct(seen.begin(), seen.end());
-    EXPECT_EQ(static_cast<std::size_t>(kThreads), distinct.size());
-    for (int t = 0; t < kThreads; ++t) EXPECT_TRUE(consistent[t]) << "thread " << t;
 }
 
 TEST(IeBatchId, DrawsVaryAndReportTheirSource) {

@@ -2,8 +2,6 @@
 
 #include <cstdint>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "parser/ParseBuilder.h"
 #include "qx_platform/Trace.h"
@@ -194,51 +192,6 @@ TEST(ParserLimits, LengthAndOverlongTokens) {
     EXPECT_EQ(Parse(std::string(":X:{A=1};\0garbage", 17)), "X:'A'=1");
 }
 
-TEST(ParserReuse, SameResultAsFreshCommand) {
-    // Shapes beyond those the hand-written parser's reuse test covers: a range of names,
-    // and texts the generated parser takes, syntax errors included.
-    const std::vector<std::string> texts = {
-        ":BIG:{A=\"a long string value that does not fit small storage\"&x&1&2.5,"
-        "B={C={D=1&2}&{E=\"another rather long string value here\"}}&{F=1},1&&4=z,G=1&&50};",
-        ":S:{A=1,B={C=2,D=3&}};",  // a syntax error keeps what was built
-        ":S:{1&&3={A=1}&{B=2},Z=0x10&\"str\"&-1.5};",
-        ":S:{A=\"x\",B={C=1}&{D=2}&{E=3},F=[br]};",
-        ":S:{B=x,A={B={C=1}&{C=2",  // ends inside open groups
-        ":S:{A={B=1}&{B=2}&{B=3},A=1};",
-    };
-    MMLCmdStruct reused;
-    testing::internal::CaptureStdout();
-    for (int round = 0; round < 2; ++round) {
-        for (const std::string& text : texts) {
-            const int r = AnalyseOneCommandEx(text, reused);
-            EXPECT_EQ((r == 0 ? "" : "#" + std::to_string(r) + " ") + Show(reused), Parse(text))
-                << text;
-        }
-    }
-    testing::internal::GetCapturedStdout();
-}
-
-TEST(ParserConcurrency, ThreadsGetTheirOwnResults) {
-    std::vector<std::thread> threads;
-    std::vector<int> failures(4, 0);
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([t, &failures] {
-            const std::string n = std::to_string(t);
-            const std::string text =
-                ":C" + n + ":{A=" + n + ",B={C=x" + n + "}&{D=1&&" + std::to_string(t + 2) + "}};";
-            std::string expected = "C" + n + ":'A'=" + n + ",'B'={'C'='x" + n + "'}&{'D'=1i";
-            for (int i = 2; i <= t + 2; ++i) expected += "&" + std::to_string(i) + "i";
-            MMLCmdStruct cmd;
-            for (int i = 0; i < 300; ++i) {
-                if (AnalyseOneCommandEx(text, cmd) != 0 || Show(cmd) != expected + "}")
-                    ++failures[t];
-            }
-        });
-    }
-    for (std::thread& th : threads) th.join();
-    EXPECT_EQ(failures, std::vector<int>(4, 0));
-}
-
 TEST(ParserDetailed, ReasonsAndOffsets) {
     // Each failure as "offset reason"; the tree and status are those of AnalyseOneCommandEx.
     const auto failure = [](const std::string& text) {
@@ -289,8 +242,8 @@ TEST(ParserDetailed, Notes) {
         std::string out;
         const TParseResult r = AnalyseOneCommandDetailed(text, cmd);
         for (const TParseNote& n : r.notes) {
-            out += std::to_string(n.offset) + "+" + std::to_string(n.length) +
-                   " " + "NBD"[n.kind] + " " + n.message + "\n";
+            out += std::to_string(n.offset) + "+" + std::to_string(n.length) + " " + "NBD"[n.kind] +
+                   " " + n.message + "\n";
         }
         return out;
     };

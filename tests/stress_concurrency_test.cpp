@@ -296,33 +296,6 @@ TEST_F(StressConcurrency, WorkersMatchASingleThreadedRunWhileTablesAreReloaded) 
     EXPECT_FALSE(QXScriptEnumMgr::IsLoaded());
 }
 
-// Every thread takes and drops its own references: whoever holds one finds the table, however
-// the others' loads and releases interleave with it.
-TEST_F(StressConcurrency, EachHolderKeepsTheTableWhileOthersInitAndRelease) {
-    std::atomic<int> wrong{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kWorkers; ++t) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < 60; ++i) {
-                const QXScriptEnumDataMgr table(kEnumFile);
-                long code = -100;
-                std::string name;
-                if (table.GetResult() != 0 ||
-                    ValueS2C(code, std::string("m100"), kPort, std::string("mode"), 0) != 1 ||
-                    code != 100 || ValueC2S(name, 1, kBoard, std::string("state"), 0) != 1 ||
-                    name != "up") {
-                    ++wrong;
-                }
-                wrong += BareLookups();
-            }
-        });
-    }
-    for (std::thread& t : threads) t.join();
-    EXPECT_EQ(wrong.load(), 0);
-    EXPECT_EQ(QXScriptEnumMgr::GetRefCount(), 0);
-    EXPECT_FALSE(QXScriptEnumMgr::IsLoaded());
-}
-
 }  // namespace
 
 // Parses need no lock: with ScriptParseLock held by this thread throughout, eight threads parse

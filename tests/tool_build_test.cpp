@@ -26,17 +26,6 @@ class BuildTest : public ToolFixture {
     std::string DumpLines(const std::string& script) const {
         return Exec({"dump", "--format", "json", script}).out;
     }
-    std::vector<json> Parsed(const std::string& lines) const {
-        std::istringstream in(lines);
-        std::vector<json> cmds;
-        for (std::string line; std::getline(in, line);) {
-            json cmd = json::parse(line);
-            cmd.erase("file");
-            cmd.erase("line");
-            cmds.push_back(cmd);
-        }
-        return cmds;
-    }
 };
 
 TEST_F(BuildTest, DumpBuildDumpKeepsEveryCommandAndBuildsTheSameBytes) {
@@ -52,12 +41,12 @@ TEST_F(BuildTest, DumpBuildDumpKeepsEveryCommandAndBuildsTheSameBytes) {
         Run(0, {"build", "-", "-o", Path("twice.txt")}, in);
         const std::string once = test_files::ReadFile(Path("once.txt"));
         EXPECT_EQ(once, test_files::ReadFile(Path("twice.txt")));
-        EXPECT_EQ(Parsed(DumpLines(Path("once.txt"))), Parsed(lines));
+        EXPECT_EQ(JsonLines(DumpLines(Path("once.txt")), true), JsonLines(lines, true));
 
         Run(0, {"build", in, "-o", Path("gbk.txt"), "--encoding", "GBK", "--created", "86400"});
         const std::string gbk = test_files::ReadFile(Path("gbk.txt"));
         EXPECT_TRUE(Contains(gbk, {"// encoding=\"GBK\"\n", "// 1970-01-0"}));
-        EXPECT_EQ(Parsed(DumpLines(Path("gbk.txt"))), Parsed(lines));
+        EXPECT_EQ(JsonLines(DumpLines(Path("gbk.txt")), true), JsonLines(lines, true));
     }
     EXPECT_TRUE(Contains(test_files::ReadFile(Path("once.txt")),
                          {":x:{a=0xffffffff&0x80000000&-5&12.&1.5, 1&&3=x, 7&&7={b=1}&{c=2}, "
@@ -189,12 +178,9 @@ TEST_F(BuildTest, DumpOutputFollowsItsSchema) {
     for (const std::string& script :
          {Example("scripts/ne_config.txt"), Example("scripts/ne_config_gbk.txt"),
           Write("kinds.txt", kKinds)}) {
-        std::istringstream lines(DumpLines(script));
-        int count = 0;
-        for (std::string line; std::getline(lines, line); ++count) {
-            EXPECT_TRUE(schema.Valid(json::parse(line))) << line;
-        }
-        EXPECT_GT(count, 0) << script;
+        const std::vector<json> cmds = JsonLines(DumpLines(script));
+        EXPECT_FALSE(cmds.empty()) << script;
+        for (const json& cmd : cmds) EXPECT_TRUE(schema.Valid(cmd)) << cmd;
     }
 }
 

@@ -95,10 +95,8 @@ TEST_F(DiffTest, ShowsChangesAdditionsAndRemovalsPairedByKeysOrFirstParameter) {
 }
 
 TEST_F(DiffTest, JsonLinesAndTheScriptOfNewAndChangedCommands) {
-    std::istringstream lines(
+    const std::vector<json> diffs = JsonLines(
         Run(1, {"diff", "--format", "json", "--script", "new.txt", "a.txt", "b.txt"}).out);
-    std::vector<json> diffs;
-    for (std::string line; std::getline(lines, line);) diffs.push_back(json::parse(line));
     ASSERT_EQ(diffs.size(), 9u);
     EXPECT_EQ(diffs[0], json::parse(R"({"change":"changed","a":{"file":"a.txt","line":3},
         "b":{"file":"b.txt","line":5},"name":"cfg-set-port","key":"neid=1","path":"admin",

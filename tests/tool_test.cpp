@@ -30,12 +30,19 @@ namespace {
 using test_files::ReadFile;
 using test_files::WriteFile;
 using tool_run::Contains;
+using tool_run::JsonLines;
 using tool_run::ToolRun;
 
 class ToolTest : public tool_run::ToolFixture {
   protected:
     static std::string Fixture(const std::string& name) {
         return test_files::DataDir("tool/" + name);
+    }
+
+    // A written script from its encoding line on: what stays when only the creation line may
+    // differ.
+    static std::string Body(const std::string& s) {
+        return s.substr(std::min(s.find("encoding="), s.size()));
     }
 
     // The names in a directory, sorted, with the type of each ("f" file, "c" character device,
@@ -119,11 +126,8 @@ TEST_F(ToolTest, FmtRewritesIntoTheOtherEncodingWithoutChangingAnyCommand) {
     // A second pass changes nothing but the creation line; standard output by default.
     const std::string again = tmp_ / "again.txt";
     Run(0, {"fmt", "-o", again, toUtf8});
-    auto body = [](const std::string& s) {
-        return s.substr(std::min(s.find("encoding="), s.size()));
-    };
-    EXPECT_EQ(body(ReadFile(again)), body(written));
-    EXPECT_EQ(body(Run(0, {"fmt", gbk}).out), body(written));
+    EXPECT_EQ(Body(ReadFile(again)), Body(written));
+    EXPECT_EQ(Body(Run(0, {"fmt", gbk}).out), Body(written));
 }
 
 TEST_F(ToolTest, FmtKeepsEveryValueKindAndType) {
@@ -149,13 +153,7 @@ TEST_F(ToolTest, FmtKeepsEveryValueKindAndType) {
     EXPECT_EQ(Commands(latin), Commands(Fixture("latin.txt")));
 }
 
-TEST_F(ToolTest, CheckReadsTheEncodingFromTheHeader) {
-    // Without an encoding line a script is read as GBK.
-    EXPECT_TRUE(Contains(Run(1, {"check", Fixture("no_header.txt"), Fixture("bad_gbk.txt")}).out,
-                         {"no_header.txt: 1 command (GBK), all parsed, 1 warning",
-                          "bad_gbk.txt:3: error: text is not valid GBK"}));
-
-    // A large file read without a terminal: no progress bar, same count.
+TEST_F(ToolTest, CheckReadsALargeFileWithoutAProgressBarWhenNotOnATerminal) {
     const std::string cmd = ":cfg-set-port:{port=1&&4, descr=\"" + std::string(100, 'x') + "\"};\n";
     std::string big = "// encoding=\"UTF-8\"\n";
     for (std::size_t size = 0; size < (5u << 20); size += cmd.size()) big += cmd;
@@ -292,17 +290,14 @@ TEST_F(ToolTest, HelpVersionAndDocsAgree) {
 TEST_F(ToolTest, OutputsThatAreNotRegularFilesAreWrittenThroughNeverReplaced) {
     const std::string script = Example("scripts/ne_config.txt");
     const std::string cfg = Example("config/slotcovert_cmd_cfg.xml");
-    auto body = [](const std::string& s) {
-        return s.substr(std::min(s.find("encoding="), s.size()));
-    };
-    const std::string expected = body(Run(0, {"fmt", script}).out);
-    EXPECT_EQ(body(Run(0, {"fmt", "-o", "/dev/stdout", script}).out), expected);
+    const std::string expected = Body(Run(0, {"fmt", script}).out);
+    EXPECT_EQ(Body(Run(0, {"fmt", "-o", "/dev/stdout", script}).out), expected);
 
     // A link is followed: its target gets the script and the link stays a link.
     WriteFile(tmp_ / "target.txt", "old\n");
     fs::create_symlink("target.txt", tmp_ / "link.txt");
     Run(0, {"fmt", "-o", tmp_ / "link.txt", script});
-    EXPECT_EQ(body(ReadFile(tmp_ / "target.txt")), expected);
+    EXPECT_EQ(Body(ReadFile(tmp_ / "target.txt")), expected);
 
     // A FIFO gets the content through it.
     const std::string fifo = tmp_ / "fifo";
@@ -352,10 +347,7 @@ TEST_F(ToolTest, StandardInputPipesAndFifosAreReadWhole) {
     const std::string cfg = Example("config/slotcovert_cmd_cfg.xml");
     EXPECT_TRUE(Contains(Run(0, {"check", "-"}, script, true).out,
                          {"<stdin>: 39 commands (UTF-8), all parsed"}));
-    auto body = [](const std::string& s) {
-        return s.substr(std::min(s.find("encoding="), s.size()));
-    };
-    EXPECT_EQ(body(Run(0, {"fmt", "-"}, script, true).out), body(Run(0, {"fmt", script}).out));
+    EXPECT_EQ(Body(Run(0, {"fmt", "-"}, script, true).out), Body(Run(0, {"fmt", script}).out));
     EXPECT_EQ(Run(0, {"slots", "--config", cfg, "-"}, script, true).out.size(),
               Run(0, {"slots", "--config", cfg, script}).out.size());
     const std::string json = Run(0, {"dump", "--format", "json", "-"}, script, true).out;
@@ -389,14 +381,16 @@ TEST_F(ToolTest, AnEncodingLineTheReaderDoesNotTakeIsAFinding) {
         Run(0, {"fmt", "--input-encoding", "UTF-8", "--encoding", "UTF-8", "-o", out, f});
         EXPECT_TRUE(Contains(ReadFile(out), {"v=\"caf\xc3\xa9\""}));
     }
-    // No header, and an empty file: the same guess, said once for the file.
+    // No header, and an empty file: the same guess, said once for the file; the text is then
+    // checked as GBK.
     const std::string bare = tmp_ / "bare.txt", empty = tmp_ / "empty.txt";
     WriteFile(bare, ":a:{v=1#};\n");
     WriteFile(empty, "");
-    EXPECT_TRUE(Contains(
-        Run(1, {"check", bare, empty}).out,
-        {bare + ": warning: no encoding line in the header, the file is read as GBK",
-         empty + ": warning: no encoding line in the header", empty + ": 0 commands (GBK)"}));
+    EXPECT_TRUE(
+        Contains(Run(1, {"check", bare, empty, Fixture("bad_gbk.txt")}).out,
+                 {bare + ": warning: no encoding line in the header, the file is read as GBK",
+                  empty + ": warning: no encoding line in the header", empty + ": 0 commands (GBK)",
+                  "bad_gbk.txt:3: error: text is not valid GBK"}));
     // Told the encoding, line 1 still reads as the file has it.
     const ToolRun told = Run(1, {"check", "--input-encoding", "ISO8859-1", bare});
     EXPECT_TRUE(Contains(told.out, {bare + ":1:", "    :a:{v=1#};\n", "(ISO8859-1)"}));
@@ -594,10 +588,8 @@ TEST_F(BatchTest, DirectoriesAndFilesComeInArgumentOrderWhateverTheWorkers) {
     }
 
     // One JSON object per file, where and why for each finding.
-    std::istringstream lines(Run(1, {"check", "--format", "json", "-r", t}).out);
-    std::vector<nlohmann::json> objects;
-    for (std::string line; std::getline(lines, line);)
-        objects.push_back(nlohmann::json::parse(line));
+    const std::vector<nlohmann::json> objects =
+        JsonLines(Run(1, {"check", "--format", "json", "-r", t}).out);
     ASSERT_EQ(objects.size(), 6u);
     EXPECT_EQ(
         objects[2],
@@ -691,10 +683,8 @@ TEST_F(ToolTest, DumpSelectsCommandsByNameAndParameters) {
     auto lines = [&](std::vector<std::string> args) {
         args.insert(args.begin(), {"dump", "--format", "json"});
         args.push_back(example);
-        std::istringstream out(Run(0, args).out);
         std::vector<std::string> found;
-        for (std::string line; std::getline(out, line);) {
-            const nlohmann::json cmd = nlohmann::json::parse(line);
+        for (const nlohmann::json& cmd : JsonLines(Run(0, args).out)) {
             found.push_back(cmd["name"].get<std::string>() + ":" +
                             std::to_string(cmd["line"].get<int>()));
         }

@@ -1,7 +1,6 @@
 #include "cmd/CommandLayout.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
@@ -25,8 +24,6 @@ constexpr std::size_t kWrapColumn = 80;
 constexpr char kWrap[] = "\n  ";
 constexpr std::size_t kWrapIndent = 2;
 
-// Room that a double's fixed form may take: 309 digits before the point for the largest.
-constexpr std::size_t kDoubleRoom = 400;
 constexpr std::size_t kIntegerRoom = 20;  // "-9223372036854775808"
 
 // Two digits at a time. A table at namespace scope: the one inside std::to_chars is rebuilt
@@ -202,15 +199,7 @@ QX_LAYOUT_INLINE std::size_t CommandLayout::PutInteger(long value) {
 }
 
 std::size_t CommandLayout::PutDouble(double value) {
-    // As QXValue::As_std_string(): the shortest fixed form, and a point unless it has one or
-    // is infinite or not a number.
-    char* const start = Room(kDoubleRoom + 1);
-    const auto res = std::to_chars(start, start + kDoubleRoom - 1, value, std::chars_format::fixed);
-    std::size_t n = res.ec == std::errc() ? static_cast<std::size_t>(res.ptr - start) : 0;
-    if (std::find_if(start, start + n, [](char c) { return c == '.' || c == 'n' || c == 'i'; }) ==
-        start + n) {
-        start[n++] = '.';
-    }
+    const std::size_t n = QXValue::FormatDouble(value, Room(QXValue::kDoubleTextRoom));
     len_ += n;
     return n;
 }

@@ -1,6 +1,8 @@
 // The command gatherer: turns the characters of a script file into command texts.
 
 #include <array>
+#include <cstdint>
+#include <cstring>
 
 #include "file/CommandLocator.h"
 #include "file/ScriptReader.h"
@@ -36,6 +38,39 @@ constexpr ByteClasses MakeByteClasses() {
 }
 
 constexpr ByteClasses kClasses = MakeByteClasses();
+
+// A byte after a backslash in quotes that the state machine would only append.
+inline bool IsEscapedPlain(char c) {
+    return c != '\r' && c != '\n' && c != '/';
+}
+
+// Lower-cases the ASCII letters of s[0, n), eight bytes at a time; other bytes stay.
+inline void FoldCase(char* s, std::size_t n) {
+    constexpr std::uint64_t kOnes = 0x0101010101010101ull;
+    constexpr std::uint64_t kHigh = 0x8080808080808080ull;
+    auto fold = [](std::uint64_t w) {
+        // Each byte's low seven bits plus a bias carries into its top bit exactly when the
+        // byte is at least 'A' (or above 'Z'); no byte carries into the next.
+        const std::uint64_t low = w & ~kHigh;
+        const std::uint64_t atLeastA = low + kOnes * (0x80 - 'A');
+        const std::uint64_t aboveZ = low + kOnes * (0x80 - 'Z' - 1);
+        const std::uint64_t upper = atLeastA & ~aboveZ & ~w & kHigh;
+        return w | (upper >> 2);
+    };
+    std::size_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        std::uint64_t w;
+        std::memcpy(&w, s + i, 8);
+        w = fold(w);
+        std::memcpy(s + i, &w, 8);
+    }
+    if (i < n) {
+        std::uint64_t w = 0;
+        std::memcpy(&w, s + i, n - i);
+        w = fold(w);
+        std::memcpy(s + i, &w, n - i);
+    }
+}
 
 inline void Append(ScriptReadBuffer& r, char c) {
     if (r.raw.empty() && c == ' ') return;  // leading blanks are trimmed anyway
@@ -200,7 +235,8 @@ unsigned long ScriptReader::GatherCommandText(const ScriptContext& context) {
         const char* p = base + r.pos;
         const char* const e = base + r.end;
 
-        // Fast path: runs of bytes that are only appended, outside or inside quotes.
+        // Fast path: runs of bytes that are only appended, outside or inside quotes, and the
+        // quotes, line breaks and escapes between them.
         if (r.marker == 0 && !r.raw.empty() && !r.capped &&
             (m_gatherState == 0 || m_gatherState == 1)) {
             const unsigned char* cls =
@@ -218,16 +254,42 @@ unsigned long ScriptReader::GatherCommandText(const ScriptContext& context) {
             if (q != p) {
                 const std::size_t old = r.raw.size();
                 r.raw.append(p, static_cast<std::size_t>(q - p));
-                if (upper != 0) {
-                    for (std::size_t i = old; i < r.raw.size(); ++i) {
-                        char& ch = r.raw[i];
-                        if (ch >= 'A' && ch <= 'Z') ch = static_cast<char>(ch + ('a' - 'A'));
-                    }
-                }
-                if (r.raw.size() == kKeep) r.capped = true;
+                if (upper != 0) FoldCase(&r.raw[old], static_cast<std::size_t>(q - p));
                 r.pos = static_cast<std::size_t>(q - base);
+                if (r.raw.size() == kKeep) {
+                    r.capped = true;
+                    continue;
+                }
+            }
+            if (q == e) continue;
+            // Room is left for one more byte. A slash may start a comment or the marker: the
+            // state machine takes it, and the rare bytes after an escape.
+            const char c = *q;
+            bool taken = true;
+            if (c == '"') {
+                r.raw.push_back(c);
+                m_gatherState ^= 1;
+            } else if (c == '\n') {
+                ++m_lineNo;
+                r.raw.push_back(m_gatherState == 0 ? ' ' : '\n');
+            } else if (c == ';' && m_gatherState == 0) {
+                r.raw.push_back(c);
+                ++r.pos;
+                ended = true;
+                break;
+            } else if (c == '\\' && m_gatherState == 1 && e - q >= 2 && r.raw.size() + 2 <= kKeep &&
+                       IsEscapedPlain(q[1])) {
+                r.raw.append(q, 2);
+                ++r.pos;
+            } else if (c != '\r') {
+                taken = false;
+            }
+            if (taken) {
+                ++r.pos;
+                if (r.raw.size() == kKeep) r.capped = true;
                 continue;
             }
+            p = q;
         }
 
         ++r.pos;
@@ -257,7 +319,8 @@ unsigned long ScriptReader::GatherCommandText(const ScriptContext& context) {
         r.text.swap(r.raw);
         return static_cast<unsigned long>(m_lineNo);
     }
-    if (!qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", r.raw, r.text)) {
+    // A text that needs no conversion is taken over, not copied.
+    if (!qxp::OrinCodeSetConvertTaking(encoding.c_str(), "UTF-8", r.raw, r.text)) {
         qxp::QXTrace(qxp::kTraceError, "Script Import string convert falied! %s, %s.",
                      r.raw.c_str(), encoding.c_str());
         r.text = r.raw;

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <string>
@@ -25,7 +26,12 @@ using namespace NSQX_script;
 
 namespace {
 
-constexpr std::size_t kScriptBytes = 64u << 20;
+// 64 MiB; QX_BENCH_SCRIPT_MIB sets another size (bench/callgrind.sh takes less).
+const std::size_t kScriptBytes = [] {
+    const char* mib = std::getenv("QX_BENCH_SCRIPT_MIB");
+    return (mib != nullptr && std::atoi(mib) > 0 ? static_cast<std::size_t>(std::atoi(mib)) : 64)
+           << 20;
+}();
 
 using bench_corpus::CommandName;
 using bench_corpus::kNames;

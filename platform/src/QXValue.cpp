@@ -9,6 +9,11 @@
 namespace qxp {
 namespace {
 
+constexpr char kPairs[201] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
 constexpr double kPowersOfTen[] = {1e0, 1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,
                                    1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17};
 
@@ -34,19 +39,31 @@ std::size_t FormatShortFixed(double v, char* out) noexcept {
         if (x - r > kCandidateSlack || r - x > kCandidateSlack) continue;
         if (r / kPowersOfTen[k] != a) continue;
 
-        char digits[24];
-        char* e = digits + sizeof digits;
+        // The digits two at a time, right-aligned; then copied in fixed 24-byte blocks (out
+        // has the room), which take no call.
+        char digits[48];
+        char* const e = digits + 24;
         char* d = e;
-        for (std::uint64_t u = m; u != 0; u /= 10) *--d = static_cast<char>('0' + u % 10);
+        std::uint64_t u = m;
+        for (; u >= 100; u /= 100) {
+            d -= 2;
+            std::memcpy(d, kPairs + (u % 100) * 2, 2);
+        }
+        if (u >= 10) {
+            d -= 2;
+            std::memcpy(d, kPairs + u * 2, 2);
+        } else {
+            *--d = static_cast<char>('0' + u);
+        }
         // At least one digit before the point: 0.25 has m = 25, k = 2.
         while (static_cast<std::size_t>(e - d) <= k) *--d = '0';
         char* p = out;
         if (v < 0) *p++ = '-';
         const std::size_t whole = static_cast<std::size_t>(e - d) - k;
-        std::memcpy(p, d, whole);
+        std::memcpy(p, d, 24);
         p += whole;
         *p++ = '.';
-        std::memcpy(p, d + whole, k);
+        std::memcpy(p, d + whole, 24);
         return static_cast<std::size_t>(p + k - out);
     }
     return 0;

@@ -198,17 +198,13 @@ QX_LAYOUT_INLINE std::size_t FormatInteger(long value, char* const start) {
     return n + static_cast<std::size_t>(p - start);
 }
 
-// Room that the value's text may take.
+// Room that the value's text may take: one test, not a switch, as a number takes at most a
+// double's room.
 QX_LAYOUT_INLINE std::size_t ValueRoom(const QXValue& value) {
-    switch (value.GetType()) {
-        case QXValue::kString:
-            return value.StringRef().size();
-        case QXValue::kDouble:
-            return QXValue::kDoubleTextRoom;
-        default:
-            return kIntegerRoom;
-    }
+    return value.GetType() == QXValue::kString ? value.StringRef().size()
+                                               : QXValue::kDoubleTextRoom;
 }
+static_assert(kIntegerRoom <= QXValue::kDoubleTextRoom, "an integer fits a double's room");
 
 // Writes the value's text at d, which has ValueRoom(value) bytes; returns its length.
 QX_LAYOUT_INLINE std::size_t FormatValue(const QXValue& value, char* d, std::uint64_t& high) {

@@ -34,7 +34,8 @@ std::size_t FormatShortFixed(double v, char* out) noexcept {
     for (std::size_t k = 0; k < sizeof kPowersOfTen / sizeof kPowersOfTen[0]; ++k) {
         const double x = a * kPowersOfTen[k];
         if (!(x < kFastLimit)) return 0;
-        const auto m = static_cast<std::uint64_t>(x + 0.5);
+        // Signed: the conversions both ways are then one instruction each.
+        const auto m = static_cast<std::int64_t>(x + 0.5);
         const double r = static_cast<double>(m);
         if (x - r > kCandidateSlack || r - x > kCandidateSlack) continue;
         if (r / kPowersOfTen[k] != a) continue;
@@ -44,7 +45,7 @@ std::size_t FormatShortFixed(double v, char* out) noexcept {
         char digits[48];
         char* const e = digits + 24;
         char* d = e;
-        std::uint64_t u = m;
+        auto u = static_cast<std::uint64_t>(m);
         for (; u >= 100; u /= 100) {
             d -= 2;
             std::memcpy(d, kPairs + (u % 100) * 2, 2);

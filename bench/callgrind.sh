@@ -1,25 +1,55 @@
 #!/usr/bin/env bash
-# Instructions per MiB of command text inside AnalyseOneCommandEx, on both corpora, by
-# callgrind (repeatable to the instruction, unlike wall-clock figures on a shared machine).
-#   bench/callgrind.sh [BUILD_DIR]     prints each corpus's count and its costliest functions;
-#                                      keeps the profiles in /tmp
+# Instructions per MiB by callgrind (repeatable to the instruction, unlike wall-clock figures on
+# a shared machine), on both corpora: of command text inside AnalyseOneCommandEx, then of a
+# script read through GetOneCommand and written through WriteCommand (16 MiB: the counts per
+# MiB are those of the 64 MiB that the wall-clock benchmarks take, in a quarter of the time).
+#   bench/callgrind.sh [BUILD_DIR] [parse|file|all]   prints each count and the costliest
+#                                                    functions; keeps the profiles in /tmp
 set -euo pipefail
 build="${1:-build}"
-for corpus in 0 1; do
-    out="/tmp/qx_callgrind_parse_${corpus}_$$.out"
-    log="$(valgrind --tool=callgrind --callgrind-out-file="$out" \
-        --toggle-collect='NSQX_script::AnalyseOneCommandEx*' \
-        "$build/bench/parser_bench" --benchmark_filter="BM_ParseReused/${corpus}\$" \
-        --benchmark_min_time=0.000001 2>&1)"
-    ir="$(sed -n 's/.*Collected : *//p' <<<"$log" | tail -n 1)"
-    bytes="$(grep -o 'corpus_bytes=[0-9.kMG]*' <<<"$log" | head -n 1 | cut -d= -f2)"
-    iters="$(grep -E '^BM_ParseReused' <<<"$log" | awk '{print $6}')"
-    python3 -c "
-import sys
+what="${2:-all}"
+
+# The costliest functions, by their own instructions.
+top() {
+    callgrind_annotate --threshold=80 "$1" 2>/dev/null | grep -E '^ *[0-9,]+ \( *[0-9.]+%\) ' |
+        grep -v 'PROGRAM TOTALS' | sed -n 1,8p | cut -c1-150
+}
+
+if [[ "$what" != file ]]; then
+    for corpus in 0 1; do
+        out="/tmp/qx_callgrind_parse_${corpus}_$$.out"
+        log="$(valgrind --tool=callgrind --callgrind-out-file="$out" \
+            --toggle-collect='NSQX_script::AnalyseOneCommandEx*' \
+            "$build/bench/parser_bench" --benchmark_filter="BM_ParseReused/${corpus}\$" \
+            --benchmark_min_time=0.000001 2>&1)"
+        ir="$(sed -n 's/.*Collected : *//p' <<<"$log" | tail -n 1)"
+        bytes="$(grep -o 'corpus_bytes=[0-9.kMG]*' <<<"$log" | head -n 1 | cut -d= -f2)"
+        iters="$(grep -E '^BM_ParseReused' <<<"$log" | awk '{print $6}')"
+        python3 -c "
 b='$bytes'; m={'k':1e3,'M':1e6,'G':1e9}
 n=float(b[:-1])*m[b[-1]] if b[-1] in m else float(b)
-print('corpus $corpus: %.1f M instructions per MiB (%s instructions, %s iteration(s), profile $out)' % ($ir/($iters*n/1048576)/1e6, '$ir', '$iters'))"
-    # The costliest functions, by their own instructions.
-    callgrind_annotate --threshold=80 "$out" 2>/dev/null | grep -E '^ *[0-9,]+ \( *[0-9.]+%\) ' |
-        grep -v 'PROGRAM TOTALS' | sed -n 1,8p | cut -c1-150
-done
+print('parse, corpus $corpus: %.1f M instructions per MiB (%s instructions, %s iteration(s), profile $out)' % ($ir/($iters*n/1048576)/1e6, '$ir', '$iters'))"
+        top "$out"
+    done
+fi
+
+if [[ "$what" != parse ]]; then
+    # The scripts are generated outside the counted functions.
+    for run in "read BM_ReadScript GetOneCommand read_MiB" "write BM_WriteScript WriteCommand written_MiB"; do
+        read -r name bench fn counter <<<"$run"
+        for corpus in 0 1; do
+            out="/tmp/qx_callgrind_${name}_${corpus}_$$.out"
+            log="$(QX_BENCH_SCRIPT_MIB=16 valgrind --tool=callgrind --callgrind-out-file="$out" \
+                --toggle-collect="NSQX_script::TScriptFileImpl::${fn}*" \
+                "$build/bench/script_file_bench" --benchmark_filter="${bench}/${corpus}/real_time\$" \
+                --benchmark_min_time=0.000001 2>&1)"
+            ir="$(sed -n 's/.*Collected : *//p' <<<"$log" | tail -n 1)"
+            mib="$(grep -o "${counter}=[0-9.kMG]*" <<<"$log" | head -n 1 | cut -d= -f2)"
+            python3 -c "
+b='$mib'; m={'k':1e3,'M':1e6,'G':1e9}
+n=float(b[:-1])*m[b[-1]] if b[-1] in m else float(b)
+print('$name, corpus $corpus: %.1f M instructions per MiB (%s instructions over %.1f MiB, profile $out)' % ($ir/n/1e6, '$ir', n))"
+            top "$out"
+        done
+    done
+fi

@@ -1,7 +1,6 @@
 #include "cmd/CommandLayout.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
@@ -25,8 +24,6 @@ constexpr std::size_t kWrapColumn = 80;
 constexpr char kWrap[] = "\n  ";
 constexpr std::size_t kWrapIndent = 2;
 
-// Room that a double's fixed form may take: 309 digits before the point for the largest.
-constexpr std::size_t kDoubleRoom = 400;
 constexpr std::size_t kIntegerRoom = 20;  // "-9223372036854775808"
 
 // Two digits at a time. A table at namespace scope: the one inside std::to_chars is rebuilt
@@ -132,39 +129,41 @@ void CommandLayout::Grow(std::size_t more) {
     cap_ = cap;
 }
 
-void CommandLayout::Put(const char* s, std::size_t n) {
-    char* d = Room(n);
-    len_ += n;
-    // Most pieces are a few bytes: two overlapping loads copy them without a call, and the
-    // same loads tell whether the text stays ASCII.
+namespace {
+
+// Copies a piece of text; returns its bytes or-ed together, which tell whether it is ASCII.
+// Most pieces are a few bytes: two overlapping loads copy them without a call.
+QX_LAYOUT_INLINE std::uint64_t CopyText(char* d, const char* s, std::size_t n) {
     if (n >= 8 && n <= 16) {
         const std::uint64_t a = Load8(s);
         const std::uint64_t b = Load8(s + n - 8);
         std::memcpy(d, &a, 8);
         std::memcpy(d + n - 8, &b, 8);
-        high_ |= a | b;
-    } else if (n >= 4 && n < 8) {
+        return a | b;
+    }
+    if (n >= 4 && n < 8) {
         const std::uint32_t a = Load4(s);
         const std::uint32_t b = Load4(s + n - 4);
         std::memcpy(d, &a, 4);
         std::memcpy(d + n - 4, &b, 4);
-        high_ |= a | b;
-    } else if (n > 0 && n < 4) {
+        return a | b;
+    }
+    if (n > 0 && n < 4) {
         d[0] = s[0];
         d[n / 2] = s[n / 2];
         d[n - 1] = s[n - 1];
-        high_ |= static_cast<unsigned char>(s[0]) | static_cast<unsigned char>(s[n / 2]) |
-                 static_cast<unsigned char>(s[n - 1]);
-    } else if (n > 16) {
-        std::memcpy(d, s, n);
-        high_ |= HighBits(s, n);
+        return static_cast<unsigned char>(s[0]) | static_cast<unsigned char>(s[n / 2]) |
+               static_cast<unsigned char>(s[n - 1]);
     }
+    if (n > 16) {
+        std::memcpy(d, s, n);
+        return HighBits(s, n);
+    }
+    return 0;
 }
 
-// Inlined into the value loop: most values are integers, and two calls per value cost about as
-// much as formatting one.
-QX_LAYOUT_INLINE std::size_t CommandLayout::PutInteger(long value) {
-    char* const start = Room(kIntegerRoom);
+// Writes value in decimal at p, which has room for kIntegerRoom bytes; returns its length.
+QX_LAYOUT_INLINE std::size_t FormatInteger(long value, char* const start) {
     char* p = start;
     std::uint64_t u = static_cast<std::uint64_t>(value);
     if (value < 0) {
@@ -196,43 +195,80 @@ QX_LAYOUT_INLINE std::size_t CommandLayout::PutInteger(long value) {
             e[-1] = static_cast<char>('0' + u);
         }
     }
-    n += static_cast<std::size_t>(p - start);
-    len_ += n;
-    return n;
+    return n + static_cast<std::size_t>(p - start);
 }
 
-std::size_t CommandLayout::PutDouble(double value) {
-    // As QXValue::As_std_string(): the shortest fixed form, and a point unless it has one or
-    // is infinite or not a number.
-    char* const start = Room(kDoubleRoom + 1);
-    const auto res = std::to_chars(start, start + kDoubleRoom - 1, value, std::chars_format::fixed);
-    std::size_t n = res.ec == std::errc() ? static_cast<std::size_t>(res.ptr - start) : 0;
-    if (std::find_if(start, start + n, [](char c) { return c == '.' || c == 'n' || c == 'i'; }) ==
-        start + n) {
-        start[n++] = '.';
-    }
-    len_ += n;
-    return n;
+// Room that the value's text may take: one test, not a switch, as a number takes at most a
+// double's room.
+QX_LAYOUT_INLINE std::size_t ValueRoom(const QXValue& value) {
+    return value.GetType() == QXValue::kString ? value.StringRef().size()
+                                               : QXValue::kDoubleTextRoom;
 }
+static_assert(kIntegerRoom <= QXValue::kDoubleTextRoom, "an integer fits a double's room");
 
-QX_LAYOUT_INLINE std::size_t CommandLayout::PutValue(const QXValue& value) {
+// Writes the value's text at d, which has ValueRoom(value) bytes; returns its length.
+QX_LAYOUT_INLINE std::size_t FormatValue(const QXValue& value, char* d, std::uint64_t& high) {
     switch (value.GetType()) {
         case QXValue::kString: {
             const std::string& s = value.StringRef();
-            Put(s.data(), s.size());
+            high |= CopyText(d, s.data(), s.size());
             return s.size();
         }
         case QXValue::kInt32:
         case QXValue::kInt64:
-            return PutInteger(value.AsLong());
+            return FormatInteger(value.AsLong(), d);
         case QXValue::kDouble:
-            return PutDouble(value.AsDouble());
+            return QXValue::FormatDouble(value.AsDouble(), d);
         case QXValue::kEmpty:
-            return 0;
+            break;
     }
-    const std::string s = value.As_std_string();
-    Put(s);
-    return s.size();
+    return 0;
+}
+
+}  // namespace
+
+void CommandLayout::Put(const char* s, std::size_t n) {
+    char* d = Room(n);
+    len_ += n;
+    high_ |= CopyText(d, s, n);
+}
+
+std::size_t CommandLayout::PutValue(const QXValue& value) {
+    const std::size_t n = FormatValue(value, Room(ValueRoom(value)), high_);
+    len_ += n;
+    return n;
+}
+
+// Values joined by "&", wrapped past the wrap column. The cursor lives in a local: through the
+// char stores, the compiler would otherwise reload every member after each byte written.
+void CommandLayout::PutValues(const QXValue* v, const QXValue* const end, std::size_t& column) {
+    char* d = buf_.get() + len_;
+    char* limit = buf_.get() + cap_;
+    std::uint64_t high = high_;
+    std::size_t col = column;
+    for (const QXValue* const first = v; v != end; ++v) {
+        const std::size_t need = ValueRoom(*v) + sizeof kWrap + 1;
+        if (static_cast<std::size_t>(limit - d) < need) {
+            len_ = static_cast<std::size_t>(d - buf_.get());
+            Grow(need);
+            d = buf_.get() + len_;
+            limit = buf_.get() + cap_;
+        }
+        if (v != first) {
+            if (col > kWrapColumn) {
+                std::memcpy(d, kWrap, 3);
+                d += 3;
+                col = kWrapIndent;
+            }
+            *d++ = '&';
+        }
+        const std::size_t n = FormatValue(*v, d, high);
+        d += n;
+        col += n + 1;
+    }
+    len_ = static_cast<std::size_t>(d - buf_.get());
+    high_ = high;
+    column = col;
 }
 
 // Object groups are walked with a list of open groups rather than by recursion, so a command
@@ -284,18 +320,7 @@ void CommandLayout::ParaList(const std::vector<MMLParaStruct>& paras, std::size_
         if (para.values.empty() && style_->emptyValuesTrace != nullptr) {
             qxp::QXTrace(qxp::kTraceError, "%s", style_->emptyValuesTrace);
         }
-        const QXValue* v = para.values.data();
-        const QXValue* const end = v + para.values.size();
-        if (v == end) continue;
-        column += PutValue(*v) + 1;
-        for (++v; v != end; ++v) {
-            if (column > kWrapColumn) {
-                Put(kWrap, 3);
-                column = kWrapIndent;
-            }
-            Put('&');
-            column += PutValue(*v) + 1;
-        }
+        PutValues(para.values.data(), para.values.data() + para.values.size(), column);
     }
 }
 

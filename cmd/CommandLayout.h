@@ -85,8 +85,7 @@ class CommandLayout {
 
     // Appends the value's text; returns its length.
     std::size_t PutValue(const QXValue& value);
-    std::size_t PutInteger(long value);
-    std::size_t PutDouble(double value);
+    void PutValues(const QXValue* v, const QXValue* end, std::size_t& column);
 
     // One parameter list being laid out: the next parameter, and the group it belongs to.
     struct Frame {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -12,6 +13,29 @@ namespace NSQX_script {
 
 // Longest command text the parser accepts.
 constexpr std::size_t kMaxCommandText = 131071;
+
+// The bytes of the command being gathered, in the file's encoding. Room for the longest text
+// the gatherer keeps is allocated once, so that appending is a store without a check for room
+// or a call: the gatherer never keeps more than kMaxCommandText + 1 bytes.
+class GatheredBytes {
+  public:
+    static constexpr std::size_t kCapacity = kMaxCommandText + 1;
+
+    bool empty() const noexcept { return size_ == 0; }
+    std::size_t size() const noexcept { return size_; }
+    char* data() noexcept { return data_.get(); }
+    const char* data() const noexcept { return data_.get(); }
+    void clear() noexcept { size_ = 0; }
+    void push_back(char c) noexcept { data_[size_++] = c; }
+    void append(const char* s, std::size_t n) noexcept {
+        std::memcpy(data_.get() + size_, s, n);
+        size_ += n;
+    }
+
+  private:
+    std::unique_ptr<char[]> data_{new char[kCapacity]};
+    std::size_t size_ = 0;
+};
 
 // Buffered input of a script file and the command gatherer's working memory, reused from one
 // command to the next. Belongs to one ScriptReader.
@@ -28,7 +52,8 @@ struct ScriptReadBuffer {
     bool boardInfo = false;  // the marker was seen: nothing after it is a command
     bool capped = false;     // the text reached the parser's limit; later bytes are not kept
     bool overlong = false;   // the trimmed text is known to exceed the parser's limit
-    std::string raw;         // the gathered bytes, in the file's encoding
+    GatheredBytes gathered;  // the command's bytes as they are gathered
+    std::string raw;         // the gathered bytes, in the file's encoding, to convert
     std::string text;        // the text converted to UTF-8
     MMLCmdStruct parsed;     // the parse target
     TScriptCmd spare;        // a handed-out command whose storage the next one reuses

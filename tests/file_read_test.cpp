@@ -6,11 +6,13 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <random>
 #include <string>
 #include <thread>
 #include <tuple>
 
 #include "file/CommandLocator.h"
+#include "file/ScriptReader.h"
 #include "qx_platform/Task.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
@@ -112,6 +114,107 @@ TEST_F(ScriptRead, GathererFoldsCaseCommentsAndQuotesAndStopsAtBoardInfo) {
     EXPECT_EQ((Texts{"101@2 'a'=1", "101@4 'a'=2"}),
               ReadAll(Open("c.txt", std::string(kUtf8Header) +
                                         ":cfg-set:{A=1};\n//*NeBoardInf\n:cfg-set:{A=2};\n")));
+}
+
+// The gatherer's rules, one byte at a time: what the reader's buffered runs must agree with.
+std::vector<std::pair<std::string, unsigned long>> GatherByByte(const std::string& bytes) {
+    static const char kMarker[] = "/*NeBoardInfo";
+    std::vector<std::pair<std::string, unsigned long>> out;
+    std::string raw;
+    enum { kText, kQuote, kEscape, kSlash, kLine, kBlock, kStar } state = kText;
+    unsigned long line = 1;
+    int marker = 0;
+    auto add = [&raw](char c) {
+        if (!raw.empty() || c != ' ') raw.push_back(c);
+    };
+    auto take = [&] {
+        out.emplace_back(raw.substr(0, raw.find_last_not_of(' ') + 1), line);
+        raw.clear();
+    };
+    for (char c : bytes) {
+        if (c == '\r') continue;
+        if (c == '\n') ++line;
+        marker = c == kMarker[marker] ? marker + 1 : 0;
+        if (marker == 12) return out;
+        const char blank = c == '\n' ? ' ' : c;
+        switch (state) {
+            case kText:
+                if (c == '/') {
+                    state = kSlash;
+                    break;
+                }
+                add(c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : blank);
+                if (c == '"') state = kQuote;
+                if (c == ';') take();
+                break;
+            case kQuote:
+                add(c);
+                state = c == '\\' ? kEscape : c == '"' ? kText : kQuote;
+                break;
+            case kEscape:
+                add(c);
+                state = kQuote;
+                break;
+            case kSlash:
+                state = c == '/' ? kLine : c == '*' ? kBlock : kText;
+                if (state == kText) {
+                    add('/');
+                    add(blank);  // its case kept
+                    if (c == ';') take();
+                }
+                break;
+            case kLine:
+                if (c == '\n') {
+                    add(' ');
+                    state = kText;
+                }
+                break;
+            case kBlock:
+            case kStar:
+                if (state == kStar && c == '/') {
+                    add(' ');
+                    state = kText;
+                } else {
+                    state = c == '*' ? kStar : kBlock;
+                }
+                break;
+        }
+    }
+    if (!raw.empty()) take();
+    return out;
+}
+
+// Random texts of the bytes that steer the gatherer, long enough to cross the reader's buffer
+// many times, gather as the byte-at-a-time rules say.
+TEST_F(ScriptRead, BufferedGatheringFollowsTheByteRules) {
+    static const char* const kPieces[] = {"a",    "Q",    "xY-z9", "\"", "\\", "/",
+                                          "*",    ";",    "\n",    "\r", " ",  "\xC3\xA9",
+                                          "\xFF", "{=&}", "//",    "/*", "*/", "/*NeBoardInf"};
+    std::mt19937 rng(5);
+    for (int round = 0; round < 6; ++round) {
+        std::string bytes;
+        while (bytes.size() < 200000) {
+            // Mostly long plain runs, as in real scripts, between the steering bytes.
+            if (rng() % 3 == 0) bytes.append(1 + rng() % 300, "aB c"[rng() % 4]);
+            bytes += kPieces[rng() % (sizeof kPieces / sizeof kPieces[0] - (round < 5))];
+        }
+        if (round == 5) bytes += "/*NeBoardInfo;a;";
+        test_files::WriteFile(tmp_ / "g.txt", bytes);
+        ScriptReader reader;
+        ASSERT_TRUE(reader.Open(*qxp::Env::Default(), dir_ + "/g.txt").ok());
+        ScriptContext context;
+        context.encoding = "UTF-8";
+        std::vector<std::pair<std::string, unsigned long>> gathered;
+        {
+            qxp::TraceCapture quiet;  // texts that are not UTF-8 are traced and kept as they are
+            for (unsigned long line; (line = reader.GatherCommandText(context)) != 0;)
+                gathered.emplace_back(reader.Text(), line);
+        }
+        const auto expected = GatherByByte(bytes);
+        ASSERT_EQ(expected.size(), gathered.size()) << "round " << round;
+        for (std::size_t i = 0; i < expected.size(); ++i)
+            ASSERT_EQ(expected[i], gathered[i]) << "round " << round << ", text " << i;
+    }
 }
 
 TEST_F(ScriptRead, LineNumbersFailuresUnknownNamesAndRejectingHooks) {

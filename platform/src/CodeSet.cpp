@@ -161,28 +161,56 @@ bool IconvAll(Encoding from, Encoding to, const std::string& in, std::size_t& le
 
 }  // namespace
 
-bool OrinCodeSetConvert(const char* from, const char* to, const std::string& in, std::string& out) {
+namespace {
+
+enum class Outcome { kFailed, kUnchanged, kConverted };
+
+// kUnchanged: the text is already right in the target encoding; kConverted: the result is the
+// first `length` bytes of the thread's scratch buffer.
+Outcome Convert(const char* from, const char* to, const std::string& in, std::size_t& length) {
     const Encoding source = Lookup(from);
     const Encoding target = Lookup(to);
-    if (source == kUnknown || target == kUnknown) return false;
-    // All three encodings agree on ASCII: the common case of a plain command is a copy.
-    if (IsAscii(in)) {
-        out = in;
-        return true;
-    }
+    if (source == kUnknown || target == kUnknown) return Outcome::kFailed;
+    // All three encodings agree on ASCII: the common case of a plain command.
+    if (IsAscii(in)) return Outcome::kUnchanged;
     if (source == target) {
-        if (source == kUtf8 && !IsValidUtf8(in)) return false;
-        if (source == kGbk) {
-            std::size_t ignored = 0;
-            if (!IconvAll(kGbk, kUtf8, in, ignored)) return false;
-        }
-        out = in;
-        return true;
+        if (source == kUtf8 && !IsValidUtf8(in)) return Outcome::kFailed;
+        if (source == kGbk && !IconvAll(kGbk, kUtf8, in, length)) return Outcome::kFailed;
+        return Outcome::kUnchanged;
     }
+    return IconvAll(source, target, in, length) ? Outcome::kConverted : Outcome::kFailed;
+}
+
+}  // namespace
+
+bool OrinCodeSetConvert(const char* from, const char* to, const std::string& in, std::string& out) {
     std::size_t length = 0;
-    if (!IconvAll(source, target, in, length)) return false;
-    out.assign(Cache().Scratch().data(), length);
-    return true;
+    switch (Convert(from, to, in, length)) {
+        case Outcome::kUnchanged:
+            out = in;
+            return true;
+        case Outcome::kConverted:
+            out.assign(Cache().Scratch().data(), length);
+            return true;
+        case Outcome::kFailed:
+            break;
+    }
+    return false;
+}
+
+bool OrinCodeSetConvertTaking(const char* from, const char* to, std::string& in, std::string& out) {
+    std::size_t length = 0;
+    switch (Convert(from, to, in, length)) {
+        case Outcome::kUnchanged:
+            out.swap(in);
+            return true;
+        case Outcome::kConverted:
+            out.assign(Cache().Scratch().data(), length);
+            return true;
+        case Outcome::kFailed:
+            break;
+    }
+    return false;
 }
 
 }  // namespace qxp

@@ -13,4 +13,10 @@ namespace qxp {
 QXP_API bool OrinCodeSetConvert(const char* from, const char* to, const std::string& in,
                                 std::string& out);
 
+// As OrinCodeSetConvert, for a caller that no longer needs its input: a text that is already
+// right in the target encoding is swapped into out instead of copied, leaving in with out's
+// old content. On failure both are unchanged.
+QXP_API bool OrinCodeSetConvertTaking(const char* from, const char* to, std::string& in,
+                                      std::string& out);
+
 }  // namespace qxp

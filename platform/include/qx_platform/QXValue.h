@@ -77,6 +77,11 @@ class QXP_API QXValue {
     // fixed-point form that reads back to the same value, always with a decimal point so that
     // it stays a fraction when written into a script ("1.5", "12.", "-0.25"); empty for empty.
     std::string As_std_string() const;
+    // Room that FormatDouble may take: 309 digits before the point for the largest value.
+    static constexpr std::size_t kDoubleTextRoom = 400;
+    // Writes the text that As_std_string() gives for a double into out, which has room for
+    // kDoubleTextRoom characters; returns its length.
+    static std::size_t FormatDouble(double v, char* out) noexcept;
     CStdString As_QXString() const { return CStdString(As_std_string()); }
     operator CStdString() const { return As_QXString(); }
 

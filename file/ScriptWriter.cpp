@@ -64,7 +64,8 @@ bool ScriptWriter::WriteEncoded(std::string_view text, const ScriptContext& cont
     std::string& out = m_out.get();
     in.assign(text.data(), text.size());
     std::string_view bytes = in;
-    if (qxp::OrinCodeSetConvert("UTF-8", encoding.c_str(), in, out)) {
+    // A text already right in the file's encoding (UTF-8 into a UTF-8 file) is moved, not copied.
+    if (qxp::OrinCodeSetConvertTaking("UTF-8", encoding.c_str(), in, out)) {
         bytes = out;
     } else {
         // The other single-byte encoding is tried before writing the text unconverted; the

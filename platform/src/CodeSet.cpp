@@ -185,32 +185,18 @@ Outcome Convert(const char* from, const char* to, const std::string& in, std::si
 
 bool OrinCodeSetConvert(const char* from, const char* to, const std::string& in, std::string& out) {
     std::size_t length = 0;
-    switch (Convert(from, to, in, length)) {
-        case Outcome::kUnchanged:
-            out = in;
-            return true;
-        case Outcome::kConverted:
-            out.assign(Cache().Scratch().data(), length);
-            return true;
-        case Outcome::kFailed:
-            break;
-    }
-    return false;
+    const Outcome outcome = Convert(from, to, in, length);
+    if (outcome == Outcome::kUnchanged) out = in;
+    if (outcome == Outcome::kConverted) out.assign(Cache().Scratch().data(), length);
+    return outcome != Outcome::kFailed;
 }
 
 bool OrinCodeSetConvertTaking(const char* from, const char* to, std::string& in, std::string& out) {
     std::size_t length = 0;
-    switch (Convert(from, to, in, length)) {
-        case Outcome::kUnchanged:
-            out.swap(in);
-            return true;
-        case Outcome::kConverted:
-            out.assign(Cache().Scratch().data(), length);
-            return true;
-        case Outcome::kFailed:
-            break;
-    }
-    return false;
+    const Outcome outcome = Convert(from, to, in, length);
+    if (outcome == Outcome::kUnchanged) out.swap(in);
+    if (outcome == Outcome::kConverted) out.assign(Cache().Scratch().data(), length);
+    return outcome != Outcome::kFailed;
 }
 
 }  // namespace qxp

@@ -70,14 +70,19 @@ unsigned int Workers(const InputOptions& opts, std::size_t files) {
     return n;
 }
 
-// Opens one input; false with the message in the file's output.
+// Opens one input and marks it read in the tally, forgetting the unknown names of the file
+// before; false with the message in the file's output and the reason in error.
 bool OpenInput(const InputItem& item, const CommonOptions& common, ScriptInput& input,
-               ScriptSource& source, std::string& error) {
+               ScriptSource& source, FileTally& tally, FileOutput& out, std::string& error) {
+    CommandNames::TakeUnknownHere();
     if (!item.error.empty()) {
         error = item.error;
-        return false;
+    } else if (input.Open(item.path, common.inputEncoding, error) && source.Open(input, error)) {
+        tally.read = true;
+        return true;
     }
-    return input.Open(item.path, common.inputEncoding, error) && source.Open(input, error);
+    out.Err("qxscript: " + error + "\n");
+    return false;
 }
 
 std::string TotalLine(std::size_t files, const std::vector<FileTally>& tallies, bool dump) {
@@ -145,17 +150,14 @@ class Selection {
 // check of one file: findings and a summary line, or one JSON object.
 int CheckFile(const CommonOptions& common, bool json, const InputItem& item, FileTally& tally,
               FileOutput& out) {
-    CommandNames::TakeUnknownHere();
     ScriptInput input;
     ScriptSource source;
     std::string error;
-    if (!OpenInput(item, common, input, source, error)) {
-        out.Err("qxscript: " + error + "\n");
+    if (!OpenInput(item, common, input, source, tally, out, error)) {
         const std::string name = item.path == "-" ? "<stdin>" : item.path;
         if (json) out.Out(JsonLine({{"file", name}, {"error", error}}));
         return kExitUsage;
     }
-    tally.read = true;
     tally.commands = source.ForEach([](NSQX_script::TScriptCmd&) { return true; });
     tally.failed = source.FailedLines().size();
     const std::vector<Finding> findings = source.Findings(kMaxEncodingReports);
@@ -218,15 +220,10 @@ int CheckFile(const CommonOptions& common, bool json, const InputItem& item, Fil
 // dump of one file: the selected commands, then findings and a summary line.
 int DumpFile(const CommonOptions& common, const DumpOptions& opts, const Selection& selection,
              bool several, const InputItem& item, FileTally& tally, FileOutput& out) {
-    CommandNames::TakeUnknownHere();
     ScriptInput input;
     ScriptSource source;
     std::string error;
-    if (!OpenInput(item, common, input, source, error)) {
-        out.Err("qxscript: " + error + "\n");
-        return kExitUsage;
-    }
-    tally.read = true;
+    if (!OpenInput(item, common, input, source, tally, out, error)) return kExitUsage;
     const bool json = opts.format == "json";
     std::string text;
     tally.commands = source.ForEach([&](NSQX_script::TScriptCmd& cmd) {

@@ -86,7 +86,7 @@ bool SafeOutput::Begin(const std::string& target, std::string& error) {
         const fs::path dir = path.has_parent_path() ? path.parent_path() : fs::path(".");
         pattern = (dir / ("." + path.filename().string() + ".XXXXXX")).string();
     }
-    const int fd = mkostemp(pattern.data(), O_CLOEXEC);
+    const int fd = TempFiles::Make(pattern);
     if (fd < 0) {
         error = "cannot create a temporary file for " + (toStdout ? "the output" : target) + ": " +
                 SystemError(errno);
@@ -94,7 +94,6 @@ bool SafeOutput::Begin(const std::string& target, std::string& error) {
     }
     close(fd);
     m_temp = pattern;
-    TempFiles::Add(m_temp);
     return true;
 }
 

@@ -119,13 +119,12 @@ bool ScriptInput::Spool(int fd, const std::string& head, std::string& error) {
     const char* dir = std::getenv("TMPDIR");
     std::string pattern =
         std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/qxscript-in.XXXXXX";
-    const int out = mkostemp(pattern.data(), O_CLOEXEC);
+    const int out = TempFiles::Make(pattern);
     if (out < 0) {
         error = "cannot create a temporary copy of " + m_name + ": " + SystemError(errno);
         return false;
     }
     m_temp = pattern;
-    TempFiles::Add(m_temp);
     m_path = m_temp;
     std::string prefix;
     if (!m_given.empty() && m_header.encoding.empty()) {

@@ -1,10 +1,13 @@
 #include "TempFiles.h"
 
+#include <fcntl.h>
 #include <limits.h>
 #include <signal.h>
+#include <stdlib.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstring>
 #include <mutex>
 
@@ -18,19 +21,13 @@ constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
 // A slot is in use while its flag is set; the flag is set after its path is complete and
 // cleared before it changes, so a handler on any thread sees whole paths only.
 char g_paths[kSlots][PATH_MAX];
-bool g_directory[kSlots];
 std::atomic<bool> g_used[kSlots];
 std::atomic<bool> g_installed{false};
 std::mutex g_mutex;  // between threads; signals are blocked around the changes as well
 
 extern "C" void RemoveAndRaise(int sig) {
-    for (int i = kSlots - 1; i >= 0; --i) {
-        if (!g_used[i].load()) continue;
-        if (g_directory[i]) {
-            rmdir(g_paths[i]);
-        } else {
-            unlink(g_paths[i]);
-        }
+    for (int i = 0; i < kSlots; ++i) {
+        if (g_used[i].load()) unlink(g_paths[i]);
     }
     signal(sig, SIG_DFL);  // the default action gives the caller the usual status
     raise(sig);
@@ -60,24 +57,31 @@ void Blocked(Fill fill) {
     sigprocmask(SIG_SETMASK, &old, nullptr);
 }
 
+// Takes a free slot for path; the caller holds g_mutex with the signals blocked.
+bool Remember(const std::string& path) {
+    if (path.empty() || path.size() >= PATH_MAX) return false;
+    int free = 0;
+    while (free < kSlots && g_used[free].load()) ++free;
+    if (free == kSlots) return false;
+    std::memcpy(g_paths[free], path.c_str(), path.size() + 1);
+    g_used[free].store(true);
+    return true;
+}
+
 }  // namespace
 
-bool TempFiles::Add(const std::string& path, bool directory) {
+int TempFiles::Make(std::string& pattern) {
     Install();
-    if (path.empty() || path.size() >= PATH_MAX) return false;
-    bool added = false;
+    int fd = -1;
+    int error = 0;
     std::lock_guard<std::mutex> lock(g_mutex);
     Blocked([&] {
-        // After the last slot in use, so that removal in reverse order meets contents first.
-        int free = kSlots;
-        while (free > 0 && !g_used[free - 1].load()) --free;
-        if (free == kSlots) return;
-        g_directory[free] = directory;
-        std::memcpy(g_paths[free], path.c_str(), path.size() + 1);
-        g_used[free].store(true);
-        added = true;
+        fd = mkostemp(pattern.data(), O_CLOEXEC);
+        error = errno;
+        if (fd >= 0) Remember(pattern);
     });
-    return added;
+    errno = error;
+    return fd;
 }
 
 void TempFiles::Forget(const std::string& path) {

@@ -26,6 +26,8 @@ class GatheredBytes {
     char* data() noexcept { return data_.get(); }
     const char* data() const noexcept { return data_.get(); }
     void clear() noexcept { size_ = 0; }
+    // Takes the bytes written through data() up to n (at most kCapacity) as the content.
+    void resize(std::size_t n) noexcept { size_ = n; }
     void push_back(char c) noexcept { data_[size_++] = c; }
     void append(const char* s, std::size_t n) noexcept {
         std::memcpy(data_.get() + size_, s, n);
@@ -53,8 +55,7 @@ struct ScriptReadBuffer {
     bool capped = false;     // the text reached the parser's limit; later bytes are not kept
     bool overlong = false;   // the trimmed text is known to exceed the parser's limit
     GatheredBytes gathered;  // the command's bytes as they are gathered
-    std::string raw;         // the gathered bytes, in the file's encoding, to convert
-    std::string text;        // the text converted to UTF-8
+    std::string text;        // the text, trimmed and converted to UTF-8
     MMLCmdStruct parsed;     // the parse target
     TScriptCmd spare;        // a handed-out command whose storage the next one reuses
     // Kept only while a diagnostic sink listens: the file bytes of the command being gathered.

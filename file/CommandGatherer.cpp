@@ -5,8 +5,6 @@
 #endif
 
 #include <array>
-#include <cstdint>
-#include <cstring>
 
 #include "file/CommandLocator.h"
 #include "file/ScriptReader.h"
@@ -44,7 +42,7 @@ constexpr std::array<bool, 256> kStops = MakeStops();
 
 // Copies the sixteen bytes at p to out, lower-casing ASCII letters when fold is set, and returns
 // the bytes that may need attention as a mask (bit i for p[i]): a slash, a quote, a ";", a
-// backslash or a line break. The bytes before the first of them are all the caller keeps.
+// backslash or a line break. The copy stands up to the first of them that changes it.
 inline unsigned CopyBlock(const char* p, char* out, bool fold) {
 #if defined(__SSE2__)
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
@@ -90,43 +88,57 @@ inline const char* FindAny(const char* p, const char* e, char a, char b, char c)
 }
 
 // The fast path through plain text and quotes (state 0 or 1, the marker at its start, the text
-// begun): copies sixteen bytes at a time and takes the quotes, line feeds, carriage returns,
-// escapes in quotes and the ";" that ends the command between the runs. Stops where the state
-// machine must look (a slash, which may start a comment or the marker, and the rare bytes after
-// an escape), near the end of the input or of the room for the text. Returns where it stopped.
+// begun): copies sixteen bytes at a time, lower-cased outside quotes, and takes the quotes, line
+// feeds, carriage returns, escapes in quotes and the ";" that ends the command between the
+// runs. Stops where the state machine must look (a slash, which may start a comment or the
+// marker, and the rare bytes after an escape), near the end of the input or of the room for
+// the text. Returns where it stopped.
 const char* GatherRuns(GatheredBytes& text, int& state, int& line, const char* p,
                        const char* const e, bool& ended) {
     char* o = text.data() + text.size();
     char* const oLim = text.data() + kKeep - kFastRoom;
     while (e - p >= 16 && o <= oLim) {
-        const unsigned stops = CopyBlock(p, o, state == 0);
-        if (stops == 0) {
-            p += 16;
-            o += 16;
-            continue;
+        // The stops that leave the stored block right as it is, but for a line feed that becomes
+        // a blank, are taken in place: a line feed, a backslash outside quotes, an escape pair
+        // or a ";" inside them. The rest end the block's run.
+        unsigned stops = CopyBlock(p, o, state == 0);
+        int run = 16;
+        while (stops != 0) {
+            const int at = __builtin_ctz(stops);
+            const char c = p[at];
+            if (c == '\n') {
+                ++line;
+                if (state == 0) o[at] = ' ';
+            } else if (c == '\\' && state == 1) {
+                // The byte after it is kept as it is; the state machine takes the few it must see.
+                if (at == 15 || !IsEscapedPlain(p[at + 1])) {
+                    run = at;
+                    break;
+                }
+                stops &= ~(2u << at);
+            } else if (c != '\\' && (c != ';' || state == 0)) {
+                run = at;
+                break;
+            }
+            stops &= stops - 1;
         }
-        const int run = __builtin_ctz(stops);
         p += run;
         o += run;
+        if (run == 16) continue;
         const char c = *p;
         if (c == '"') {
             *o++ = c;
-            state ^= 1;
-        } else if (c == '\n') {
-            ++line;
-            *o++ = state == 0 ? ' ' : '\n';
+            state ^= 1;  // the rest of the block is copied again, lower-cased or not
         } else if (c == ';') {
             *o++ = c;
-            if (state == 0) {
-                ++p;
-                ended = true;
-                break;
-            }
+            ++p;
+            ended = true;
+            break;
         } else if (c == '\\') {
-            // Outside quotes a backslash is plain; inside, the byte after it is kept as it is.
-            if (state == 1 && (e - p < 2 || !IsEscapedPlain(p[1]))) break;
+            // An escape pair across the block's end.
+            if (e - p < 2 || !IsEscapedPlain(p[1])) break;
             *o++ = c;
-            if (state == 1) *o++ = *++p;
+            *o++ = *++p;
         } else if (c != '\r') {  // a carriage return is dropped, unseen even by the marker
             break;
         }
@@ -313,6 +325,9 @@ unsigned long ScriptReader::GatherCommandText(const ScriptContext& context) {
         const char* p = base + r.pos;
         const char* const e = base + r.end;
 
+        // The fast paths run while the marker is at its start: they take no slash, so it stays
+        // there. Runs of text wait for the first byte kept, which the state machine takes (it
+        // drops leading blanks).
         if (r.marker == 0) {
             if ((m_gatherState == 0 || m_gatherState == 1) && !r.gathered.empty()) {
                 p = GatherRuns(r.gathered, m_gatherState, m_lineNo, p, e, ended);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstring>
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -16,7 +16,8 @@ constexpr std::size_t kMaxCommandText = 131071;
 
 // The bytes of the command being gathered, in the file's encoding. Room for the longest text
 // the gatherer keeps is allocated once, so that appending is a store without a check for room
-// or a call: the gatherer never keeps more than kMaxCommandText + 1 bytes.
+// or a call, and a run is copied through data() sixteen bytes at a time: the gatherer never
+// keeps more than kMaxCommandText + 1 bytes, nor writes past them.
 class GatheredBytes {
   public:
     static constexpr std::size_t kCapacity = kMaxCommandText + 1;
@@ -29,10 +30,6 @@ class GatheredBytes {
     // Takes the bytes written through data() up to n (at most kCapacity) as the content.
     void resize(std::size_t n) noexcept { size_ = n; }
     void push_back(char c) noexcept { data_[size_++] = c; }
-    void append(const char* s, std::size_t n) noexcept {
-        std::memcpy(data_.get() + size_, s, n);
-        size_ += n;
-    }
 
   private:
     std::unique_ptr<char[]> data_{new char[kCapacity]};

@@ -60,17 +60,17 @@ void Compare(const Gathered& expected, const Gathered& got) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size == 0) return 0;
     // A comment line before the input may put its bytes up to 32 bytes before a refill of the
-    // reader's 64 KiB buffer; one input in four is repeated past the longest text kept.
+    // reader's 64 KiB buffer; one input in eight is repeated past the longest text kept.
     std::string bytes;
-    if ((data[0] & 128) != 0) {
+    if ((data[0] & 0x80) != 0) {
         bytes = "//";
-        bytes.append((1u << 16) - 32 + (data[0] & 31) - 3, ' ');
+        bytes.append((1u << 16) - 32 + (data[0] & 15) - 3, ' ');
         bytes += '\n';
     }
     const std::string input(reinterpret_cast<const char*>(data) + 1, size - 1);
     bytes += input;
-    if ((data[0] & 96) == 96 && !input.empty()) {
-        while (bytes.size() < GatheredBytes::kCapacity + (1u << 16)) bytes += input;
+    if ((data[0] & 0x70) == 0x70 && !input.empty()) {
+        while (bytes.size() < GatheredBytes::kCapacity + 64) bytes += input;
     }
 
     static const std::string path = "gather.txt";

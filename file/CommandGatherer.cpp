@@ -5,8 +5,6 @@
 #endif
 
 #include <array>
-#include <cstdint>
-#include <cstring>
 
 #include "file/CommandLocator.h"
 #include "file/ScriptReader.h"
@@ -24,93 +22,143 @@ constexpr int kBoardInfoMatch = 12;
 // refused; the rest of an over-long command is scanned but not stored.
 constexpr std::size_t kKeep = GatheredBytes::kCapacity;
 
-// Byte classes of the fast path: bytes that are only appended (after lower-casing outside
-// quotes) and bytes that need the full state machine.
-enum : unsigned char { kPlain = 0, kSpecial = 1 };
-
-struct ByteClasses {
-    std::array<unsigned char, 256> text{};    // outside quotes
-    std::array<unsigned char, 256> quoted{};  // inside quotes
-};
-
-constexpr ByteClasses MakeByteClasses() {
-    ByteClasses t{};
-    for (unsigned char c : {'/', '"', ';', '\n', '\r'}) t.text[c] = kSpecial;
-    for (unsigned char c : {'/', '"', '\\', '\n', '\r'}) t.quoted[c] = kSpecial;
-    return t;
-}
-
-constexpr ByteClasses kClasses = MakeByteClasses();
-
-constexpr std::uint64_t kOnes = 0x0101010101010101ull;
-constexpr std::uint64_t kHigh = 0x8080808080808080ull;
-
-// The first of p[0, lim) that may need the state machine, sixteen bytes at a time: a slash,
-// a quote, a line break, or `third` (";" outside quotes, the backslash inside). Stops early,
-// before the last sixteen bytes; the caller looks at the rest one by one.
-inline const char* SkipPlain(const char* p, const char* lim, char third) {
-#if defined(__SSE2__)
-    const __m128i slash = _mm_set1_epi8('/');
-    const __m128i quote = _mm_set1_epi8('"');
-    const __m128i lf = _mm_set1_epi8('\n');
-    const __m128i cr = _mm_set1_epi8('\r');
-    const __m128i t = _mm_set1_epi8(third);
-    for (; lim - p >= 16; p += 16) {
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-        const __m128i hit =
-            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, slash), _mm_cmpeq_epi8(v, quote)),
-                         _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, lf), _mm_cmpeq_epi8(v, cr)),
-                                      _mm_cmpeq_epi8(v, t)));
-        const int mask = _mm_movemask_epi8(hit);
-        if (mask != 0) return p + __builtin_ctz(static_cast<unsigned>(mask));
-    }
-#else
-    (void)lim;
-    (void)third;
-#endif
-    return p;
-}
+// The fast path keeps this much room below the cap: a block store never leaves the buffer, and
+// the state machine takes the last bytes of a text that reaches the cap.
+constexpr std::size_t kFastRoom = 32;
 
 // A byte after a backslash in quotes that the state machine would only append.
 inline bool IsEscapedPlain(char c) {
     return c != '\r' && c != '\n' && c != '/';
 }
 
-// Lower-cases the ASCII letters of s[0, n), sixteen or eight bytes at a time; other bytes stay.
-inline void FoldCase(char* s, std::size_t n) {
-    auto fold = [](std::uint64_t w) {
-        // Each byte's low seven bits plus a bias carries into its top bit exactly when the
-        // byte is at least 'A' (or above 'Z'); no byte carries into the next.
-        const std::uint64_t low = w & ~kHigh;
-        const std::uint64_t atLeastA = low + kOnes * (0x80 - 'A');
-        const std::uint64_t aboveZ = low + kOnes * (0x80 - 'Z' - 1);
-        const std::uint64_t upper = atLeastA & ~aboveZ & ~w & kHigh;
-        return w | (upper >> 2);
-    };
-    std::size_t i = 0;
+#if !defined(__SSE2__)
+constexpr std::array<bool, 256> MakeStops() {
+    std::array<bool, 256> t{};
+    for (unsigned char c : {'/', '"', ';', '\\', '\n', '\r'}) t[c] = true;
+    return t;
+}
+constexpr std::array<bool, 256> kStops = MakeStops();
+#endif
+
+// Copies the sixteen bytes at p to out, lower-casing ASCII letters when fold is set, and returns
+// the bytes that may need attention as a mask (bit i for p[i]): a slash, a quote, a ";", a
+// backslash or a line break. The copy stands up to the first of them that changes it.
+inline unsigned CopyBlock(const char* p, char* out, bool fold) {
 #if defined(__SSE2__)
-    // Signed compares: the bytes above 0x7F are negative and never in range.
-    const __m128i beforeA = _mm_set1_epi8('A' - 1);
-    const __m128i afterZ = _mm_set1_epi8('Z' + 1);
-    const __m128i bit = _mm_set1_epi8(0x20);
-    for (; i + 16 <= n; i += 16) {
-        __m128i* const at = reinterpret_cast<__m128i*>(s + i);
-        const __m128i v = _mm_loadu_si128(at);
-        const __m128i upper = _mm_and_si128(_mm_cmpgt_epi8(v, beforeA), _mm_cmplt_epi8(v, afterZ));
-        _mm_storeu_si128(at, _mm_or_si128(v, _mm_and_si128(upper, bit)));
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    const auto is = [&v](char c) { return _mm_cmpeq_epi8(v, _mm_set1_epi8(c)); };
+    const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_or_si128(is('/'), is('"')), is(';')),
+                                     _mm_or_si128(_mm_or_si128(is('\\'), is('\n')), is('\r')));
+    __m128i w = v;
+    if (fold) {
+        // Signed compares: the bytes above 0x7F are negative and never in range.
+        const __m128i upper = _mm_and_si128(_mm_cmpgt_epi8(v, _mm_set1_epi8('A' - 1)),
+                                            _mm_cmplt_epi8(v, _mm_set1_epi8('Z' + 1)));
+        w = _mm_or_si128(v, _mm_and_si128(upper, _mm_set1_epi8(0x20)));
+    }
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), w);
+    return static_cast<unsigned>(_mm_movemask_epi8(hit));
+#else
+    unsigned mask = 0;
+    for (int i = 0; i < 16; ++i) {
+        const char c = p[i];
+        out[i] = fold && c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+        if (kStops[static_cast<unsigned char>(c)]) mask |= 1u << i;
+    }
+    return mask;
+#endif
+}
+
+// The first of p[0, e) that is a, b or c; e when there is none.
+inline const char* FindAny(const char* p, const char* e, char a, char b, char c) {
+#if defined(__SSE2__)
+    const __m128i va = _mm_set1_epi8(a);
+    const __m128i vb = _mm_set1_epi8(b);
+    const __m128i vc = _mm_set1_epi8(c);
+    for (; e - p >= 16; p += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, va), _mm_cmpeq_epi8(v, vb)),
+                                         _mm_cmpeq_epi8(v, vc));
+        const int mask = _mm_movemask_epi8(hit);
+        if (mask != 0) return p + __builtin_ctz(static_cast<unsigned>(mask));
     }
 #endif
-    for (; i + 8 <= n; i += 8) {
-        std::uint64_t w;
-        std::memcpy(&w, s + i, 8);
-        w = fold(w);
-        std::memcpy(s + i, &w, 8);
+    while (p < e && *p != a && *p != b && *p != c) ++p;
+    return p;
+}
+
+// The fast path through plain text and quotes (state 0 or 1, the marker at its start, the text
+// begun): copies sixteen bytes at a time, lower-cased outside quotes, and takes the quotes, line
+// feeds, carriage returns, escapes in quotes and the ";" that ends the command between the
+// runs. Stops where the state machine must look (a slash, which may start a comment or the
+// marker, and the rare bytes after an escape), near the end of the input or of the room for
+// the text. Returns where it stopped.
+const char* GatherRuns(GatheredBytes& text, int& state, int& line, const char* p,
+                       const char* const e, bool& ended) {
+    char* o = text.data() + text.size();
+    char* const oLim = text.data() + kKeep - kFastRoom;
+    while (e - p >= 16 && o <= oLim) {
+        // The stops that leave the stored block right as it is, but for a line feed that becomes
+        // a blank, are taken in place: a line feed, a backslash outside quotes, an escape pair
+        // or a ";" inside them. The rest end the block's run.
+        unsigned stops = CopyBlock(p, o, state == 0);
+        int run = 16;
+        while (stops != 0) {
+            const int at = __builtin_ctz(stops);
+            const char c = p[at];
+            if (c == '\n') {
+                ++line;
+                if (state == 0) o[at] = ' ';
+            } else if (c == '\\' && state == 1) {
+                // The byte after it is kept as it is; the state machine takes the few it must see.
+                if (at == 15 || !IsEscapedPlain(p[at + 1])) {
+                    run = at;
+                    break;
+                }
+                stops &= ~(2u << at);
+            } else if (c != '\\' && (c != ';' || state == 0)) {
+                run = at;
+                break;
+            }
+            stops &= stops - 1;
+        }
+        p += run;
+        o += run;
+        if (run == 16) continue;
+        const char c = *p;
+        if (c == '"') {
+            *o++ = c;
+            state ^= 1;  // the rest of the block is copied again, lower-cased or not
+        } else if (c == ';') {
+            *o++ = c;
+            ++p;
+            ended = true;
+            break;
+        } else if (c == '\\') {
+            // An escape pair across the block's end.
+            if (e - p < 2 || !IsEscapedPlain(p[1])) break;
+            *o++ = c;
+            *o++ = *++p;
+        } else if (c != '\r') {  // a carriage return is dropped, unseen even by the marker
+            break;
+        }
+        ++p;
     }
-    if (i < n) {
-        std::uint64_t w = 0;
-        std::memcpy(&w, s + i, n - i);
-        w = fold(w);
-        std::memcpy(s + i, &w, n - i);
+    text.resize(static_cast<std::size_t>(o - text.data()));
+    return p;
+}
+
+// Inside a comment: skips to the next byte the state machine must see (the "*" that may close
+// a block comment, the line feed that ends a line comment, a slash that may start the marker),
+// counting a block comment's line feeds on the way. The state machine drops every byte skipped
+// and leaves the marker at its start for them.
+const char* SkipComment(int state, int& line, const char* p, const char* const e) {
+    if (state == 2) return FindAny(p, e, '\n', '/', '\n');
+    for (;;) {
+        p = FindAny(p, e, '*', '/', '\n');
+        if (p == e || *p != '\n') return p;
+        ++line;
+        ++p;
     }
 }
 
@@ -277,56 +325,18 @@ unsigned long ScriptReader::GatherCommandText(const ScriptContext& context) {
         const char* p = base + r.pos;
         const char* const e = base + r.end;
 
-        // Fast path: runs of bytes that are only appended, outside or inside quotes, and the
-        // quotes, line breaks and escapes between them.
-        if (r.marker == 0 && !r.gathered.empty() && !r.capped &&
-            (m_gatherState == 0 || m_gatherState == 1)) {
-            const unsigned char* cls =
-                m_gatherState == 0 ? kClasses.text.data() : kClasses.quoted.data();
-            const std::size_t room = kKeep - r.gathered.size();
-            const char* const lim = static_cast<std::size_t>(e - p) > room ? p + room : e;
-            const char* q = SkipPlain(p, lim, m_gatherState == 0 ? ';' : '\\');
-            while (q < lim && cls[static_cast<unsigned char>(*q)] != kSpecial) ++q;
-            if (q != p) {
-                const std::size_t old = r.gathered.size();
-                r.gathered.append(p, static_cast<std::size_t>(q - p));
-                if (m_gatherState == 0)
-                    FoldCase(r.gathered.data() + old, static_cast<std::size_t>(q - p));
-                r.pos = static_cast<std::size_t>(q - base);
-                if (r.gathered.size() == kKeep) {
-                    r.capped = true;
-                    continue;
-                }
+        // The fast paths run while the marker is at its start: they take no slash, so it stays
+        // there. Runs of text wait for the first byte kept, which the state machine takes (it
+        // drops leading blanks).
+        if (r.marker == 0) {
+            if ((m_gatherState == 0 || m_gatherState == 1) && !r.gathered.empty()) {
+                p = GatherRuns(r.gathered, m_gatherState, m_lineNo, p, e, ended);
+            } else if (m_gatherState == 2 || m_gatherState == 3) {
+                p = SkipComment(m_gatherState, m_lineNo, p, e);
             }
-            if (q == e) continue;
-            // Room is left for one more byte. A slash may start a comment or the marker: the
-            // state machine takes it, and the rare bytes after an escape.
-            const char c = *q;
-            bool taken = true;
-            if (c == '"') {
-                r.gathered.push_back(c);
-                m_gatherState ^= 1;
-            } else if (c == '\n') {
-                ++m_lineNo;
-                r.gathered.push_back(m_gatherState == 0 ? ' ' : '\n');
-            } else if (c == ';' && m_gatherState == 0) {
-                r.gathered.push_back(c);
-                ++r.pos;
-                ended = true;
-                break;
-            } else if (c == '\\' && m_gatherState == 1 && e - q >= 2 &&
-                       r.gathered.size() + 2 <= kKeep && IsEscapedPlain(q[1])) {
-                r.gathered.append(q, 2);
-                ++r.pos;
-            } else if (c != '\r') {
-                taken = false;
-            }
-            if (taken) {
-                ++r.pos;
-                if (r.gathered.size() == kKeep) r.capped = true;
-                continue;
-            }
-            p = q;
+            r.pos = static_cast<std::size_t>(p - base);
+            if (ended) break;
+            if (p == e) continue;
         }
 
         ++r.pos;
@@ -351,22 +361,24 @@ unsigned long ScriptReader::GatherCommandText(const ScriptContext& context) {
         m_gatherState = 0;
     }
     if (!ended && r.gathered.empty()) return 0;
+    const char* const bytes = r.gathered.data();
+    const std::size_t size = r.gathered.size();
     if (r.overlong) {
         // Refused by the parser for its length; converting a cut text could only fail.
-        r.text.assign(r.gathered.data(), r.gathered.size());
+        r.text.assign(bytes, size);
         return static_cast<unsigned long>(m_lineNo);
     }
-    r.raw.assign(r.gathered.data(), r.gathered.size());
-    // A text that needs no conversion is taken over, not copied.
-    if (!qxp::OrinCodeSetConvertTaking(encoding.c_str(), "UTF-8", r.raw, r.text)) {
+    // Trimmed before it is converted, which is the same as after: no character of the three
+    // encodings holds a blank byte but the blank itself.
+    std::size_t first = 0;
+    std::size_t last = size;
+    while (last > first && bytes[last - 1] == ' ') --last;
+    while (first < last && bytes[first] == ' ') ++first;
+    if (!qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", bytes + first, last - first, r.text)) {
         qxp::QXTrace(qxp::kTraceError, "Script Import string convert falied! %s, %s.",
-                     r.raw.c_str(), encoding.c_str());
-        r.text = r.raw;
+                     std::string(bytes, size).c_str(), encoding.c_str());
+        r.text.assign(bytes + first, last - first);
     }
-    const std::size_t last = r.text.find_last_not_of(' ');
-    r.text.resize(last == std::string::npos ? 0 : last + 1);
-    const std::size_t first = r.text.find_first_not_of(' ');
-    if (first != 0 && first != std::string::npos) r.text.erase(0, first);
     return static_cast<unsigned long>(m_lineNo);
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstring>
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -16,7 +16,8 @@ constexpr std::size_t kMaxCommandText = 131071;
 
 // The bytes of the command being gathered, in the file's encoding. Room for the longest text
 // the gatherer keeps is allocated once, so that appending is a store without a check for room
-// or a call: the gatherer never keeps more than kMaxCommandText + 1 bytes.
+// or a call, and a run is copied through data() sixteen bytes at a time: the gatherer never
+// keeps more than kMaxCommandText + 1 bytes, nor writes past them.
 class GatheredBytes {
   public:
     static constexpr std::size_t kCapacity = kMaxCommandText + 1;
@@ -26,11 +27,9 @@ class GatheredBytes {
     char* data() noexcept { return data_.get(); }
     const char* data() const noexcept { return data_.get(); }
     void clear() noexcept { size_ = 0; }
+    // Takes the bytes written through data() up to n (at most kCapacity) as the content.
+    void resize(std::size_t n) noexcept { size_ = n; }
     void push_back(char c) noexcept { data_[size_++] = c; }
-    void append(const char* s, std::size_t n) noexcept {
-        std::memcpy(data_.get() + size_, s, n);
-        size_ += n;
-    }
 
   private:
     std::unique_ptr<char[]> data_{new char[kCapacity]};
@@ -53,8 +52,7 @@ struct ScriptReadBuffer {
     bool capped = false;     // the text reached the parser's limit; later bytes are not kept
     bool overlong = false;   // the trimmed text is known to exceed the parser's limit
     GatheredBytes gathered;  // the command's bytes as they are gathered
-    std::string raw;         // the gathered bytes, in the file's encoding, to convert
-    std::string text;        // the text converted to UTF-8
+    std::string text;        // the text, trimmed and converted to UTF-8
     MMLCmdStruct parsed;     // the parse target
     TScriptCmd spare;        // a handed-out command whose storage the next one reuses
     // Kept only while a diagnostic sink listens: the file bytes of the command being gathered.

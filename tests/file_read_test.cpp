@@ -13,6 +13,7 @@
 
 #include "file/CommandLocator.h"
 #include "file/ScriptReader.h"
+#include "fuzz/GatherByByte.h"
 #include "qx_platform/Task.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
@@ -116,74 +117,6 @@ TEST_F(ScriptRead, GathererFoldsCaseCommentsAndQuotesAndStopsAtBoardInfo) {
                                         ":cfg-set:{A=1};\n//*NeBoardInf\n:cfg-set:{A=2};\n")));
 }
 
-// The gatherer's rules, one byte at a time: what the reader's buffered runs must agree with.
-std::vector<std::pair<std::string, unsigned long>> GatherByByte(const std::string& bytes) {
-    static const char kMarker[] = "/*NeBoardInfo";
-    std::vector<std::pair<std::string, unsigned long>> out;
-    std::string raw;
-    enum { kText, kQuote, kEscape, kSlash, kLine, kBlock, kStar } state = kText;
-    unsigned long line = 1;
-    int marker = 0;
-    auto add = [&raw](char c) {
-        if (!raw.empty() || c != ' ') raw.push_back(c);
-    };
-    auto take = [&] {
-        out.emplace_back(raw.substr(0, raw.find_last_not_of(' ') + 1), line);
-        raw.clear();
-    };
-    for (char c : bytes) {
-        if (c == '\r') continue;
-        if (c == '\n') ++line;
-        marker = c == kMarker[marker] ? marker + 1 : 0;
-        if (marker == 12) return out;
-        const char blank = c == '\n' ? ' ' : c;
-        switch (state) {
-            case kText:
-                if (c == '/') {
-                    state = kSlash;
-                    break;
-                }
-                add(c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : blank);
-                if (c == '"') state = kQuote;
-                if (c == ';') take();
-                break;
-            case kQuote:
-                add(c);
-                state = c == '\\' ? kEscape : c == '"' ? kText : kQuote;
-                break;
-            case kEscape:
-                add(c);
-                state = kQuote;
-                break;
-            case kSlash:
-                state = c == '/' ? kLine : c == '*' ? kBlock : kText;
-                if (state == kText) {
-                    add('/');
-                    add(blank);  // its case kept
-                    if (c == ';') take();
-                }
-                break;
-            case kLine:
-                if (c == '\n') {
-                    add(' ');
-                    state = kText;
-                }
-                break;
-            case kBlock:
-            case kStar:
-                if (state == kStar && c == '/') {
-                    add(' ');
-                    state = kText;
-                } else {
-                    state = c == '*' ? kStar : kBlock;
-                }
-                break;
-        }
-    }
-    if (!raw.empty()) take();
-    return out;
-}
-
 // Random texts of the bytes that steer the gatherer, long enough to cross the reader's buffer
 // many times, gather as the byte-at-a-time rules say.
 TEST_F(ScriptRead, BufferedGatheringFollowsTheByteRules) {
@@ -210,7 +143,7 @@ TEST_F(ScriptRead, BufferedGatheringFollowsTheByteRules) {
             for (unsigned long line; (line = reader.GatherCommandText(context)) != 0;)
                 gathered.emplace_back(reader.Text(), line);
         }
-        const auto expected = GatherByByte(bytes);
+        const auto expected = gather_rules::GatherByByte(bytes).texts;
         ASSERT_EQ(expected.size(), gathered.size()) << "round " << round;
         for (std::size_t i = 0; i < expected.size(); ++i)
             ASSERT_EQ(expected[i], gathered[i]) << "round " << round << ", text " << i;

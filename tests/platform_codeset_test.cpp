@@ -68,6 +68,35 @@ TEST(PlatformCodeSet, InvalidOrUnconvertibleInputFailsAndLeavesOutputAlone) {
     EXPECT_EQ(Converted("GBK", "UTF-8", kNiHaoGbk), kNiHaoUtf8);
 }
 
+// The check skips ASCII a block at a time: a character at any place of a long text, even the
+// last byte, is still seen, and the bytes just past a range given by pointer are not.
+TEST(PlatformCodeSet, ChecksEveryPlaceOfALongTextAndNothingPastIt) {
+    const std::string ascii(150, 'a');
+    for (std::size_t at = 0; at <= ascii.size(); ++at) {
+        for (const std::string& good : {kNiHaoUtf8, std::string("\xF0\x9F\x98\x80")}) {
+            const std::string text = ascii.substr(0, at) + good + ascii.substr(at);
+            EXPECT_EQ(Converted("UTF-8", "UTF-8", text), text) << at;
+        }
+        EXPECT_EQ(Converted("GBK", "UTF-8", ascii.substr(0, at) + kNiHaoGbk + ascii.substr(at)),
+                  ascii.substr(0, at) + kNiHaoUtf8 + ascii.substr(at))
+            << at;
+        for (const std::string& bad :
+             {std::string("\x80"), std::string("\xE4\xBD"), std::string("\xC0\xAF")}) {
+            const std::string text = ascii.substr(0, at) + bad + ascii.substr(at);
+            EXPECT_EQ(Converted("UTF-8", "UTF-8", text), "failed") << at;
+            // The range ends where the bad bytes begin.
+            std::string out = "old";
+            EXPECT_TRUE(qxp::OrinCodeSetConvert("UTF-8", "UTF-8", text.data(), at, out)) << at;
+            EXPECT_EQ(out, ascii.substr(0, at));
+        }
+    }
+    std::string out;
+    EXPECT_TRUE(qxp::OrinCodeSetConvert("GBK", "UTF-8", kNiHaoGbk.data(), kNiHaoGbk.size(), out));
+    EXPECT_EQ(out, kNiHaoUtf8);
+    EXPECT_FALSE(qxp::OrinCodeSetConvert("GBK", "UTF-8", kNiHaoGbk.data(), 3, out));
+    EXPECT_EQ(out, kNiHaoUtf8);  // left alone on failure
+}
+
 TEST(PlatformConcurrency, ConversionsOnManyThreads) {
     std::atomic<int> wrong{0};
     std::vector<std::thread> threads;

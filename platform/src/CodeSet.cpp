@@ -1,5 +1,8 @@
 #include "qx_platform/CodeSet.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 #include <iconv.h>
 #include <strings.h>
 
@@ -30,35 +33,52 @@ Encoding Lookup(const char* name) {
     return kUnknown;
 }
 
-bool IsAscii(const std::string& s) {
-    const char* p = s.data();
-    const char* end = p + s.size();
-    std::uint64_t acc = 0;
-    for (; end - p >= 8; p += 8) {
-        std::uint64_t word;
-        std::memcpy(&word, p, 8);
-        acc |= word;
+// The first byte of [p, end) above 0x7F, or end.
+inline const unsigned char* SkipAscii(const unsigned char* p, const unsigned char* end) {
+#if defined(__SSE2__)
+    // A byte's top bit is all that tells it from ASCII: one movemask per sixteen bytes, and
+    // for four blocks of ASCII at once, as most are. The first block is looked at alone: the
+    // next character of a non-ASCII text is often near.
+    const auto block = [](const unsigned char* at) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+    };
+    if (end - p >= 16) {
+        const int mask = _mm_movemask_epi8(block(p));
+        if (mask != 0) return p + __builtin_ctz(static_cast<unsigned>(mask));
+        p += 16;
     }
-    for (; p < end; ++p) acc |= static_cast<unsigned char>(*p);
-    return (acc & 0x8080808080808080ULL) == 0;
+    for (; end - p >= 64; p += 64) {
+        const __m128i any = _mm_or_si128(_mm_or_si128(block(p), block(p + 16)),
+                                         _mm_or_si128(block(p + 32), block(p + 48)));
+        if (_mm_movemask_epi8(any) != 0) break;
+    }
+    for (; end - p >= 16; p += 16) {
+        const int mask = _mm_movemask_epi8(block(p));
+        if (mask != 0) return p + __builtin_ctz(static_cast<unsigned>(mask));
+    }
+#else
+    for (std::uint64_t word; end - p >= 8; p += 8) {
+        std::memcpy(&word, p, 8);
+        if ((word & 0x8080808080808080ULL) != 0) break;
+    }
+#endif
+    while (p < end && *p < 0x80) ++p;
+    return p;
+}
+
+bool IsAscii(const char* s, std::size_t n) {
+    const auto* p = reinterpret_cast<const unsigned char*>(s);
+    return SkipAscii(p, p + n) == p + n;
 }
 
 // Strict UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
-bool IsValidUtf8(const std::string& s) {
-    const auto* p = reinterpret_cast<const unsigned char*>(s.data());
-    const auto* end = p + s.size();
-    while (p < end) {
-        // Skips ASCII eight bytes at a time.
-        std::uint64_t word;
-        while (end - p >= 8 && (std::memcpy(&word, p, 8), (word & 0x8080808080808080ULL) == 0)) {
-            p += 8;
-        }
-        if (p == end) break;
+bool IsValidUtf8(const char* s, std::size_t n) {
+    const auto* p = reinterpret_cast<const unsigned char*>(s);
+    const auto* const end = p + n;
+    for (;;) {
+        p = SkipAscii(p, end);
+        if (p == end) return true;
         const unsigned char c = *p;
-        if (c < 0x80) {
-            ++p;
-            continue;
-        }
         int len = 0;
         unsigned char lo = 0x80, hi = 0xBF;
         if (c >= 0xC2 && c <= 0xDF) {
@@ -80,7 +100,6 @@ bool IsValidUtf8(const std::string& s) {
         }
         p += len;
     }
-    return true;
 }
 
 // The calling thread's descriptors, opened on first use of a pair and closed at thread exit.
@@ -120,16 +139,16 @@ IconvCache& Cache() {
 }
 
 // Converts the whole input into the thread's scratch buffer; false on any bad byte.
-bool IconvAll(Encoding from, Encoding to, const std::string& in, std::size_t& length) {
+bool IconvAll(Encoding from, Encoding to, const char* in, std::size_t size, std::size_t& length) {
     IconvCache& cache = Cache();
     const iconv_t cd = cache.Get(from, to);
     if (cd == reinterpret_cast<iconv_t>(-1)) return false;
     iconv(cd, nullptr, nullptr, nullptr, nullptr);  // back to the initial state
 
     std::string& out = cache.Scratch();
-    if (out.size() < in.size() * 2 + 16) out.resize(in.size() * 2 + 16);
-    char* inPtr = const_cast<char*>(in.data());
-    std::size_t inLeft = in.size();
+    if (out.size() < size * 2 + 16) out.resize(size * 2 + 16);
+    char* inPtr = const_cast<char*>(in);  // iconv does not write through it
+    std::size_t inLeft = size;
     std::size_t done = 0;
     for (;;) {
         char* outPtr = &out[done];
@@ -167,33 +186,46 @@ enum class Outcome { kFailed, kUnchanged, kConverted };
 
 // kUnchanged: the text is already right in the target encoding; kConverted: the result is the
 // first `length` bytes of the thread's scratch buffer.
-Outcome Convert(const char* from, const char* to, const std::string& in, std::size_t& length) {
+Outcome Convert(const char* from, const char* to, const char* in, std::size_t size,
+                std::size_t& length) {
     const Encoding source = Lookup(from);
     const Encoding target = Lookup(to);
     if (source == kUnknown || target == kUnknown) return Outcome::kFailed;
+    // The check of UTF-8 passes ASCII on its own.
+    if (source == kUtf8 && target == kUtf8) {
+        return IsValidUtf8(in, size) ? Outcome::kUnchanged : Outcome::kFailed;
+    }
     // All three encodings agree on ASCII: the common case of a plain command.
-    if (IsAscii(in)) return Outcome::kUnchanged;
+    if (IsAscii(in, size)) return Outcome::kUnchanged;
     if (source == target) {
-        if (source == kUtf8 && !IsValidUtf8(in)) return Outcome::kFailed;
-        if (source == kGbk && !IconvAll(kGbk, kUtf8, in, length)) return Outcome::kFailed;
+        if (source == kGbk && !IconvAll(kGbk, kUtf8, in, size, length)) return Outcome::kFailed;
         return Outcome::kUnchanged;
     }
-    return IconvAll(source, target, in, length) ? Outcome::kConverted : Outcome::kFailed;
+    return IconvAll(source, target, in, size, length) ? Outcome::kConverted : Outcome::kFailed;
 }
 
 }  // namespace
 
 bool OrinCodeSetConvert(const char* from, const char* to, const std::string& in, std::string& out) {
     std::size_t length = 0;
-    const Outcome outcome = Convert(from, to, in, length);
+    const Outcome outcome = Convert(from, to, in.data(), in.size(), length);
     if (outcome == Outcome::kUnchanged) out = in;
+    if (outcome == Outcome::kConverted) out.assign(Cache().Scratch().data(), length);
+    return outcome != Outcome::kFailed;
+}
+
+bool OrinCodeSetConvert(const char* from, const char* to, const char* data, std::size_t size,
+                        std::string& out) {
+    std::size_t length = 0;
+    const Outcome outcome = Convert(from, to, data, size, length);
+    if (outcome == Outcome::kUnchanged) out.assign(data, size);
     if (outcome == Outcome::kConverted) out.assign(Cache().Scratch().data(), length);
     return outcome != Outcome::kFailed;
 }
 
 bool OrinCodeSetConvertTaking(const char* from, const char* to, std::string& in, std::string& out) {
     std::size_t length = 0;
-    const Outcome outcome = Convert(from, to, in, length);
+    const Outcome outcome = Convert(from, to, in.data(), in.size(), length);
     if (outcome == Outcome::kUnchanged) out.swap(in);
     if (outcome == Outcome::kConverted) out.assign(Cache().Scratch().data(), length);
     return outcome != Outcome::kFailed;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "qx_platform/Export.h"
@@ -12,6 +13,11 @@ namespace qxp {
 // Thread-safe; iconv descriptors are cached per thread.
 QXP_API bool OrinCodeSetConvert(const char* from, const char* to, const std::string& in,
                                 std::string& out);
+
+// As OrinCodeSetConvert, for the bytes [data, data + size) that are not held in a string of
+// their own: the text is copied once, straight into out.
+QXP_API bool OrinCodeSetConvert(const char* from, const char* to, const char* data,
+                                std::size_t size, std::string& out);
 
 // As OrinCodeSetConvert, for a caller that no longer needs its input: a text that is already
 // right in the target encoding is swapped into out instead of copied, leaving in with out's

@@ -2,13 +2,20 @@
 
 #include <algorithm>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "qx_platform/CodeSet.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 
 #if defined(__GNUC__)
 #define QX_LAYOUT_INLINE inline __attribute__((always_inline))
+#define QX_NO_ADDRESS_CHECK __attribute__((no_sanitize("address", "thread")))
 #else
 #define QX_LAYOUT_INLINE inline
+#define QX_NO_ADDRESS_CHECK
 #endif
 
 namespace NSQX_script {
@@ -103,7 +110,7 @@ CommandLayout::Kind CommandLayout::Render(unsigned long cmdCode,
 
 void CommandLayout::AppendNamed(const std::string& name, const std::vector<MMLParaStruct>& paras) {
     Put(':');
-    Put(name);
+    PutText(name);
     Put(":{", 2);
     std::size_t column = name.size() + 3;
     ParaList(paras, column);
@@ -162,6 +169,47 @@ QX_LAYOUT_INLINE std::uint64_t CopyText(char* d, const char* s, std::size_t n) {
     return 0;
 }
 
+#if defined(__SSE2__) && \
+    (defined(_LIBCPP_VERSION) || (defined(_GLIBCXX_USE_CXX11_ABI) && _GLIBCXX_USE_CXX11_ABI))
+// A string's storage holds capacity() + 1 bytes, and no capacity is below 15, the short-string
+// buffer's: 16 bytes can be read from data() whatever the length. The bytes past the end are
+// read but not used; the address checker may count them outside the string, so it is kept out.
+QX_NO_ADDRESS_CHECK inline __m128i LoadStringBlock(const char* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+
+// Copies a string to d, which has room for 16 bytes more than its length (bytes past the length
+// are written but not counted); true when one of its bytes is above 0x7F. A string of up to 32
+// bytes takes two blocks, the second ending at its end (or the first again when it is shorter
+// than a block), with no branch on its length, which mixed lengths would mispredict.
+QX_LAYOUT_INLINE bool CopyString(char* d, const std::string& text) {
+    const char* s = text.data();
+    const std::size_t n = text.size();
+    const __m128i head = LoadStringBlock(s);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), head);
+    __m128i any = head;
+    for (std::size_t i = 16; i + 16 < n; i += 16) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i), block);
+        any = _mm_or_si128(any, block);
+    }
+    const std::size_t tail = (n > 16 ? n : 16) - 16;
+    const __m128i last = LoadStringBlock(s + tail);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + tail), last);
+    any = _mm_or_si128(any, last);
+    // Below 16 bytes, both blocks hold bytes past the end, which do not count.
+    const unsigned counted = (1u << std::min<std::size_t>(n, 16)) - 1;
+    return (static_cast<unsigned>(_mm_movemask_epi8(any)) & counted) != 0;
+}
+#else
+QX_LAYOUT_INLINE bool CopyString(char* d, const std::string& text) {
+    return (CopyText(d, text.data(), text.size()) & 0x8080808080808080ull) != 0;
+}
+#endif
+
+// Room a string needs beyond its length.
+constexpr std::size_t kStringSlack = 16;
+
 // Writes value in decimal at p, which has room for kIntegerRoom bytes; returns its length.
 QX_LAYOUT_INLINE std::size_t FormatInteger(long value, char* const start) {
     char* p = start;
@@ -198,20 +246,28 @@ QX_LAYOUT_INLINE std::size_t FormatInteger(long value, char* const start) {
     return n + static_cast<std::size_t>(p - start);
 }
 
-// Room that the value's text may take: one test, not a switch, as a number takes at most a
-// double's room.
+// Room that the value's text may take, without a branch on its type: a number takes at most a
+// double's room, and a string's length is counted whatever the type (a number's string is
+// empty, or a text it held before).
 QX_LAYOUT_INLINE std::size_t ValueRoom(const QXValue& value) {
-    return value.GetType() == QXValue::kString ? value.StringRef().size()
-                                               : QXValue::kDoubleTextRoom;
+    return value.StringRef().size() + QXValue::kDoubleTextRoom;
 }
 static_assert(kIntegerRoom <= QXValue::kDoubleTextRoom, "an integer fits a double's room");
+static_assert(kStringSlack <= QXValue::kDoubleTextRoom, "a string's slack fits the room");
+
+}  // namespace
+
+// Keeps a text with bytes above 0x7F for IsKnownUtf8, with a line feed after it.
+void CommandLayout::NoteNonAscii(const std::string& text) {
+    nonAscii_.append(text).push_back('\n');
+}
 
 // Writes the value's text at d, which has ValueRoom(value) bytes; returns its length.
-QX_LAYOUT_INLINE std::size_t FormatValue(const QXValue& value, char* d, std::uint64_t& high) {
+QX_LAYOUT_INLINE std::size_t CommandLayout::FormatValue(const QXValue& value, char* d) {
     switch (value.GetType()) {
         case QXValue::kString: {
             const std::string& s = value.StringRef();
-            high |= CopyText(d, s.data(), s.size());
+            if (CopyString(d, s)) NoteNonAscii(s);
             return s.size();
         }
         case QXValue::kInt32:
@@ -225,16 +281,29 @@ QX_LAYOUT_INLINE std::size_t FormatValue(const QXValue& value, char* d, std::uin
     return 0;
 }
 
-}  // namespace
+bool CommandLayout::IsKnownUtf8() {
+    if (nonAscii_.empty()) return true;
+    // Texts joined by an ASCII byte are valid UTF-8 together exactly when each one is; the
+    // conversion of UTF-8 into itself checks them and takes them unchanged.
+    if (!qxp::OrinCodeSetConvertTaking("UTF-8", "UTF-8", nonAscii_, checked_)) return false;
+    nonAscii_.swap(checked_);
+    return true;
+}
 
 void CommandLayout::Put(const char* s, std::size_t n) {
     char* d = Room(n);
     len_ += n;
-    high_ |= CopyText(d, s, n);
+    CopyText(d, s, n);
+}
+
+void CommandLayout::PutText(const std::string& text) {
+    char* d = Room(text.size() + kStringSlack);
+    len_ += text.size();
+    if (CopyString(d, text)) NoteNonAscii(text);
 }
 
 std::size_t CommandLayout::PutValue(const QXValue& value) {
-    const std::size_t n = FormatValue(value, Room(ValueRoom(value)), high_);
+    const std::size_t n = FormatValue(value, Room(ValueRoom(value)));
     len_ += n;
     return n;
 }
@@ -244,7 +313,6 @@ std::size_t CommandLayout::PutValue(const QXValue& value) {
 void CommandLayout::PutValues(const QXValue* v, const QXValue* const end, std::size_t& column) {
     char* d = buf_.get() + len_;
     char* limit = buf_.get() + cap_;
-    std::uint64_t high = high_;
     std::size_t col = column;
     for (const QXValue* const first = v; v != end; ++v) {
         const std::size_t need = ValueRoom(*v) + sizeof kWrap + 1;
@@ -262,12 +330,11 @@ void CommandLayout::PutValues(const QXValue* v, const QXValue* const end, std::s
             }
             *d++ = '&';
         }
-        const std::size_t n = FormatValue(*v, d, high);
+        const std::size_t n = FormatValue(*v, d);
         d += n;
         col += n + 1;
     }
     len_ = static_cast<std::size_t>(d - buf_.get());
-    high_ = high;
     column = col;
 }
 

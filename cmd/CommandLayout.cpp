@@ -55,7 +55,7 @@ unsigned DigitCount(std::uint64_t u) {
 // The eight decimal digits of u (below 10^8), one per byte, the most significant in the lowest
 // byte: two four-digit halves split in 32-bit lanes, then into pairs, then into digits, each
 // step a multiplication by a reciprocal that is exact in this range.
-std::uint64_t EightDigits(std::uint64_t u) {
+QX_LAYOUT_INLINE std::uint64_t EightDigits(std::uint64_t u) {
     const std::uint64_t merged = (u / 10000) | ((u % 10000) << 32);
     const std::uint64_t top = ((merged * 10486) >> 20) & 0x0000007F0000007Full;
     const std::uint64_t bottom = merged - 100 * top;
@@ -311,10 +311,12 @@ std::size_t CommandLayout::PutValue(const QXValue& value) {
 // Values joined by "&", wrapped past the wrap column. The cursor lives in a local: through the
 // char stores, the compiler would otherwise reload every member after each byte written.
 void CommandLayout::PutValues(const QXValue* v, const QXValue* const end, std::size_t& column) {
+    if (v == end) return;
     char* d = buf_.get() + len_;
     char* limit = buf_.get() + cap_;
     std::size_t col = column;
-    for (const QXValue* const first = v; v != end; ++v) {
+    for (;;) {
+        // Room for the value and the separator after it.
         const std::size_t need = ValueRoom(*v) + sizeof kWrap + 1;
         if (static_cast<std::size_t>(limit - d) < need) {
             len_ = static_cast<std::size_t>(d - buf_.get());
@@ -322,17 +324,16 @@ void CommandLayout::PutValues(const QXValue* v, const QXValue* const end, std::s
             d = buf_.get() + len_;
             limit = buf_.get() + cap_;
         }
-        if (v != first) {
-            if (col > kWrapColumn) {
-                std::memcpy(d, kWrap, 3);
-                d += 3;
-                col = kWrapIndent;
-            }
-            *d++ = '&';
-        }
         const std::size_t n = FormatValue(*v, d);
         d += n;
         col += n + 1;
+        if (++v == end) break;
+        if (col > kWrapColumn) {
+            std::memcpy(d, kWrap, 3);
+            d += 3;
+            col = kWrapIndent;
+        }
+        *d++ = '&';
     }
     len_ = static_cast<std::size_t>(d - buf_.get());
     column = col;

@@ -65,26 +65,6 @@ QX_LAYOUT_INLINE std::uint64_t EightDigits(std::uint64_t u) {
     return tens;
 }
 
-std::uint64_t Load8(const char* s) {
-    std::uint64_t w;
-    std::memcpy(&w, s, 8);
-    return w;
-}
-
-std::uint32_t Load4(const char* s) {
-    std::uint32_t w;
-    std::memcpy(&w, s, 4);
-    return w;
-}
-
-std::uint64_t HighBits(const char* s, std::size_t n) {
-    std::uint64_t bits = 0;
-    std::size_t i = 0;
-    for (; i + 8 <= n; i += 8) bits |= Load8(s + i);
-    for (; i < n; ++i) bits |= static_cast<unsigned char>(s[i]);
-    return bits;
-}
-
 }  // namespace
 
 CommandLayout::Kind CommandLayout::Render(const TScriptCmdRef& cmd) {
@@ -138,37 +118,6 @@ void CommandLayout::Grow(std::size_t more) {
 
 namespace {
 
-// Copies a piece of text; returns its bytes or-ed together, which tell whether it is ASCII.
-// Most pieces are a few bytes: two overlapping loads copy them without a call.
-QX_LAYOUT_INLINE std::uint64_t CopyText(char* d, const char* s, std::size_t n) {
-    if (n >= 8 && n <= 16) {
-        const std::uint64_t a = Load8(s);
-        const std::uint64_t b = Load8(s + n - 8);
-        std::memcpy(d, &a, 8);
-        std::memcpy(d + n - 8, &b, 8);
-        return a | b;
-    }
-    if (n >= 4 && n < 8) {
-        const std::uint32_t a = Load4(s);
-        const std::uint32_t b = Load4(s + n - 4);
-        std::memcpy(d, &a, 4);
-        std::memcpy(d + n - 4, &b, 4);
-        return a | b;
-    }
-    if (n > 0 && n < 4) {
-        d[0] = s[0];
-        d[n / 2] = s[n / 2];
-        d[n - 1] = s[n - 1];
-        return static_cast<unsigned char>(s[0]) | static_cast<unsigned char>(s[n / 2]) |
-               static_cast<unsigned char>(s[n - 1]);
-    }
-    if (n > 16) {
-        std::memcpy(d, s, n);
-        return HighBits(s, n);
-    }
-    return 0;
-}
-
 #if defined(__SSE2__) && \
     (defined(_LIBCPP_VERSION) || (defined(_GLIBCXX_USE_CXX11_ABI) && _GLIBCXX_USE_CXX11_ABI))
 // A string's storage holds capacity() + 1 bytes, and no capacity is below 15, the short-string
@@ -203,7 +152,10 @@ QX_LAYOUT_INLINE bool CopyString(char* d, const std::string& text) {
 }
 #else
 QX_LAYOUT_INLINE bool CopyString(char* d, const std::string& text) {
-    return (CopyText(d, text.data(), text.size()) & 0x8080808080808080ull) != 0;
+    std::memcpy(d, text.data(), text.size());
+    std::uint64_t bits = 0;
+    for (const char c : text) bits |= static_cast<unsigned char>(c);
+    return (bits & 0x80) != 0;
 }
 #endif
 
@@ -288,12 +240,6 @@ bool CommandLayout::IsKnownUtf8() {
     if (!qxp::OrinCodeSetConvertTaking("UTF-8", "UTF-8", nonAscii_, checked_)) return false;
     nonAscii_.swap(checked_);
     return true;
-}
-
-void CommandLayout::Put(const char* s, std::size_t n) {
-    char* d = Room(n);
-    len_ += n;
-    CopyText(d, s, n);
 }
 
 void CommandLayout::PutText(const std::string& text) {

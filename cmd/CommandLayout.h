@@ -78,7 +78,12 @@ class CommandLayout {
         if (cap_ - len_ < n) Grow(n);
         return buf_.get() + len_;
     }
-    void Put(const char* s, std::size_t n);
+    // Appends a constant piece; its length is known where it is called, so the copy is a store.
+    void Put(const char* s, std::size_t n) {
+        char* d = Room(n);
+        len_ += n;
+        std::memcpy(d, s, n);
+    }
     void Put(char c) {
         *Room(1) = c;
         ++len_;

@@ -5,6 +5,12 @@
 
 #include "qx_platform/QXValue.h"
 
+#if defined(__GNUC__)
+#define QX_DIGITS_INLINE inline __attribute__((always_inline))
+#else
+#define QX_DIGITS_INLINE inline
+#endif
+
 namespace qxp {
 namespace {
 
@@ -72,7 +78,7 @@ std::size_t FormatShortFixed(double v, char* out) noexcept {
 // The eight decimal digits of u (below 10^8), one per byte, the most significant in the lowest
 // byte: two four-digit halves split in 32-bit lanes, then into pairs, then into digits, each
 // step a multiplication by a reciprocal that is exact in this range.
-std::uint64_t EightDigits(std::uint64_t u) noexcept {
+QX_DIGITS_INLINE std::uint64_t EightDigits(std::uint64_t u) noexcept {
     const std::uint64_t merged = (u / 10000) | ((u % 10000) << 32);
     const std::uint64_t top = ((merged * 10486) >> 20) & 0x0000007F0000007Full;
     const std::uint64_t bottom = merged - 100 * top;

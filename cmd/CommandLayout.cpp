@@ -248,6 +248,14 @@ void CommandLayout::PutText(const std::string& text) {
     if (CopyString(d, text)) NoteNonAscii(text);
 }
 
+std::size_t CommandLayout::PutName(const QXValue& name) {
+    char* d = Room(ValueRoom(name) + 1);
+    const std::size_t n = FormatValue(name, d);
+    d[n] = '=';
+    len_ += n + 1;
+    return n;
+}
+
 std::size_t CommandLayout::PutValue(const QXValue& value) {
     const std::size_t n = FormatValue(value, Room(ValueRoom(value)));
     len_ += n;
@@ -321,8 +329,7 @@ void CommandLayout::ParaList(const std::vector<MMLParaStruct>& paras, std::size_
             Put(kWrap, 3);
             column = kWrapIndent;
         }
-        column += PutValue(para.name) + 1;
-        Put('=');
+        column += PutName(para.name) + 1;
 
         if (!para.objects.empty()) {
             Put('{');

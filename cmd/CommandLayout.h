@@ -98,6 +98,8 @@ class CommandLayout {
     std::size_t FormatValue(const QXValue& value, char* d);
     // Appends the value's text; returns its length.
     std::size_t PutValue(const QXValue& value);
+    // Appends a parameter's name and "="; returns the name's length.
+    std::size_t PutName(const QXValue& name);
     void PutValues(const QXValue* v, const QXValue* end, std::size_t& column);
 
     // One parameter list being laid out: the next parameter, and the group it belongs to.

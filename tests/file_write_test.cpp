@@ -371,6 +371,24 @@ TEST_F(ScriptWrite, TextsBeyondAsciiReachAUtf8FileAsTheyAre) {
               Read("u.txt"));
 }
 
+// Commands of every size around the write buffer's, one after another, arrive whole and in order
+// whether they fill the buffer, pass it, or span several.
+TEST_F(ScriptWrite, CommandsOfAnySizeArriveInOrder) {
+    std::string expected;
+    {
+        TScriptFileImpl file(1);
+        ASSERT_TRUE(file.OpenForWriteNoHead(dir_.c_str(), "sizes.txt"));
+        char fill = 'a';
+        for (std::size_t size : {10, 65500, 20, 65536, 70000, 3, 131000, 65529, 1, 100000}) {
+            const std::string value(size, fill++);
+            ASSERT_TRUE(Write(file, Cmd(201, {Para("v", {value})})));
+            expected += ":cfg-set:{v=" + value + "};\n\n";
+        }
+        EXPECT_TRUE(file.Close());
+    }
+    EXPECT_EQ(expected, Read("sizes.txt"));
+}
+
 // Small commands collect in the stream's buffer and reach the file in blocks: every byte arrives
 // in order, and a block that cannot be written fails the command that filled it.
 TEST_F(ScriptWrite, CommandsArriveWholeAndAFullDiskSetsTheErrorCode) {

@@ -185,6 +185,26 @@ void BM_WriteScript(benchmark::State& state) {
 }
 BENCHMARK(BM_WriteScript)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
+// BM_WriteScript into /dev/null: the same rendering and system calls without the page cache,
+// which tells the writer's own time from the kernel's (the rest of BM_WriteScript's time, about
+// what BM_FwriteBaseline takes).
+void BM_WriteScriptNull(benchmark::State& state) {
+    const int corpus = static_cast<int>(state.range(0));
+    state.SetLabel(bench_corpus::CorpusName(corpus));
+    std::vector<TScriptCmd> cmds = SampleCommands(corpus);
+    const std::size_t roundBytes = RenderedRound(cmds).size();
+    const std::size_t rounds = (kScriptBytes + roundBytes - 1) / roundBytes;
+    for (auto _ : state) {
+        TScriptFileImpl file(1);
+        if (!file.OpenForWriteNoHead(nullptr, "/dev/null")) state.SkipWithError("open");
+        for (std::size_t r = 0; r < rounds; ++r) {
+            for (auto& c : cmds) file.WriteCommand(c);
+        }
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(roundBytes * rounds * state.iterations()));
+}
+BENCHMARK(BM_WriteScriptNull)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+
 // What writing costs without rendering: the same 64 MiB, already rendered, handed to fwrite one
 // command at a time through a stream with the writer's 64 KiB buffer, so that the kernel gets
 // the same blocks. The difference to BM_WriteScript is the rendering.

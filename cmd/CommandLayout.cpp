@@ -2,13 +2,20 @@
 
 #include <algorithm>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "qx_platform/CodeSet.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 
 #if defined(__GNUC__)
 #define QX_LAYOUT_INLINE inline __attribute__((always_inline))
+#define QX_NO_ADDRESS_CHECK __attribute__((no_sanitize("address", "thread")))
 #else
 #define QX_LAYOUT_INLINE inline
+#define QX_NO_ADDRESS_CHECK
 #endif
 
 namespace NSQX_script {
@@ -48,7 +55,7 @@ unsigned DigitCount(std::uint64_t u) {
 // The eight decimal digits of u (below 10^8), one per byte, the most significant in the lowest
 // byte: two four-digit halves split in 32-bit lanes, then into pairs, then into digits, each
 // step a multiplication by a reciprocal that is exact in this range.
-std::uint64_t EightDigits(std::uint64_t u) {
+QX_LAYOUT_INLINE std::uint64_t EightDigits(std::uint64_t u) {
     const std::uint64_t merged = (u / 10000) | ((u % 10000) << 32);
     const std::uint64_t top = ((merged * 10486) >> 20) & 0x0000007F0000007Full;
     const std::uint64_t bottom = merged - 100 * top;
@@ -56,26 +63,6 @@ std::uint64_t EightDigits(std::uint64_t u) {
     std::uint64_t tens = ((pairs * 103) >> 10) & 0x000F000F000F000Full;
     tens += (pairs - 10 * tens) << 8;
     return tens;
-}
-
-std::uint64_t Load8(const char* s) {
-    std::uint64_t w;
-    std::memcpy(&w, s, 8);
-    return w;
-}
-
-std::uint32_t Load4(const char* s) {
-    std::uint32_t w;
-    std::memcpy(&w, s, 4);
-    return w;
-}
-
-std::uint64_t HighBits(const char* s, std::size_t n) {
-    std::uint64_t bits = 0;
-    std::size_t i = 0;
-    for (; i + 8 <= n; i += 8) bits |= Load8(s + i);
-    for (; i < n; ++i) bits |= static_cast<unsigned char>(s[i]);
-    return bits;
 }
 
 }  // namespace
@@ -103,7 +90,7 @@ CommandLayout::Kind CommandLayout::Render(unsigned long cmdCode,
 
 void CommandLayout::AppendNamed(const std::string& name, const std::vector<MMLParaStruct>& paras) {
     Put(':');
-    Put(name);
+    PutText(name);
     Put(":{", 2);
     std::size_t column = name.size() + 3;
     ParaList(paras, column);
@@ -131,36 +118,49 @@ void CommandLayout::Grow(std::size_t more) {
 
 namespace {
 
-// Copies a piece of text; returns its bytes or-ed together, which tell whether it is ASCII.
-// Most pieces are a few bytes: two overlapping loads copy them without a call.
-QX_LAYOUT_INLINE std::uint64_t CopyText(char* d, const char* s, std::size_t n) {
-    if (n >= 8 && n <= 16) {
-        const std::uint64_t a = Load8(s);
-        const std::uint64_t b = Load8(s + n - 8);
-        std::memcpy(d, &a, 8);
-        std::memcpy(d + n - 8, &b, 8);
-        return a | b;
-    }
-    if (n >= 4 && n < 8) {
-        const std::uint32_t a = Load4(s);
-        const std::uint32_t b = Load4(s + n - 4);
-        std::memcpy(d, &a, 4);
-        std::memcpy(d + n - 4, &b, 4);
-        return a | b;
-    }
-    if (n > 0 && n < 4) {
-        d[0] = s[0];
-        d[n / 2] = s[n / 2];
-        d[n - 1] = s[n - 1];
-        return static_cast<unsigned char>(s[0]) | static_cast<unsigned char>(s[n / 2]) |
-               static_cast<unsigned char>(s[n - 1]);
-    }
-    if (n > 16) {
-        std::memcpy(d, s, n);
-        return HighBits(s, n);
-    }
-    return 0;
+#if defined(__SSE2__) && \
+    (defined(_LIBCPP_VERSION) || (defined(_GLIBCXX_USE_CXX11_ABI) && _GLIBCXX_USE_CXX11_ABI))
+// A string's storage holds capacity() + 1 bytes, and no capacity is below 15, the short-string
+// buffer's: 16 bytes can be read from data() whatever the length. The bytes past the end are
+// read but not used; the address checker may count them outside the string, so it is kept out.
+QX_NO_ADDRESS_CHECK inline __m128i LoadStringBlock(const char* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
 }
+
+// Copies a string to d, which has room for 16 bytes more than its length (bytes past the length
+// are written but not counted); true when one of its bytes is above 0x7F. A string of up to 32
+// bytes takes two blocks, the second ending at its end (or the first again when it is shorter
+// than a block), with no branch on its length, which mixed lengths would mispredict.
+QX_LAYOUT_INLINE bool CopyString(char* d, const std::string& text) {
+    const char* s = text.data();
+    const std::size_t n = text.size();
+    const __m128i head = LoadStringBlock(s);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), head);
+    __m128i any = head;
+    for (std::size_t i = 16; i + 16 < n; i += 16) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i), block);
+        any = _mm_or_si128(any, block);
+    }
+    const std::size_t tail = (n > 16 ? n : 16) - 16;
+    const __m128i last = LoadStringBlock(s + tail);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + tail), last);
+    any = _mm_or_si128(any, last);
+    // Below 16 bytes, both blocks hold bytes past the end, which do not count.
+    const unsigned counted = (1u << std::min<std::size_t>(n, 16)) - 1;
+    return (static_cast<unsigned>(_mm_movemask_epi8(any)) & counted) != 0;
+}
+#else
+QX_LAYOUT_INLINE bool CopyString(char* d, const std::string& text) {
+    std::memcpy(d, text.data(), text.size());
+    std::uint64_t bits = 0;
+    for (const char c : text) bits |= static_cast<unsigned char>(c);
+    return (bits & 0x80) != 0;
+}
+#endif
+
+// Room a string needs beyond its length.
+constexpr std::size_t kStringSlack = 16;
 
 // Writes value in decimal at p, which has room for kIntegerRoom bytes; returns its length.
 QX_LAYOUT_INLINE std::size_t FormatInteger(long value, char* const start) {
@@ -198,20 +198,28 @@ QX_LAYOUT_INLINE std::size_t FormatInteger(long value, char* const start) {
     return n + static_cast<std::size_t>(p - start);
 }
 
-// Room that the value's text may take: one test, not a switch, as a number takes at most a
-// double's room.
+// Room that the value's text may take, without a branch on its type: a number takes at most a
+// double's room, and a string's length is counted whatever the type (a number's string is
+// empty, or a text it held before).
 QX_LAYOUT_INLINE std::size_t ValueRoom(const QXValue& value) {
-    return value.GetType() == QXValue::kString ? value.StringRef().size()
-                                               : QXValue::kDoubleTextRoom;
+    return value.StringRef().size() + QXValue::kDoubleTextRoom;
 }
 static_assert(kIntegerRoom <= QXValue::kDoubleTextRoom, "an integer fits a double's room");
+static_assert(kStringSlack <= QXValue::kDoubleTextRoom, "a string's slack fits the room");
+
+}  // namespace
+
+// Keeps a text with bytes above 0x7F for IsKnownUtf8, with a line feed after it.
+void CommandLayout::NoteNonAscii(const std::string& text) {
+    nonAscii_.append(text).push_back('\n');
+}
 
 // Writes the value's text at d, which has ValueRoom(value) bytes; returns its length.
-QX_LAYOUT_INLINE std::size_t FormatValue(const QXValue& value, char* d, std::uint64_t& high) {
+QX_LAYOUT_INLINE std::size_t CommandLayout::FormatValue(const QXValue& value, char* d) {
     switch (value.GetType()) {
         case QXValue::kString: {
             const std::string& s = value.StringRef();
-            high |= CopyText(d, s.data(), s.size());
+            if (CopyString(d, s)) NoteNonAscii(s);
             return s.size();
         }
         case QXValue::kInt32:
@@ -225,16 +233,31 @@ QX_LAYOUT_INLINE std::size_t FormatValue(const QXValue& value, char* d, std::uin
     return 0;
 }
 
-}  // namespace
+bool CommandLayout::IsKnownUtf8() {
+    if (nonAscii_.empty()) return true;
+    // Texts joined by an ASCII byte are valid UTF-8 together exactly when each one is; the
+    // conversion of UTF-8 into itself checks them and takes them unchanged.
+    if (!qxp::OrinCodeSetConvertTaking("UTF-8", "UTF-8", nonAscii_, checked_)) return false;
+    nonAscii_.swap(checked_);
+    return true;
+}
 
-void CommandLayout::Put(const char* s, std::size_t n) {
-    char* d = Room(n);
-    len_ += n;
-    high_ |= CopyText(d, s, n);
+void CommandLayout::PutText(const std::string& text) {
+    char* d = Room(text.size() + kStringSlack);
+    len_ += text.size();
+    if (CopyString(d, text)) NoteNonAscii(text);
+}
+
+std::size_t CommandLayout::PutName(const QXValue& name) {
+    char* d = Room(ValueRoom(name) + 1);
+    const std::size_t n = FormatValue(name, d);
+    d[n] = '=';
+    len_ += n + 1;
+    return n;
 }
 
 std::size_t CommandLayout::PutValue(const QXValue& value) {
-    const std::size_t n = FormatValue(value, Room(ValueRoom(value)), high_);
+    const std::size_t n = FormatValue(value, Room(ValueRoom(value)));
     len_ += n;
     return n;
 }
@@ -242,11 +265,12 @@ std::size_t CommandLayout::PutValue(const QXValue& value) {
 // Values joined by "&", wrapped past the wrap column. The cursor lives in a local: through the
 // char stores, the compiler would otherwise reload every member after each byte written.
 void CommandLayout::PutValues(const QXValue* v, const QXValue* const end, std::size_t& column) {
+    if (v == end) return;
     char* d = buf_.get() + len_;
     char* limit = buf_.get() + cap_;
-    std::uint64_t high = high_;
     std::size_t col = column;
-    for (const QXValue* const first = v; v != end; ++v) {
+    for (;;) {
+        // Room for the value and the separator after it.
         const std::size_t need = ValueRoom(*v) + sizeof kWrap + 1;
         if (static_cast<std::size_t>(limit - d) < need) {
             len_ = static_cast<std::size_t>(d - buf_.get());
@@ -254,20 +278,18 @@ void CommandLayout::PutValues(const QXValue* v, const QXValue* const end, std::s
             d = buf_.get() + len_;
             limit = buf_.get() + cap_;
         }
-        if (v != first) {
-            if (col > kWrapColumn) {
-                std::memcpy(d, kWrap, 3);
-                d += 3;
-                col = kWrapIndent;
-            }
-            *d++ = '&';
-        }
-        const std::size_t n = FormatValue(*v, d, high);
+        const std::size_t n = FormatValue(*v, d);
         d += n;
         col += n + 1;
+        if (++v == end) break;
+        if (col > kWrapColumn) {
+            std::memcpy(d, kWrap, 3);
+            d += 3;
+            col = kWrapIndent;
+        }
+        *d++ = '&';
     }
     len_ = static_cast<std::size_t>(d - buf_.get());
-    high_ = high;
     column = col;
 }
 
@@ -307,8 +329,7 @@ void CommandLayout::ParaList(const std::vector<MMLParaStruct>& paras, std::size_
             Put(kWrap, 3);
             column = kWrapIndent;
         }
-        column += PutValue(para.name) + 1;
-        Put('=');
+        column += PutName(para.name) + 1;
 
         if (!para.objects.empty()) {
             Put('{');

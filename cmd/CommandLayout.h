@@ -62,11 +62,15 @@ class CommandLayout {
         text_.assign(buf_.get(), len_);
         return text_;
     }
-    // False when the text may hold bytes above 0x7F (it is then not plain ASCII).
-    bool IsAscii() const noexcept { return (high_ & 0x8080808080808080ull) == 0; }
+    // False when the text holds a byte above 0x7F (it is then not plain ASCII).
+    bool IsAscii() const noexcept { return nonAscii_.empty(); }
+    // True when the text is ASCII or each name and value text in it with a byte above 0x7F is
+    // valid UTF-8, which makes the whole text valid: only those texts are checked. False leaves
+    // the whole text to be checked (texts that a raw line joins may be valid only together).
+    bool IsKnownUtf8();
     void Clear() noexcept {
         len_ = 0;
-        high_ = 0;
+        nonAscii_.clear();
     }
 
   private:
@@ -74,17 +78,28 @@ class CommandLayout {
         if (cap_ - len_ < n) Grow(n);
         return buf_.get() + len_;
     }
-    void Put(const char* s, std::size_t n);
-    void Put(std::string_view piece) { Put(piece.data(), piece.size()); }
+    // Appends a constant piece; its length is known where it is called, so the copy is a store.
+    void Put(const char* s, std::size_t n) {
+        char* d = Room(n);
+        len_ += n;
+        std::memcpy(d, s, n);
+    }
     void Put(char c) {
         *Room(1) = c;
         ++len_;
     }
+    // Appends a name or value text, noting whether it is ASCII.
+    void PutText(const std::string& text);
     void Grow(std::size_t more);
     void ParaList(const std::vector<MMLParaStruct>& paras, std::size_t& column);
 
+    void NoteNonAscii(const std::string& text);
+    // Writes the value's text at d, which has the room the value may take; returns its length.
+    std::size_t FormatValue(const QXValue& value, char* d);
     // Appends the value's text; returns its length.
     std::size_t PutValue(const QXValue& value);
+    // Appends a parameter's name and "="; returns the name's length.
+    std::size_t PutName(const QXValue& name);
     void PutValues(const QXValue* v, const QXValue* end, std::size_t& column);
 
     // One parameter list being laid out: the next parameter, and the group it belongs to.
@@ -101,7 +116,10 @@ class CommandLayout {
     std::unique_ptr<char[]> buf_;
     std::size_t cap_ = 0;
     std::size_t len_ = 0;
-    std::uint64_t high_ = 0;  // every byte copied from a text, or-ed together
+    // The name and value texts written that hold a byte above 0x7F, each followed by a line
+    // feed; IsKnownUtf8 checks them, and the buffer it hands them to is kept for the next check.
+    std::string nonAscii_;
+    std::string checked_;
     std::string name_;
     mutable std::string text_;
 };

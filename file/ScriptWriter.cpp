@@ -89,11 +89,15 @@ bool ScriptWriter::WriteEncoded(std::string_view text, const ScriptContext& cont
     return true;
 }
 
-bool ScriptWriter::WriteLayout(const CommandLayout& layout, const ScriptContext& context) {
+bool ScriptWriter::WriteLayout(CommandLayout& layout, const ScriptContext& context) {
     if (!IsOpen()) return false;
     const std::string_view text = layout.View();
     if (text.empty()) return true;
-    return layout.IsAscii() ? WriteBytes(text, context) : WriteEncoded(text, context);
+    // Valid UTF-8 into a UTF-8 file is what the conversion would write unchanged; the layout
+    // knows it from its non-ASCII texts alone, without going over the whole text again.
+    if (layout.IsAscii() || (context.encoding == "UTF-8" && layout.IsKnownUtf8()))
+        return WriteBytes(text, context);
+    return WriteEncoded(text, context);
 }
 
 qxp::Status ScriptWriter::Close() {

@@ -24,7 +24,8 @@ class ScriptWriter {
     // Converts UTF-8 text into the context's encoding and appends it; false on a failed write
     // or without a file. ASCII reads the same in all three encodings and is written as it is.
     bool WriteText(std::string_view text, const ScriptContext& context);
-    bool WriteLayout(const CommandLayout& layout, const ScriptContext& context);
+    // WriteText for the layout's text, which tells what it holds beyond ASCII.
+    bool WriteLayout(CommandLayout& layout, const ScriptContext& context);
     // Appends bytes as they are.
     bool WriteBytes(std::string_view bytes, const ScriptContext& context);
     // Flushes and closes; the first failure of the file's life, or of the close. Without a

@@ -346,6 +346,49 @@ TEST_F(ScriptWrite, StringWriterFallsBackToTheOtherSingleByteEncoding) {
     EXPECT_EQ("caf\xA8\xA6 \xD6\xD0\xFF", Read("g2.txt"));
 }
 
+// Names and values beyond ASCII go into a UTF-8 file as they are. A command with a text that is
+// not valid UTF-8 is traced and written unconverted all the same; texts that a raw line joins
+// are judged together.
+TEST_F(ScriptWrite, TextsBeyondAsciiReachAUtf8FileAsTheyAre) {
+    TScriptFileImpl file(1);
+    ASSERT_TRUE(file.SetEncoding("UTF-8"));
+    ASSERT_TRUE(file.OpenForWriteNoHead(dir_.c_str(), "u.txt"));
+    const std::string wide = "\xE4\xB8\xAD" + std::string(30, 'x');
+    {
+        qxp::TraceCapture trace;
+        EXPECT_TRUE(Write(file, Cmd(201, {Para("n\xC3\xA9", {"caf\xC3\xA9", wide})})));
+        EXPECT_TRUE(Write(file, Cmd(9999, {Para("a", {"\xC3"}), Para("b", {"\xA9!"})})));
+        EXPECT_FALSE(trace.Contains("Script export write string failed!"));
+    }
+    {
+        qxp::TraceCapture trace;
+        EXPECT_TRUE(Write(file, Cmd(201, {Para("n", {"ok\xC3\xA9", "bad\xC3("})})));
+        EXPECT_TRUE(trace.Contains("Script export write string failed!"));
+    }
+    EXPECT_TRUE(file.Close());
+    EXPECT_EQ(":cfg-set:{n\xC3\xA9=caf\xC3\xA9&" + wide + "};\n\n\xC3\xA9!\n" +
+                  ":cfg-set:{n=ok\xC3\xA9&bad\xC3(};\n\n",
+              Read("u.txt"));
+}
+
+// Commands of every size around the write buffer's, one after another, arrive whole and in order
+// whether they fill the buffer, pass it, or span several.
+TEST_F(ScriptWrite, CommandsOfAnySizeArriveInOrder) {
+    std::string expected;
+    {
+        TScriptFileImpl file(1);
+        ASSERT_TRUE(file.OpenForWriteNoHead(dir_.c_str(), "sizes.txt"));
+        char fill = 'a';
+        for (std::size_t size : {10, 65500, 20, 65536, 70000, 3, 131000, 65529, 1, 100000}) {
+            const std::string value(size, fill++);
+            ASSERT_TRUE(Write(file, Cmd(201, {Para("v", {value})})));
+            expected += ":cfg-set:{v=" + value + "};\n\n";
+        }
+        EXPECT_TRUE(file.Close());
+    }
+    EXPECT_EQ(expected, Read("sizes.txt"));
+}
+
 // Small commands collect in the stream's buffer and reach the file in blocks: every byte arrives
 // in order, and a block that cannot be written fails the command that filled it.
 TEST_F(ScriptWrite, CommandsArriveWholeAndAFullDiskSetsTheErrorCode) {

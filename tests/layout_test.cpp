@@ -192,4 +192,39 @@ TEST_F(LayoutTest, TextsWithAByteAboveAsciiAreNoticedWhereverItStands) {
     }
 }
 
+// Only a text's own bytes count, whatever its storage holds past its end (a shorter text copied
+// over a longer one keeps the rest); each name or value beyond ASCII is checked for UTF-8.
+TEST_F(LayoutTest, NonAsciiTextsAreFoundAndCheckedEachOnItsOwn) {
+    CommandLayout layout;
+    for (std::size_t len = 0; len <= 40; ++len) {
+        const std::string plain(len, 'a');
+        for (std::size_t storage : {std::size_t{15}, len + 40}) {
+            if (storage <= len) continue;
+            std::string old(storage, 'a');
+            old[storage - 1] = '\xE9';
+            old[len + 1 < storage ? len + 1 : storage - 1] = '\xE9';
+            MMLParaStruct p = Para("P", {old});
+            p.values[0].SetString(plain.data(), len);
+            p.name = QXValue(old, false);
+            p.name.SetString(len == 0 ? "N" : plain.data(), len == 0 ? 1 : len);
+            layout.Render(7102, {p});
+            EXPECT_TRUE(layout.IsAscii()) << len << " " << storage;
+            EXPECT_TRUE(layout.IsKnownUtf8()) << len << " " << storage;
+        }
+    }
+
+    layout.Render(7102, {Para("caf\xC3\xA9", {"1", "\xE4\xB8\xAD" + std::string(30, 'x')})});
+    EXPECT_FALSE(layout.IsAscii());
+    EXPECT_TRUE(layout.IsKnownUtf8());
+    for (const std::string bad : {"\xC3", "x\xC3(", "\xED\xA0\x80", "\xF4\x90\x80\x80"}) {
+        layout.Render(7102, {Para("P", {"\xC3\xA9", bad})});
+        EXPECT_FALSE(layout.IsKnownUtf8()) << bad;
+        layout.Render(7102, {Para(bad, {"1"})});
+        EXPECT_FALSE(layout.IsKnownUtf8()) << bad;
+        layout.Clear();
+        layout.AppendNamed(bad, {Para("P", {"1"})});
+        EXPECT_FALSE(layout.IsKnownUtf8()) << bad;
+    }
+}
+
 }  // namespace

@@ -51,19 +51,30 @@ class PosixWritableFile final : public WritableFile {
 
     Status Append(const char* data, std::size_t n) override {
         if (fd_ < 0) return Status::Error(EBADF, path_ + ": file is closed");
-        if (used_ + n <= kBufferSize) {
+        const std::size_t room = kBufferSize - used_;
+        if (n <= room) {
             std::memcpy(buffer_.get() + used_, data, n);
             used_ += n;
             return Status::OK();
         }
-        Status s = Flush();
-        if (!s.ok()) return s;
-        if (n < kBufferSize) {
-            std::memcpy(buffer_.get(), data, n);
-            used_ = n;
-            return Status::OK();
+        // The buffer is filled before it is written, and a large append goes out in whole
+        // buffers: the kernel gets writes of whole pages at page offsets, as from a stream.
+        if (used_ != 0) {
+            std::memcpy(buffer_.get() + used_, data, room);
+            used_ = kBufferSize;
+            data += room;
+            n -= room;
+            Status s = Flush();
+            if (!s.ok()) return s;
         }
-        return WriteAll(data, n);
+        const std::size_t whole = n - n % kBufferSize;
+        if (whole != 0) {
+            Status s = WriteAll(data, whole);
+            if (!s.ok()) return s;
+        }
+        std::memcpy(buffer_.get(), data + whole, n - whole);
+        used_ = n - whole;
+        return Status::OK();
     }
 
     Status Flush() override {

@@ -210,7 +210,7 @@ static_assert(kIntegerRoom <= QXValue::kDoubleTextRoom, "an integer fits a doubl
 QX_LAYOUT_INLINE std::size_t FormatValue(const QXValue& value, char* d, std::uint64_t& high) {
     switch (value.GetType()) {
         case QXValue::kString: {
-            const std::string& s = value.StringRef();
+            const std::string_view s = value.StringRef();
             high |= CopyText(d, s.data(), s.size());
             return s.size();
         }

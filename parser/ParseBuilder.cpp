@@ -169,11 +169,10 @@ void ParseBuilder::TrimParameters(std::vector<MMLParaStruct>& list, std::size_t 
 
 void ParseBuilder::TrimValues(std::vector<QXValue>& values, std::size_t n) noexcept {
     if (values.size() <= n) return;  // the generated parser's lists are trimmed before they grow
-    static const std::size_t kInline = std::string().capacity();
     QXValue* const end = values.data() + values.size();
     for (QXValue* v = values.data() + n; v < end; ++v) {
-        const std::size_t capacity = v->StringRef().capacity();
-        if (capacity > kInline && capacity <= kSpareTextBytes &&
+        const std::size_t capacity = v->TextCapacity();
+        if (capacity > QXValue::kInlineText && capacity <= kSpareTextBytes &&
             spareTexts_.size() < kSpareTextLimit)
             spareTexts_.push_back(std::move(*v));
     }
@@ -182,9 +181,8 @@ void ParseBuilder::TrimValues(std::vector<QXValue>& values, std::size_t n) noexc
 
 void ParseBuilder::TakeSpareText(QXValue& dst) noexcept {
     // The value's own storage, too small here, goes back to the spares unless it is inline.
-    static const std::size_t kInline = std::string().capacity();
     std::swap(dst, spareTexts_.back());
-    if (spareTexts_.back().StringRef().capacity() <= kInline) spareTexts_.pop_back();
+    if (spareTexts_.back().TextCapacity() <= QXValue::kInlineText) spareTexts_.pop_back();
 }
 
 void ParseBuilder::TrimGroups(std::vector<std::vector<MMLParaStruct>>& groups,
@@ -199,15 +197,12 @@ inline void ParseBuilder::Build(QXValue& dst, const Pending& src) {
             dst.SetString(src.str, src.len);
             return;
         case QXValue::kInt32:
-            dst.Clear();
             dst.SetInt32(static_cast<int>(src.num));
             return;
         case QXValue::kInt64:
-            dst.Clear();
             dst.SetInt64(static_cast<long>(src.num));
             return;
         default:
-            dst.Clear();
             dst.SetDouble(src.real);
             return;
     }
@@ -309,10 +304,7 @@ bool ParseBuilder::ValueRangeDirect(std::int64_t from, std::int64_t to, const ch
         values.resize(end);
         Aim(used);
     }
-    for (std::int64_t i = first; i <= last; ++i, ++next_) {
-        ClearText(*next_);
-        next_->SetInt32(static_cast<int>(i));
-    }
+    for (std::int64_t i = first; i <= last; ++i, ++next_) next_->SetInt32(static_cast<int>(i));
     return true;
 }
 

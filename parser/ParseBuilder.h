@@ -92,19 +92,11 @@ class ParseBuilder {
     void BeginValues(std::size_t expected);
     void ValueText(const char* s, std::size_t n) {
         QXValue& dst = NextValue();
-        if (n > dst.StringRef().capacity() && !spareTexts_.empty()) TakeSpareText(dst);
+        if (n > dst.TextCapacity() && !spareTexts_.empty()) TakeSpareText(dst);
         dst.SetString(s, n);
     }
-    void ValueInteger(std::int64_t v) {
-        QXValue& dst = NextValue();
-        ClearText(dst);
-        dst.SetInt64(static_cast<long>(v));
-    }
-    void ValueReal(double v) {
-        QXValue& dst = NextValue();
-        ClearText(dst);
-        dst.SetDouble(v);
-    }
+    void ValueInteger(std::int64_t v) { NextValue().SetInt64(static_cast<long>(v)); }
+    void ValueReal(double v) { NextValue().SetDouble(v); }
     // A range whose text runs from s to e.
     bool ValueRangeDirect(std::int64_t from, std::int64_t to, const char* s, const char* e);
     bool EndValues();
@@ -167,11 +159,6 @@ class ParseBuilder {
         end_ = direct_->data() + direct_->size();
     }
     std::size_t DirectUsed() const { return static_cast<std::size_t>(next_ - direct_->data()); }
-    // A number keeps the text storage of the value it overwrites; the text is emptied only
-    // when there is one, which spares a store into storage that may be cold.
-    static void ClearText(QXValue& v) noexcept {
-        if (!v.StringRef().empty()) v.Clear();
-    }
     void TakeSpareText(QXValue& dst) noexcept;
     // Trims values to n, keeping those of their texts that are worth it in spareTexts_.
     void TrimValues(std::vector<QXValue>& values, std::size_t n) noexcept;

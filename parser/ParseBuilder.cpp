@@ -36,6 +36,7 @@ void ParseBuilder::Begin(MMLCmdStruct& cmd) {
     // Trims then never throw.
     if (spare_.capacity() < kSpareLimit) spare_.reserve(kSpareLimit);
     if (spareTexts_.capacity() < kSpareTextLimit) spareTexts_.reserve(kSpareTextLimit);
+    if (spareGroups_.capacity() < kSpareGroupLimit) spareGroups_.reserve(kSpareGroupLimit);
     cmd_ = &cmd;
     cmd.cmdName.clear();
     cur_ = Frame{&cmd.paraList, 0, 0};
@@ -187,7 +188,12 @@ void ParseBuilder::TakeSpareText(QXValue& dst) noexcept {
 
 void ParseBuilder::TrimGroups(std::vector<std::vector<MMLParaStruct>>& groups,
                               std::size_t n) noexcept {
-    for (std::size_t i = n; i < groups.size(); ++i) TrimParameters(groups[i], 0);
+    for (std::size_t i = n; i < groups.size(); ++i) {
+        TrimParameters(groups[i], 0);
+        if (spareGroups_.size() < kSpareGroupLimit && groups[i].capacity() != 0 &&
+            groups[i].capacity() <= kSpareGroupParameters)
+            spareGroups_.push_back(std::move(groups[i]));
+    }
     Trim(groups, n);
 }
 
@@ -328,7 +334,13 @@ bool ParseBuilder::EndValues() {
 bool ParseBuilder::EnterGroup(MMLParaStruct& owner, std::size_t index) {
     stack_.push_back(cur_);
     try {
-        if (index == owner.objects.size()) owner.objects.emplace_back();
+        if (index == owner.objects.size()) {
+            owner.objects.emplace_back();
+            if (!spareGroups_.empty()) {
+                owner.objects.back().swap(spareGroups_.back());
+                spareGroups_.pop_back();
+            }
+        }
     } catch (...) {
         stack_.pop_back();
         throw;

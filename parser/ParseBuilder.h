@@ -40,6 +40,10 @@ class ParseBuilder {
     // size, and handed to later texts that would outgrow the storage of their own value.
     static constexpr std::size_t kSpareTextLimit = 4096;
     static constexpr std::size_t kSpareTextBytes = 256;
+    // Groups trimmed from a command leave their emptied parameter vectors, up to this many and
+    // this capacity, to later groups, which would otherwise grow theirs from nothing again.
+    static constexpr std::size_t kSpareGroupLimit = 1024;
+    static constexpr std::size_t kSpareGroupParameters = 256;
 
     void Begin(MMLCmdStruct& cmd);
     // Makes the parse record narrowed integers and backward ranges in notes, with offsets
@@ -194,6 +198,7 @@ class ParseBuilder {
     std::size_t objectGroups_ = 0;
     std::vector<MMLParaStruct> spare_;
     std::vector<QXValue> spareTexts_;
+    std::vector<std::vector<MMLParaStruct>> spareGroups_;
     static constexpr std::size_t kSpareLists = 4;
     std::vector<QXValue> spareLists_[kSpareLists];
     std::vector<Pending> names_;

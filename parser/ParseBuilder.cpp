@@ -189,10 +189,19 @@ void ParseBuilder::TakeSpareText(QXValue& dst) noexcept {
 void ParseBuilder::TrimGroups(std::vector<std::vector<MMLParaStruct>>& groups,
                               std::size_t n) noexcept {
     for (std::size_t i = n; i < groups.size(); ++i) {
-        TrimParameters(groups[i], 0);
-        if (spareGroups_.size() < kSpareGroupLimit && groups[i].capacity() != 0 &&
-            groups[i].capacity() <= kSpareGroupParameters)
-            spareGroups_.push_back(std::move(groups[i]));
+        std::vector<MMLParaStruct>& group = groups[i];
+        if (spareGroups_.size() == kSpareGroupLimit || group.capacity() == 0 ||
+            group.capacity() > kSpareGroupParameters) {
+            TrimParameters(group, 0);
+            continue;
+        }
+        // A group whose parameters all qualify as spares is kept whole: a later group then
+        // overwrites them in place instead of moving each one out and back.
+        const bool whole = std::all_of(group.begin(), group.end(), [](const MMLParaStruct& para) {
+            return para.values.capacity() <= kSpareValues;
+        });
+        if (!whole) TrimParameters(group, 0);
+        spareGroups_.push_back(std::move(group));
     }
     Trim(groups, n);
 }

@@ -40,8 +40,9 @@ class ParseBuilder {
     // size, and handed to later texts that would outgrow the storage of their own value.
     static constexpr std::size_t kSpareTextLimit = 4096;
     static constexpr std::size_t kSpareTextBytes = 256;
-    // Groups trimmed from a command leave their emptied parameter vectors, up to this many and
-    // this capacity, to later groups, which would otherwise grow theirs from nothing again.
+    // Groups trimmed from a command leave their parameter vectors, up to this many and this
+    // capacity, to later groups, which would otherwise grow theirs from nothing again; the
+    // parameters in them are stale and overwritten like those of a reused command.
     static constexpr std::size_t kSpareGroupLimit = 1024;
     static constexpr std::size_t kSpareGroupParameters = 256;
 

@@ -78,14 +78,6 @@ QX_NO_ADDRESS_CHECK inline __m128i LoadAt(const char* p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
 }
 
-// Bits set in a 16-bit mask; the baseline instruction set has no popcount instruction.
-inline unsigned CountBits(unsigned x) {
-    x = x - ((x >> 1) & 0x5555u);
-    x = (x & 0x3333u) + ((x >> 2) & 0x3333u);
-    x = (x + (x >> 4)) & 0x0F0Fu;
-    return (x + (x >> 8)) & 0x1Fu;
-}
-
 inline unsigned Matches(__m128i block, char c) {
     return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8(c))));
 }
@@ -108,22 +100,6 @@ QX_NO_ADDRESS_CHECK const char* QuoteStop(const char* p) {
         const __m128i block = _mm_load_si128(reinterpret_cast<const __m128i*>(base));
         const unsigned hits = QuoteStops(block) & keep;
         if (hits != 0) return base + __builtin_ctz(hits);
-    }
-}
-
-// The count of '&' from p up to the first ',', '}' or NUL.
-QX_NO_ADDRESS_CHECK std::size_t AmpersandsBeforeEnd(const char* p) {
-    const std::uintptr_t skew = reinterpret_cast<std::uintptr_t>(p) & 15;
-    const char* base = p - skew;
-    unsigned keep = (0xFFFFu << skew) & 0xFFFFu;
-    std::size_t n = 0;
-    for (;; base += 16, keep = 0xFFFFu) {
-        const __m128i block = _mm_load_si128(reinterpret_cast<const __m128i*>(base));
-        const unsigned ands = Matches(block, '&') & keep;
-        const unsigned ends =
-            (Matches(block, ',') | Matches(block, '}') | Matches(block, 0)) & keep;
-        if (ends != 0) return n + CountBits(ands & ((ends & -ends) - 1));
-        n += CountBits(ands);
     }
 }
 
@@ -221,14 +197,6 @@ const char* SkipWord(const char* p) {
 const char* QuoteStop(const char* p) {
     while (*p != '"' && *p != '\\' && *p != '\0') ++p;
     return p;
-}
-
-std::size_t AmpersandsBeforeEnd(const char* p) {
-    std::size_t n = 0;
-    for (;; ++p) {
-        if (*p == '&') ++n;
-        if (*p == ',' || *p == '}' || *p == '\0') return n;
-    }
 }
 
 #endif
@@ -348,7 +316,11 @@ class Parser {
     // A maximal run of [A-Za-z0-9_-]: a fraction when it is -?[0-9]+ and a full stop follows,
     // else a decimal number when it is -?[0-9]+, else a hexadecimal number when it is
     // 0x[0-9a-fA-F]+, else an identifier.
-    void Word(const char* s) { Word(s, SkipDigits(s + (*s == '-' ? 1 : 0))); }
+    void Word(const char* s) {
+        // Names mostly start with a letter: no block scan for digits there.
+        const char* const digits = s + (*s == '-' ? 1 : 0);
+        Word(s, Is(*digits, kDigitChar) ? SkipDigits(digits) : digits);
+    }
 
     // The same, with e the end of the digits that follow the optional minus sign.
     void Word(const char* s, const char* e) {
@@ -403,11 +375,6 @@ class Parser {
         tok_ = kNumber;
         p_ = e;
     }
-
-    // A guess at how many values the current list still holds, to grow it once instead of
-    // doubling it again and again: one and one for each "&" before the end of the parameter,
-    // by a scan that knows nothing of strings and ranges.
-    std::size_t ValuesAhead() const { return 1 + AmpersandsBeforeEnd(p_); }
 
     // '{' parameters '}', where parameters are empty, or one parameter, or a list of them that
     // may start with a comma but never ends with one.
@@ -469,7 +436,7 @@ class Parser {
 
     // A value list, its first value in tok_ when loaded is set, else at p_.
     bool Values(bool loaded) {
-        b_.BeginValues(ValuesAhead());
+        b_.BeginValues();
         if (loaded) {
             if (!OneValue()) return false;
             if (tok_ != kAnd) return b_.EndValues();

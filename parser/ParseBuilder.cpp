@@ -261,26 +261,7 @@ bool ParseBuilder::EndParameter() try {
     return OutOfMemory();
 }
 
-void ParseBuilder::FitList(std::vector<QXValue>& values, std::size_t expected) noexcept {
-    // The cost of a list is the count of values to build or to trim away.
-    const auto cost = [expected](std::size_t size) {
-        return size > expected ? size - expected : expected - size;
-    };
-    std::size_t best = kSpareLists;
-    std::size_t bestCost = cost(values.size());
-    if (bestCost < 16) return;
-    for (std::size_t i = 0; i < kSpareLists; ++i) {
-        const std::size_t c = cost(spareLists_[i].size());
-        if (c < bestCost) {
-            best = i;
-            bestCost = c;
-        }
-    }
-    // Very long lists are not kept, as for spare parameters.
-    if (best != kSpareLists && values.capacity() <= kSpareValues) values.swap(spareLists_[best]);
-}
-
-void ParseBuilder::BeginValues(std::size_t expected) {
+void ParseBuilder::BeginValues() {
     if (names_.empty()) {
         direct_ = &scratch_;
     } else {
@@ -288,15 +269,10 @@ void ParseBuilder::BeginValues(std::size_t expected) {
         directOwner_ = cur_.used - 1;
         Build(para.name, names_.front());
         if (!para.objects.empty()) TrimGroups(para.objects, 0);
-        FitList(para.values, expected);
         direct_ = &para.values;
     }
-    // Old values are overwritten where the list has room; when it must grow they are dropped
-    // first, as moving them along would cost more than their storage saves.
-    if (direct_->capacity() < expected) {
-        TrimValues(*direct_, 0);
-        direct_->reserve(expected);
-    }
+    // The old values are overwritten in place and the list grows as it must: a count taken
+    // beforehand, to size or swap the list, cost more than the values it saved rebuilding.
     Aim(0);
 }
 

@@ -94,7 +94,7 @@ class ParseBuilder {
     // through the pending list: BeginValues once the names are complete, then the values, then
     // EndValues, with the same result and the same value budget as PushValue, ValueRange and
     // EndParameter. These may throw std::bad_alloc.
-    void BeginValues(std::size_t expected);
+    void BeginValues();
     void ValueText(const char* s, std::size_t n) {
         QXValue& dst = NextValue();
         if (n > dst.TextCapacity() && !spareTexts_.empty()) TakeSpareText(dst);
@@ -167,11 +167,6 @@ class ParseBuilder {
     void TakeSpareText(QXValue& dst) noexcept;
     // Trims values to n, keeping those of their texts that are worth it in spareTexts_.
     void TrimValues(std::vector<QXValue>& values, std::size_t n) noexcept;
-    // A value list about to be filled with some expected count is swapped for a spare list
-    // whose size is closer to that count, so that a list of a few values does not trim away a
-    // long list's values only for a later long list to build them again. Lists only change
-    // places: none is made or freed for this.
-    void FitList(std::vector<QXValue>& values, std::size_t expected) noexcept;
     bool Spend(std::size_t n, const char* where = nullptr);
     // Spends for a parameter's values once they are stored, count in all, less what its value
     // ranges spent when they were read.
@@ -200,8 +195,6 @@ class ParseBuilder {
     std::vector<MMLParaStruct> spare_;
     std::vector<QXValue> spareTexts_;
     std::vector<std::vector<MMLParaStruct>> spareGroups_;
-    static constexpr std::size_t kSpareLists = 4;
-    std::vector<QXValue> spareLists_[kSpareLists];
     std::vector<Pending> names_;
     std::vector<Pending> values_;
     std::size_t spent_ = 0;

@@ -284,18 +284,15 @@ bool ParseBuilder::ValueRangeDirect(std::int64_t from, std::int64_t to, const ch
     rangeSpent_ += count;
     const std::int64_t first = static_cast<std::int32_t>(from);
     const std::int64_t last = first + static_cast<std::int64_t>(count) - 1;
+    std::int64_t i = first;
+    for (; i <= last && next_ != end_; ++i, ++next_) next_->SetInt32(static_cast<int>(i));
+    if (i > last) return true;
+    // The rest is built in place as integers rather than made empty and then set.
     std::vector<QXValue>& values = *direct_;
-    const std::size_t used = DirectUsed();
-    const std::size_t end = used + count;
-    if (values.size() < end) {
-        if (values.capacity() < end) {
-            TrimValues(values, used);
-            values.reserve(std::max(end, 2 * values.capacity()));
-        }
-        values.resize(end);
-        Aim(used);
-    }
-    for (std::int64_t i = first; i <= last; ++i, ++next_) next_->SetInt32(static_cast<int>(i));
+    const std::size_t end = values.size() + static_cast<std::size_t>(last - i + 1);
+    if (values.capacity() < end) values.reserve(std::max(end, 2 * values.capacity()));
+    for (; i <= last; ++i) values.emplace_back(static_cast<int>(i));
+    Aim(values.size());
     return true;
 }
 

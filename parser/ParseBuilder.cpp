@@ -182,7 +182,7 @@ void ParseBuilder::TrimValues(std::vector<QXValue>& values, std::size_t n) noexc
 
 void ParseBuilder::TakeSpareText(QXValue& dst) noexcept {
     // The value's own storage, too small here, goes back to the spares unless it is inline.
-    std::swap(dst, spareTexts_.back());
+    dst.swap(spareTexts_.back());
     if (spareTexts_.back().TextCapacity() <= QXValue::kInlineText) spareTexts_.pop_back();
 }
 

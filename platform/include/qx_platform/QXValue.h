@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "qx_platform/CStdString.h"
 #include "qx_platform/Export.h"
@@ -53,6 +54,18 @@ class QXP_API QXValue {
         return *this;
     }
     ~QXValue() = default;
+
+    // Exchanges the two values, heap buffers included.
+    void swap(QXValue& o) noexcept {
+        heap_.swap(o.heap_);
+        std::swap(size_, o.size_);
+        std::swap(cap_, o.cap_);
+        char box[sizeof box_];
+        std::memcpy(box, box_, sizeof box);
+        std::memcpy(box_, o.box_, sizeof box);
+        std::memcpy(o.box_, box, sizeof box);
+        std::swap(type_, o.type_);
+    }
 
     // The host's name for assignment from another value.
     void ReadFrom(const QXValue& other) { *this = other; }

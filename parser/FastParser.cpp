@@ -78,6 +78,14 @@ QX_NO_ADDRESS_CHECK inline __m128i LoadAt(const char* p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
 }
 
+// Bits set in a 16-bit mask; the baseline instruction set has no popcount instruction.
+inline unsigned CountBits(unsigned x) {
+    x = x - ((x >> 1) & 0x5555u);
+    x = (x & 0x3333u) + ((x >> 2) & 0x3333u);
+    x = (x + (x >> 4)) & 0x0F0Fu;
+    return (x + (x >> 8)) & 0x1Fu;
+}
+
 inline unsigned Matches(__m128i block, char c) {
     return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8(c))));
 }
@@ -100,6 +108,22 @@ QX_NO_ADDRESS_CHECK const char* QuoteStop(const char* p) {
         const __m128i block = _mm_load_si128(reinterpret_cast<const __m128i*>(base));
         const unsigned hits = QuoteStops(block) & keep;
         if (hits != 0) return base + __builtin_ctz(hits);
+    }
+}
+
+// The count of '&' from p up to the first ',', '}' or NUL.
+QX_NO_ADDRESS_CHECK std::size_t AmpersandsBeforeEnd(const char* p) {
+    const std::uintptr_t skew = reinterpret_cast<std::uintptr_t>(p) & 15;
+    const char* base = p - skew;
+    unsigned keep = (0xFFFFu << skew) & 0xFFFFu;
+    std::size_t n = 0;
+    for (;; base += 16, keep = 0xFFFFu) {
+        const __m128i block = _mm_load_si128(reinterpret_cast<const __m128i*>(base));
+        const unsigned ands = Matches(block, '&') & keep;
+        const unsigned ends =
+            (Matches(block, ',') | Matches(block, '}') | Matches(block, 0)) & keep;
+        if (ends != 0) return n + CountBits(ands & ((ends & -ends) - 1));
+        n += CountBits(ands);
     }
 }
 
@@ -197,6 +221,14 @@ const char* SkipWord(const char* p) {
 const char* QuoteStop(const char* p) {
     while (*p != '"' && *p != '\\' && *p != '\0') ++p;
     return p;
+}
+
+std::size_t AmpersandsBeforeEnd(const char* p) {
+    std::size_t n = 0;
+    for (;; ++p) {
+        if (*p == '&') ++n;
+        if (*p == ',' || *p == '}' || *p == '\0') return n;
+    }
 }
 
 #endif
@@ -440,6 +472,10 @@ class Parser {
     // A value list, its first value in tok_ when loaded is set, else at p_.
     bool Values(bool loaded) {
         b_.BeginValues();
+        // A list without storage yet, as in a fresh record, is sized once from a count of the
+        // "&" before the end of the parameter (a guess: the scan knows nothing of strings and
+        // ranges) instead of growing by doubling; a reused list grows only where it must.
+        if (b_.FreshList()) b_.ReserveValues(1 + AmpersandsBeforeEnd(p_));
         if (loaded) {
             if (!OneValue()) return false;
             if (tok_ != kAnd) return b_.EndValues();

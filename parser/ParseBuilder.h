@@ -95,6 +95,11 @@ class ParseBuilder {
     // EndValues, with the same result and the same value budget as PushValue, ValueRange and
     // EndParameter. These may throw std::bad_alloc.
     void BeginValues();
+    bool FreshList() const { return direct_->capacity() == 0; }
+    void ReserveValues(std::size_t n) {
+        direct_->reserve(n);
+        Aim(0);
+    }
     void ValueText(const char* s, std::size_t n) {
         QXValue& dst = NextValue();
         if (n > dst.TextCapacity() && !spareTexts_.empty()) TakeSpareText(dst);

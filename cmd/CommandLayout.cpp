@@ -120,18 +120,20 @@ namespace {
 
 #if defined(__SSE2__) && \
     (defined(_LIBCPP_VERSION) || (defined(_GLIBCXX_USE_CXX11_ABI) && _GLIBCXX_USE_CXX11_ABI))
-// A string's storage holds capacity() + 1 bytes, and no capacity is below 15, the short-string
-// buffer's: 16 bytes can be read from data() whatever the length. The bytes past the end are
-// read but not used; the address checker may count them outside the string, so it is kept out.
+// 16 bytes can be read from the start of every text copied here, whatever its length: a
+// standard string's storage holds capacity() + 1 bytes and no capacity is below 15, the
+// short-string buffer's; a value's text holds 16 at least (QXValue::kTextBlock). The bytes past
+// the end are read but not used; the address checker may count them outside the text, so it is
+// kept out.
 QX_NO_ADDRESS_CHECK inline __m128i LoadStringBlock(const char* p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
 }
 
-// Copies a string to d, which has room for 16 bytes more than its length (bytes past the length
-// are written but not counted); true when one of its bytes is above 0x7F. A string of up to 32
+// Copies a text to d, which has room for 16 bytes more than its length (bytes past the length
+// are written but not counted); true when one of its bytes is above 0x7F. A text of up to 32
 // bytes takes two blocks, the second ending at its end (or the first again when it is shorter
 // than a block), with no branch on its length, which mixed lengths would mispredict.
-QX_LAYOUT_INLINE bool CopyString(char* d, const std::string& text) {
+QX_LAYOUT_INLINE bool CopyString(char* d, std::string_view text) {
     const char* s = text.data();
     const std::size_t n = text.size();
     const __m128i head = LoadStringBlock(s);
@@ -151,7 +153,7 @@ QX_LAYOUT_INLINE bool CopyString(char* d, const std::string& text) {
     return (static_cast<unsigned>(_mm_movemask_epi8(any)) & counted) != 0;
 }
 #else
-QX_LAYOUT_INLINE bool CopyString(char* d, const std::string& text) {
+QX_LAYOUT_INLINE bool CopyString(char* d, std::string_view text) {
     std::memcpy(d, text.data(), text.size());
     std::uint64_t bits = 0;
     for (const char c : text) bits |= static_cast<unsigned char>(c);
@@ -210,7 +212,7 @@ static_assert(kStringSlack <= QXValue::kDoubleTextRoom, "a string's slack fits t
 }  // namespace
 
 // Keeps a text with bytes above 0x7F for IsKnownUtf8, with a line feed after it.
-void CommandLayout::NoteNonAscii(const std::string& text) {
+void CommandLayout::NoteNonAscii(std::string_view text) {
     nonAscii_.append(text).push_back('\n');
 }
 
@@ -218,7 +220,7 @@ void CommandLayout::NoteNonAscii(const std::string& text) {
 QX_LAYOUT_INLINE std::size_t CommandLayout::FormatValue(const QXValue& value, char* d) {
     switch (value.GetType()) {
         case QXValue::kString: {
-            const std::string& s = value.StringRef();
+            const std::string_view s = value.StringRef();
             if (CopyString(d, s)) NoteNonAscii(s);
             return s.size();
         }

@@ -93,7 +93,7 @@ class CommandLayout {
     void Grow(std::size_t more);
     void ParaList(const std::vector<MMLParaStruct>& paras, std::size_t& column);
 
-    void NoteNonAscii(const std::string& text);
+    void NoteNonAscii(std::string_view text);
     // Writes the value's text at d, which has the room the value may take; returns its length.
     std::size_t FormatValue(const QXValue& value, char* d);
     // Appends the value's text; returns its length.

@@ -49,7 +49,7 @@ bool BareIdentifier(std::string_view s) {
 
 void QuoteStrings(QXValue& value) {
     if (value.GetType() == QXValue::kString && !BareIdentifier(value.StringRef()))
-        value = QXValue("\"" + value.StringRef() + "\"", true);
+        value = QXValue("\"" + value.As_std_string() + "\"", true);
 }
 
 void QuoteStrings(std::vector<MMLParaStruct>& paras) {

@@ -348,10 +348,17 @@ class Parser {
     // A maximal run of [A-Za-z0-9_-]: a fraction when it is -?[0-9]+ and a full stop follows,
     // else a decimal number when it is -?[0-9]+, else a hexadecimal number when it is
     // 0x[0-9a-fA-F]+, else an identifier.
-    void Word(const char* s) { Word(s, SkipDigits(s + (*s == '-' ? 1 : 0))); }
+    void Word(const char* s) {
+        // Names mostly start with a letter: no block scan for digits there.
+        const char* const digits = s + (*s == '-' ? 1 : 0);
+        Word(s, Is(*digits, kDigitChar) ? SkipDigits(digits) : digits);
+    }
 
     // The same, with e the end of the digits that follow the optional minus sign.
-    void Word(const char* s, const char* e) {
+    void Word(const char* s, const char* e) { WordBody(s, e); }
+    // Inlined into the value loop, where a call's saved registers cost as much as the hexadecimal
+    // conversion.
+    QX_ALWAYS_INLINE void WordBody(const char* s, const char* e) {
         const char* const digits = s + (*s == '-' ? 1 : 0);
         if (e != digits && !Is(*e, kWordChar)) {
             if (*e != '.') {
@@ -403,11 +410,6 @@ class Parser {
         tok_ = kNumber;
         p_ = e;
     }
-
-    // A guess at how many values the current list still holds, to grow it once instead of
-    // doubling it again and again: one and one for each "&" before the end of the parameter,
-    // by a scan that knows nothing of strings and ranges.
-    std::size_t ValuesAhead() const { return 1 + AmpersandsBeforeEnd(p_); }
 
     // '{' parameters '}', where parameters are empty, or one parameter, or a list of them that
     // may start with a comma but never ends with one.
@@ -469,7 +471,11 @@ class Parser {
 
     // A value list, its first value in tok_ when loaded is set, else at p_.
     bool Values(bool loaded) {
-        b_.BeginValues(ValuesAhead());
+        b_.BeginValues();
+        // A list without storage yet, as in a fresh record, is sized once from a count of the
+        // "&" before the end of the parameter (a guess: the scan knows nothing of strings and
+        // ranges) instead of growing by doubling; a reused list grows only where it must.
+        if (b_.FreshList()) b_.ReserveValues(1 + AmpersandsBeforeEnd(p_));
         if (loaded) {
             if (!OneValue()) return false;
             if (tok_ != kAnd) return b_.EndValues();
@@ -539,7 +545,7 @@ class Parser {
                     if (!Range(s, value)) return Step::kFail;
                 }
             } else {
-                Word(s, e);
+                WordBody(s, e);
                 switch (tok_) {
                     case kIdent:
                         b_.ValueText(val_.str, val_.len);

@@ -36,6 +36,7 @@ void ParseBuilder::Begin(MMLCmdStruct& cmd) {
     // Trims then never throw.
     if (spare_.capacity() < kSpareLimit) spare_.reserve(kSpareLimit);
     if (spareTexts_.capacity() < kSpareTextLimit) spareTexts_.reserve(kSpareTextLimit);
+    if (spareGroups_.capacity() < kSpareGroupLimit) spareGroups_.reserve(kSpareGroupLimit);
     cmd_ = &cmd;
     cmd.cmdName.clear();
     cur_ = Frame{&cmd.paraList, 0, 0};
@@ -169,11 +170,10 @@ void ParseBuilder::TrimParameters(std::vector<MMLParaStruct>& list, std::size_t 
 
 void ParseBuilder::TrimValues(std::vector<QXValue>& values, std::size_t n) noexcept {
     if (values.size() <= n) return;  // the generated parser's lists are trimmed before they grow
-    static const std::size_t kInline = std::string().capacity();
     QXValue* const end = values.data() + values.size();
     for (QXValue* v = values.data() + n; v < end; ++v) {
-        const std::size_t capacity = v->StringRef().capacity();
-        if (capacity > kInline && capacity <= kSpareTextBytes &&
+        const std::size_t capacity = v->TextCapacity();
+        if (capacity > QXValue::kInlineText && capacity <= kSpareTextBytes &&
             spareTexts_.size() < kSpareTextLimit)
             spareTexts_.push_back(std::move(*v));
     }
@@ -182,14 +182,27 @@ void ParseBuilder::TrimValues(std::vector<QXValue>& values, std::size_t n) noexc
 
 void ParseBuilder::TakeSpareText(QXValue& dst) noexcept {
     // The value's own storage, too small here, goes back to the spares unless it is inline.
-    static const std::size_t kInline = std::string().capacity();
-    std::swap(dst, spareTexts_.back());
-    if (spareTexts_.back().StringRef().capacity() <= kInline) spareTexts_.pop_back();
+    dst.swap(spareTexts_.back());
+    if (spareTexts_.back().TextCapacity() <= QXValue::kInlineText) spareTexts_.pop_back();
 }
 
 void ParseBuilder::TrimGroups(std::vector<std::vector<MMLParaStruct>>& groups,
                               std::size_t n) noexcept {
-    for (std::size_t i = n; i < groups.size(); ++i) TrimParameters(groups[i], 0);
+    for (std::size_t i = n; i < groups.size(); ++i) {
+        std::vector<MMLParaStruct>& group = groups[i];
+        if (spareGroups_.size() == kSpareGroupLimit || group.capacity() == 0 ||
+            group.capacity() > kSpareGroupParameters) {
+            TrimParameters(group, 0);
+            continue;
+        }
+        // A group whose parameters all qualify as spares is kept whole: a later group then
+        // overwrites them in place instead of moving each one out and back.
+        const bool whole = std::all_of(group.begin(), group.end(), [](const MMLParaStruct& para) {
+            return para.values.capacity() <= kSpareValues;
+        });
+        if (!whole) TrimParameters(group, 0);
+        spareGroups_.push_back(std::move(group));
+    }
     Trim(groups, n);
 }
 
@@ -199,15 +212,12 @@ inline void ParseBuilder::Build(QXValue& dst, const Pending& src) {
             dst.SetString(src.str, src.len);
             return;
         case QXValue::kInt32:
-            dst.Clear();
             dst.SetInt32(static_cast<int>(src.num));
             return;
         case QXValue::kInt64:
-            dst.Clear();
             dst.SetInt64(static_cast<long>(src.num));
             return;
         default:
-            dst.Clear();
             dst.SetDouble(src.real);
             return;
     }
@@ -251,26 +261,7 @@ bool ParseBuilder::EndParameter() try {
     return OutOfMemory();
 }
 
-void ParseBuilder::FitList(std::vector<QXValue>& values, std::size_t expected) noexcept {
-    // The cost of a list is the count of values to build or to trim away.
-    const auto cost = [expected](std::size_t size) {
-        return size > expected ? size - expected : expected - size;
-    };
-    std::size_t best = kSpareLists;
-    std::size_t bestCost = cost(values.size());
-    if (bestCost < 16) return;
-    for (std::size_t i = 0; i < kSpareLists; ++i) {
-        const std::size_t c = cost(spareLists_[i].size());
-        if (c < bestCost) {
-            best = i;
-            bestCost = c;
-        }
-    }
-    // Very long lists are not kept, as for spare parameters.
-    if (best != kSpareLists && values.capacity() <= kSpareValues) values.swap(spareLists_[best]);
-}
-
-void ParseBuilder::BeginValues(std::size_t expected) {
+void ParseBuilder::BeginValues() {
     if (names_.empty()) {
         direct_ = &scratch_;
     } else {
@@ -278,15 +269,10 @@ void ParseBuilder::BeginValues(std::size_t expected) {
         directOwner_ = cur_.used - 1;
         Build(para.name, names_.front());
         if (!para.objects.empty()) TrimGroups(para.objects, 0);
-        FitList(para.values, expected);
         direct_ = &para.values;
     }
-    // Old values are overwritten where the list has room; when it must grow they are dropped
-    // first, as moving them along would cost more than their storage saves.
-    if (direct_->capacity() < expected) {
-        TrimValues(*direct_, 0);
-        direct_->reserve(expected);
-    }
+    // The old values are overwritten in place and the list grows as it must: a count taken
+    // beforehand, to size or swap the list, cost more than the values it saved rebuilding.
     Aim(0);
 }
 
@@ -298,21 +284,15 @@ bool ParseBuilder::ValueRangeDirect(std::int64_t from, std::int64_t to, const ch
     rangeSpent_ += count;
     const std::int64_t first = static_cast<std::int32_t>(from);
     const std::int64_t last = first + static_cast<std::int64_t>(count) - 1;
+    std::int64_t i = first;
+    for (; i <= last && next_ != end_; ++i, ++next_) next_->SetInt32(static_cast<int>(i));
+    if (i > last) return true;
+    // The rest is built in place as integers rather than made empty and then set.
     std::vector<QXValue>& values = *direct_;
-    const std::size_t used = DirectUsed();
-    const std::size_t end = used + count;
-    if (values.size() < end) {
-        if (values.capacity() < end) {
-            TrimValues(values, used);
-            values.reserve(std::max(end, 2 * values.capacity()));
-        }
-        values.resize(end);
-        Aim(used);
-    }
-    for (std::int64_t i = first; i <= last; ++i, ++next_) {
-        ClearText(*next_);
-        next_->SetInt32(static_cast<int>(i));
-    }
+    const std::size_t end = values.size() + static_cast<std::size_t>(last - i + 1);
+    if (values.capacity() < end) values.reserve(std::max(end, 2 * values.capacity()));
+    for (; i <= last; ++i) values.emplace_back(static_cast<int>(i));
+    Aim(values.size());
     return true;
 }
 
@@ -336,7 +316,13 @@ bool ParseBuilder::EndValues() {
 bool ParseBuilder::EnterGroup(MMLParaStruct& owner, std::size_t index) {
     stack_.push_back(cur_);
     try {
-        if (index == owner.objects.size()) owner.objects.emplace_back();
+        if (index == owner.objects.size()) {
+            owner.objects.emplace_back();
+            if (!spareGroups_.empty()) {
+                owner.objects.back().swap(spareGroups_.back());
+                spareGroups_.pop_back();
+            }
+        }
     } catch (...) {
         stack_.pop_back();
         throw;

@@ -40,6 +40,11 @@ class ParseBuilder {
     // size, and handed to later texts that would outgrow the storage of their own value.
     static constexpr std::size_t kSpareTextLimit = 4096;
     static constexpr std::size_t kSpareTextBytes = 256;
+    // Groups trimmed from a command leave their parameter vectors, up to this many and this
+    // capacity, to later groups, which would otherwise grow theirs from nothing again; the
+    // parameters in them are stale and overwritten like those of a reused command.
+    static constexpr std::size_t kSpareGroupLimit = 1024;
+    static constexpr std::size_t kSpareGroupParameters = 256;
 
     void Begin(MMLCmdStruct& cmd);
     // Makes the parse record narrowed integers and backward ranges in notes, with offsets
@@ -89,22 +94,19 @@ class ParseBuilder {
     // through the pending list: BeginValues once the names are complete, then the values, then
     // EndValues, with the same result and the same value budget as PushValue, ValueRange and
     // EndParameter. These may throw std::bad_alloc.
-    void BeginValues(std::size_t expected);
+    void BeginValues();
+    bool FreshList() const { return direct_->capacity() == 0; }
+    void ReserveValues(std::size_t n) {
+        direct_->reserve(n);
+        Aim(0);
+    }
     void ValueText(const char* s, std::size_t n) {
         QXValue& dst = NextValue();
-        if (n > dst.StringRef().capacity() && !spareTexts_.empty()) TakeSpareText(dst);
+        if (n > dst.TextCapacity() && !spareTexts_.empty()) TakeSpareText(dst);
         dst.SetString(s, n);
     }
-    void ValueInteger(std::int64_t v) {
-        QXValue& dst = NextValue();
-        ClearText(dst);
-        dst.SetInt64(static_cast<long>(v));
-    }
-    void ValueReal(double v) {
-        QXValue& dst = NextValue();
-        ClearText(dst);
-        dst.SetDouble(v);
-    }
+    void ValueInteger(std::int64_t v) { NextValue().SetInt64(static_cast<long>(v)); }
+    void ValueReal(double v) { NextValue().SetDouble(v); }
     // A range whose text runs from s to e.
     bool ValueRangeDirect(std::int64_t from, std::int64_t to, const char* s, const char* e);
     bool EndValues();
@@ -167,19 +169,9 @@ class ParseBuilder {
         end_ = direct_->data() + direct_->size();
     }
     std::size_t DirectUsed() const { return static_cast<std::size_t>(next_ - direct_->data()); }
-    // A number keeps the text storage of the value it overwrites; the text is emptied only
-    // when there is one, which spares a store into storage that may be cold.
-    static void ClearText(QXValue& v) noexcept {
-        if (!v.StringRef().empty()) v.Clear();
-    }
     void TakeSpareText(QXValue& dst) noexcept;
     // Trims values to n, keeping those of their texts that are worth it in spareTexts_.
     void TrimValues(std::vector<QXValue>& values, std::size_t n) noexcept;
-    // A value list about to be filled with some expected count is swapped for a spare list
-    // whose size is closer to that count, so that a list of a few values does not trim away a
-    // long list's values only for a later long list to build them again. Lists only change
-    // places: none is made or freed for this.
-    void FitList(std::vector<QXValue>& values, std::size_t expected) noexcept;
     bool Spend(std::size_t n, const char* where = nullptr);
     // Spends for a parameter's values once they are stored, count in all, less what its value
     // ranges spent when they were read.
@@ -207,8 +199,7 @@ class ParseBuilder {
     std::size_t objectGroups_ = 0;
     std::vector<MMLParaStruct> spare_;
     std::vector<QXValue> spareTexts_;
-    static constexpr std::size_t kSpareLists = 4;
-    std::vector<QXValue> spareLists_[kSpareLists];
+    std::vector<std::vector<MMLParaStruct>> spareGroups_;
     std::vector<Pending> names_;
     std::vector<Pending> values_;
     std::size_t spent_ = 0;

@@ -20,7 +20,7 @@ inline std::string Show(const QXValue& v) {
     const std::string stale = v.IsStringTypeEx() || v.StringRef().empty() ? "" : "?stale";
     switch (v.GetType()) {
         case QXValue::kString:
-            return "'" + v.StringRef() + "'";
+            return "'" + v.As_std_string() + "'";
         case QXValue::kInt32:
             return v.As_std_string() + "i" + stale;
         case QXValue::kInt64:

@@ -144,7 +144,11 @@ TEST(FastParser, ReusedRecordFollowsChangingShapes) {
     for (int i = 0; i < 300; ++i)
         longList += i % 3 ? "&" + std::to_string(i) : "&\"" + longText + std::to_string(i) + "\"";
     longList += ",B=0&&999,C=\"" + longText + "\"};";
+    // Texts on either side of the length a value holds without a heap buffer.
+    const std::string w14(14, 'p'), w15(15, 'q'), w16(16, 'r');
     const std::string texts[] = {
+        ":B:{A=" + w14 + "&" + w15 + "&1&" + w16 + ",B=\"" + w15 + "\"&" + w14 + "};",
+        ":B:{A=" + w16 + "&" + w14 + "&" + w15 + "&2,B=1.5&" + w16 + "};",
         longList,
         ":S:{A=1,B=2,C=3};",
         ":G:{A={B=\"" + longText + "\"&2}&{C=1&&40},B=x,C={D={E=1}}};",

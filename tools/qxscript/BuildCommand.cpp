@@ -26,25 +26,25 @@ using NSQX_script::QXValue;
 
 namespace {
 
-// The first text that the encoding cannot hold (the writer would fall back to another one than
-// the header names), or null when all fit. Walks the groups without recursion.
-const std::string* FirstUnfit(const std::vector<MMLParaStruct>& top, const std::string& encoding,
-                              std::string& work) {
+// The first value whose text the encoding cannot hold (the writer would fall back to another one
+// than the header names), or null when all fit. Walks the groups without recursion.
+const QXValue* FirstUnfit(const std::vector<MMLParaStruct>& top, const std::string& encoding,
+                          std::string& work) {
     auto fits = [&](const QXValue& v) {
         if (v.GetType() != QXValue::kString) return true;
-        const std::string& s = v.StringRef();
+        const std::string_view s = v.StringRef();
         return std::all_of(s.begin(), s.end(),
                            [](char c) { return static_cast<unsigned char>(c) < 0x80; }) ||
-               qxp::OrinCodeSetConvert("UTF-8", encoding.c_str(), s, work);
+               qxp::OrinCodeSetConvert("UTF-8", encoding.c_str(), std::string(s), work);
     };
     std::vector<const std::vector<MMLParaStruct>*> pending{&top};
     while (!pending.empty()) {
         const std::vector<MMLParaStruct>& list = *pending.back();
         pending.pop_back();
         for (const MMLParaStruct& p : list) {
-            if (!fits(p.name)) return &p.name.StringRef();
+            if (!fits(p.name)) return &p.name;
             for (const QXValue& v : p.values) {
-                if (!fits(v)) return &v.StringRef();
+                if (!fits(v)) return &v;
             }
             for (const auto& group : p.objects) pending.push_back(&group);
         }
@@ -153,10 +153,10 @@ int RunBuild(const BuildOptions& opts) {
             return kExitFindings;
         }
         if (encoding != "UTF-8") {
-            if (const std::string* unfit = FirstUnfit(parsed.paras, encoding, work)) {
+            if (const QXValue* unfit = FirstUnfit(parsed.paras, encoding, work)) {
                 Output::Write(stderr, where + std::to_string(lineNo) + ": error: \"" +
-                                          EscapeForTerminal(*unfit) + "\" cannot be written in " +
-                                          encoding + "\n");
+                                          EscapeForTerminal(unfit->As_std_string()) +
+                                          "\" cannot be written in " + encoding + "\n");
                 return kExitFindings;
             }
         }

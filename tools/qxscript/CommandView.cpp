@@ -48,7 +48,7 @@ void AppendJsonValue(const QXValue& v, std::string& out) {
     out += "\",\"value\":";
     switch (v.GetType()) {
         case QXValue::kString:
-            out += JsonText(v.StringRef());
+            out += JsonText(v.As_std_string());
             break;
         case QXValue::kInt32:
         case QXValue::kInt64:
@@ -73,7 +73,7 @@ struct Frame {
 };
 
 std::string TextOf(const QXValue& v) {
-    if (v.GetType() == QXValue::kString) return "\"" + EscapeForTerminal(v.StringRef()) + "\"";
+    if (v.GetType() == QXValue::kString) return "\"" + EscapeForTerminal(v.As_std_string()) + "\"";
     return v.As_std_string();
 }
 
@@ -96,8 +96,8 @@ bool LooksNumeric(const std::string& t) {
 // Texts get their quotes back where needed. A 64-bit integer beyond the signed 32-bit range
 // can only have been a 0x number (decimals are narrowed), and only as one does it read back.
 void Quote(QXValue& v) {
-    if (v.GetType() == QXValue::kString && !IsPlainWord(v.StringRef())) {
-        const std::string quoted = "\"" + v.StringRef() + "\"";
+    if (v.GetType() == QXValue::kString && !IsPlainWord(v.As_std_string())) {
+        const std::string quoted = "\"" + v.As_std_string() + "\"";
         v.SetString(quoted.data(), quoted.size());
     } else if (v.GetType() == QXValue::kInt64 && v.AsLong() > kInt32Max &&
                v.AsLong() <= kUint32Max) {

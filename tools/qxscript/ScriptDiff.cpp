@@ -57,7 +57,7 @@ bool SameValues(const std::vector<QXValue>& x, const std::vector<QXValue>& y, bo
 void AppendCanon(const QXValue& v, std::string& out) {
     switch (v.GetType()) {
         case QXValue::kString:
-            out += 's' + std::to_string(v.StringRef().size()) + ':' + v.StringRef();
+            out += 's' + std::to_string(v.StringRef().size()) + ':' + v.As_std_string();
             return;
         case QXValue::kDouble: {
             char buf[64];

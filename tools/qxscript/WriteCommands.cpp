@@ -59,15 +59,15 @@ std::string FirstUnfit(const std::vector<MMLParaStruct>& paras, const std::strin
     std::string converted;
     auto fits = [&](const QXValue& v) {
         if (v.GetType() != QXValue::kString) return true;
-        const std::string& s = v.StringRef();
+        const std::string_view s = v.StringRef();
         return std::all_of(s.begin(), s.end(),
                            [](char c) { return static_cast<unsigned char>(c) < 0x80; }) ||
-               qxp::OrinCodeSetConvert("UTF-8", encoding.c_str(), s, converted);
+               qxp::OrinCodeSetConvert("UTF-8", encoding.c_str(), std::string(s), converted);
     };
     for (const MMLParaStruct& p : paras) {
-        if (!fits(p.name)) return p.name.StringRef();
+        if (!fits(p.name)) return p.name.As_std_string();
         for (const QXValue& v : p.values) {
-            if (!fits(v)) return v.StringRef();
+            if (!fits(v)) return v.As_std_string();
         }
         for (const auto& group : p.objects) {
             std::string bad = FirstUnfit(group, encoding);

@@ -2,7 +2,10 @@
 
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "qx_platform/CStdString.h"
 #include "qx_platform/Export.h"
@@ -10,61 +13,93 @@
 namespace qxp {
 
 // The host's variant value: empty, text, 32-bit integer, 64-bit integer or double. Every name
-// and value of a parsed parameter is one of these. A value type; copies are deep and cheap for
-// short texts (the text uses the standard small-string storage).
+// and value of a parsed parameter is one of these. A value type that owns its text: up to
+// kInlineText bytes inside the value, longer ones in a heap buffer that the value keeps, with
+// its capacity, whatever it holds next, so that a value refilled in a loop copies a text
+// without allocating. Texts are NUL-terminated and shorter than kMaxText bytes (longer ones
+// throw std::length_error, as a standard string beyond its max_size()). Not synchronised: a
+// value is read by many threads or written by one.
 class QXP_API QXValue {
   public:
     enum Type : std::uint8_t { kEmpty, kString, kInt32, kInt64, kDouble };
+    static constexpr std::size_t kInlineText = 14;
+    // Bytes that may be read from the start of a text value's text whatever its length (the
+    // inline text is followed by the type inside the value; a heap buffer is never smaller), for
+    // block copies; those past the text are not its own.
+    static constexpr std::size_t kTextBlock = 16;
+    static constexpr std::size_t kMaxText = 0xFFFFFFFEu;
 
-    QXValue() noexcept : type_(kEmpty), i_(0) {}
+    QXValue() noexcept = default;
     // The flag is the host's "binary text" marker; the script library always passes false.
-    QXValue(const std::string& s, bool flag) : type_(kString), i_(0), s_(s) { (void)flag; }
-    QXValue(std::string&& s, bool flag) noexcept : type_(kString), i_(0), s_(std::move(s)) {
+    QXValue(const std::string& s, bool flag) {
+        SetString(s.data(), s.size());
         (void)flag;
     }
-    QXValue(const CStdString& s, bool flag) : type_(kString), i_(0), s_(s) { (void)flag; }
-    QXValue(const char* s, bool flag) : type_(kString), i_(0), s_(s ? s : "") { (void)flag; }
-    QXValue(int v) noexcept : type_(kInt32), i_(v) {}
-    QXValue(long v) noexcept : type_(kInt64), i_(v) {}
-    QXValue(double v) noexcept : type_(kDouble), d_(v) {}
+    QXValue(const CStdString& s, bool flag) {
+        SetString(s.data(), s.size());
+        (void)flag;
+    }
+    QXValue(const char* s, bool flag) {
+        SetString(s ? s : "", s ? std::strlen(s) : 0);
+        (void)flag;
+    }
+    QXValue(int v) noexcept : type_(kInt32) { Put(static_cast<long>(v)); }
+    QXValue(long v) noexcept : type_(kInt64) { Put(v); }
+    QXValue(double v) noexcept : type_(kDouble) { Put(v); }
 
-    QXValue(const QXValue&) = default;
-    QXValue(QXValue&&) noexcept = default;
-    QXValue& operator=(const QXValue&) = default;
-    QXValue& operator=(QXValue&&) noexcept = default;
+    QXValue(const QXValue& o) { CopyFrom(o); }
+    QXValue(QXValue&& o) noexcept { TakeFrom(o); }
+    QXValue& operator=(const QXValue& o) {
+        if (this != &o) CopyFrom(o);
+        return *this;
+    }
+    QXValue& operator=(QXValue&& o) noexcept {
+        if (this != &o) TakeFrom(o);
+        return *this;
+    }
+    ~QXValue() = default;
+
+    // Exchanges the two values, heap buffers included.
+    void swap(QXValue& o) noexcept {
+        heap_.swap(o.heap_);
+        std::swap(size_, o.size_);
+        std::swap(cap_, o.cap_);
+        char box[sizeof box_];
+        std::memcpy(box, box_, sizeof box);
+        std::memcpy(box_, o.box_, sizeof box);
+        std::memcpy(o.box_, box, sizeof box);
+        std::swap(type_, o.type_);
+    }
 
     // The host's name for assignment from another value.
     void ReadFrom(const QXValue& other) { *this = other; }
 
     // Setters that keep the text's storage, for callers that refill values in a loop.
     void SetString(const char* s, std::size_t n) {
+        char* const d = n <= kInlineText ? box_ : n < cap_ ? heap_.get() : Grow(n);
+        // s may be this value's own text: its inline bytes overlap, its heap text is never
+        // longer than the buffer, which Grow alone replaces.
+        std::memmove(d, s, n);
+        d[n] = '\0';
+        size_ = static_cast<std::uint32_t>(n);
         type_ = kString;
-        if (n <= s_.size()) {
-            // A text no longer than the one it replaces is copied over it and the rest cut off,
-            // which the standard string does inline; growing takes its out-of-line assign.
-            if (n != 0) std::memmove(&s_[0], s, n);
-            s_.erase(n);
-        } else {
-            s_.assign(s, n);
-        }
     }
     void SetInt32(int v) noexcept {
         type_ = kInt32;
-        i_ = v;
+        Put(static_cast<long>(v));
     }
     void SetInt64(long v) noexcept {
         type_ = kInt64;
-        i_ = v;
+        Put(v);
     }
     void SetDouble(double v) noexcept {
         type_ = kDouble;
-        d_ = v;
+        Put(v);
     }
-    void Clear() noexcept {
-        type_ = kEmpty;
-        i_ = 0;
-        s_.clear();
-    }
+    // Empties the value; its heap buffer stays for the next text.
+    void Clear() noexcept { type_ = kEmpty; }
+    // The longest text the value takes without allocating.
+    std::size_t TextCapacity() const noexcept { return cap_ != 0 ? cap_ - 1 : kInlineText; }
 
     Type GetType() const noexcept { return type_; }
     bool IsEmpty() const noexcept { return type_ == kEmpty; }
@@ -89,12 +124,15 @@ class QXP_API QXValue {
     // (strtol/strtod rules), 0 when it has none; empty gives 0.
     // Integers are answered inline: writers read every integer value through these.
     int AsInt() const noexcept { return static_cast<int>(AsLong()); }
-    long AsLong() const noexcept { return IsInteger() ? i_ : OtherAsLong(); }
+    long AsLong() const noexcept { return IsInteger() ? Get<long>() : OtherAsLong(); }
     float AsFloat() const noexcept { return static_cast<float>(AsDouble()); }
-    double AsDouble() const noexcept { return type_ == kDouble ? d_ : OtherAsDouble(); }
+    double AsDouble() const noexcept { return type_ == kDouble ? Get<double>() : OtherAsDouble(); }
     // The text of a string value; "" for every other type (no conversion, no allocation).
-    const char* AsCString() const noexcept { return type_ == kString ? s_.c_str() : ""; }
-    const std::string& StringRef() const noexcept { return s_; }
+    const char* AsCString() const noexcept { return type_ == kString ? Text() : ""; }
+    // The same text with its length; empty for every other type.
+    std::string_view StringRef() const noexcept {
+        return type_ == kString ? std::string_view(Text(), size_) : std::string_view();
+    }
 
     // Same type and same content.
     bool operator==(const QXValue& o) const noexcept;
@@ -104,13 +142,48 @@ class QXP_API QXValue {
     bool IsInteger() const noexcept { return type_ == kInt32 || type_ == kInt64; }
     long OtherAsLong() const noexcept;
     double OtherAsDouble() const noexcept;
+    const char* Text() const noexcept { return size_ <= kInlineText ? box_ : heap_.get(); }
+    // A heap buffer for a text of n bytes, kInlineText < n, replacing the current one.
+    char* Grow(std::size_t n);
+    void CopyFrom(const QXValue& o) {
+        if (o.type_ == kString) return SetString(o.Text(), o.size_);
+        std::memcpy(box_, o.box_, sizeof box_);
+        type_ = o.type_;
+    }
+    // Takes the heap buffer too; o is left empty, without one.
+    void TakeFrom(QXValue& o) noexcept {
+        heap_ = std::move(o.heap_);
+        size_ = o.size_;
+        cap_ = o.cap_;
+        std::memcpy(box_, o.box_, sizeof box_);
+        type_ = o.type_;
+        o.size_ = 0;
+        o.cap_ = 0;
+        o.type_ = kEmpty;
+    }
+    // A number lives in the first bytes of box_; copied through memcpy, which is one load or
+    // store and reads no inactive union member.
+    template <class T>
+    void Put(T v) noexcept {
+        static_assert(sizeof(T) <= sizeof box_, "a number fits the inline box");
+        std::memcpy(box_, &v, sizeof v);
+    }
+    template <class T>
+    T Get() const noexcept {
+        T v;
+        std::memcpy(&v, box_, sizeof v);
+        return v;
+    }
 
-    Type type_;
-    union {
-        long i_;
-        double d_;
-    };
-    std::string s_;
+    std::unique_ptr<char[]> heap_;  // kept across texts; cap_ bytes, or null with cap_ 0
+    std::uint32_t size_ = 0;        // of the text, when type_ is kString
+    std::uint32_t cap_ = 0;
+    // The text when it is no longer than kInlineText, with its NUL; else a number or nothing.
+    alignas(8) char box_[kInlineText + 1] = {};
+    Type type_ = kEmpty;
+    // An inline text, its NUL and the type fill a block; a heap text is longer than kInlineText.
+    static_assert(sizeof box_ + sizeof type_ >= kTextBlock && kInlineText + 2 >= kTextBlock,
+                  "a block can be read from every text");
 };
 
 }  // namespace qxp

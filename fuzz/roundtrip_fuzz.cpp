@@ -69,10 +69,13 @@ bool SameValue(const QXValue& a, const QXValue& b) {
     return tree_equal::SameValue(a, b);
 }
 
+// A tree a script can hold: named parameters, each with values or groups, not none and not both
+// (a backward name range before groups leaves values beside groups, "8&&7={b=1}&{c=2}", which
+// no script text writes back).
 bool Writable(const std::vector<MMLParaStruct>& paras) {
     for (const MMLParaStruct& para : paras) {
         if (para.name.StringRef().empty()) return false;
-        if (para.values.empty() && para.objects.empty()) return false;
+        if (para.values.empty() == para.objects.empty()) return false;
         for (const std::vector<MMLParaStruct>& group : para.objects)
             if (!Writable(group)) return false;
     }

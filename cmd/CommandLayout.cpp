@@ -7,6 +7,7 @@
 #endif
 
 #include "qx_platform/CodeSet.h"
+#include "qx_platform/DecimalDigits.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 
@@ -33,13 +34,6 @@ constexpr std::size_t kWrapIndent = 2;
 
 constexpr std::size_t kIntegerRoom = 20;  // "-9223372036854775808"
 
-// Two digits at a time. A table at namespace scope: the one inside std::to_chars is rebuilt
-// on the stack at every call with this compiler.
-constexpr char kPairs[201] =
-    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-    "8081828384858687888990919293949596979899";
-
 unsigned DigitCount(std::uint64_t u) {
     unsigned n = 1;
     for (;;) {
@@ -50,19 +44,6 @@ unsigned DigitCount(std::uint64_t u) {
         u /= 10000;
         n += 4;
     }
-}
-
-// The eight decimal digits of u (below 10^8), one per byte, the most significant in the lowest
-// byte: two four-digit halves split in 32-bit lanes, then into pairs, then into digits, each
-// step a multiplication by a reciprocal that is exact in this range.
-QX_LAYOUT_INLINE std::uint64_t EightDigits(std::uint64_t u) {
-    const std::uint64_t merged = (u / 10000) | ((u % 10000) << 32);
-    const std::uint64_t top = ((merged * 10486) >> 20) & 0x0000007F0000007Full;
-    const std::uint64_t bottom = merged - 100 * top;
-    const std::uint64_t pairs = (bottom << 16) + top;
-    std::uint64_t tens = ((pairs * 103) >> 10) & 0x000F000F000F000Full;
-    tens += (pairs - 10 * tens) << 8;
-    return tens;
 }
 
 }  // namespace
@@ -177,7 +158,7 @@ QX_LAYOUT_INLINE std::size_t FormatInteger(long value, char* const start) {
     if (u - 1 < 99999999) {
         // Up to eight digits at once: each byte of the word gets one digit, the most
         // significant first; the leading zeros are shifted out.
-        std::uint64_t word = EightDigits(u);
+        std::uint64_t word = qxp::EightDigits(u);
         n = 8 - static_cast<std::size_t>(__builtin_ctzll(word)) / 8;
         word = (word >> (8 * (8 - n))) + 0x3030303030303030ull;
         std::memcpy(p, &word, 8);
@@ -188,11 +169,11 @@ QX_LAYOUT_INLINE std::size_t FormatInteger(long value, char* const start) {
         char* e = p + n;
         while (u >= 100) {
             e -= 2;
-            std::memcpy(e, kPairs + (u % 100) * 2, 2);
+            std::memcpy(e, qxp::kDigitPairs + (u % 100) * 2, 2);
             u /= 100;
         }
         if (u >= 10) {
-            std::memcpy(e - 2, kPairs + u * 2, 2);
+            std::memcpy(e - 2, qxp::kDigitPairs + u * 2, 2);
         } else {
             e[-1] = static_cast<char>('0' + u);
         }

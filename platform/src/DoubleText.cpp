@@ -3,21 +3,11 @@
 #include <cstdint>
 #include <cstring>
 
+#include "qx_platform/DecimalDigits.h"
 #include "qx_platform/QXValue.h"
-
-#if defined(__GNUC__)
-#define QX_DIGITS_INLINE inline __attribute__((always_inline))
-#else
-#define QX_DIGITS_INLINE inline
-#endif
 
 namespace qxp {
 namespace {
-
-constexpr char kPairs[201] =
-    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-    "8081828384858687888990919293949596979899";
 
 constexpr double kPowersOfTen[] = {1e0, 1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,
                                    1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17};
@@ -53,11 +43,11 @@ std::size_t FormatShortFixed(double v, char* out) noexcept {
         auto u = static_cast<std::uint64_t>(m);
         for (; u >= 100; u /= 100) {
             d -= 2;
-            std::memcpy(d, kPairs + (u % 100) * 2, 2);
+            std::memcpy(d, kDigitPairs + (u % 100) * 2, 2);
         }
         if (u >= 10) {
             d -= 2;
-            std::memcpy(d, kPairs + u * 2, 2);
+            std::memcpy(d, kDigitPairs + u * 2, 2);
         } else {
             *--d = static_cast<char>('0' + u);
         }
@@ -73,19 +63,6 @@ std::size_t FormatShortFixed(double v, char* out) noexcept {
         return static_cast<std::size_t>(p + k - out);
     }
     return 0;
-}
-
-// The eight decimal digits of u (below 10^8), one per byte, the most significant in the lowest
-// byte: two four-digit halves split in 32-bit lanes, then into pairs, then into digits, each
-// step a multiplication by a reciprocal that is exact in this range.
-QX_DIGITS_INLINE std::uint64_t EightDigits(std::uint64_t u) noexcept {
-    const std::uint64_t merged = (u / 10000) | ((u % 10000) << 32);
-    const std::uint64_t top = ((merged * 10486) >> 20) & 0x0000007F0000007Full;
-    const std::uint64_t bottom = merged - 100 * top;
-    const std::uint64_t pairs = (bottom << 16) + top;
-    std::uint64_t tens = ((pairs * 103) >> 10) & 0x000F000F000F000Full;
-    tens += (pairs - 10 * tens) << 8;
-    return tens;
 }
 
 // For a binary exponent e, the largest k <= 17 with 10^k <= 2^(43 - e): a value in

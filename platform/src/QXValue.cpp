@@ -1,5 +1,6 @@
 #include "qx_platform/QXValue.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>

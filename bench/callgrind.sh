@@ -15,6 +15,17 @@ top() {
         grep -v 'PROGRAM TOTALS' | sed -n 1,8p | cut -c1-150
 }
 
+# Instructions callgrind counted, from its log.
+collected() { sed -n 's/.*Collected : *//p' <<<"$1" | tail -n 1; }
+
+# A benchmark counter's value in the log, its k, M or G suffix expanded.
+counter() {
+    grep -o "$2=[0-9.kMG]*" <<<"$1" | head -n 1 | cut -d= -f2 | awk '{
+        v = $0 + 0; s = substr($0, length($0))
+        if (s == "k") v *= 1e3; else if (s == "M") v *= 1e6; else if (s == "G") v *= 1e9
+        printf "%.6f", v }'
+}
+
 if [[ "$what" != file ]]; then
     for corpus in 0 1; do
         out="/tmp/qx_callgrind_parse_${corpus}_$$.out"
@@ -22,13 +33,12 @@ if [[ "$what" != file ]]; then
             --toggle-collect='NSQX_script::AnalyseOneCommandEx*' \
             "$build/bench/parser_bench" --benchmark_filter="BM_ParseReused/${corpus}\$" \
             --benchmark_min_time=0.000001 2>&1)"
-        ir="$(sed -n 's/.*Collected : *//p' <<<"$log" | tail -n 1)"
-        bytes="$(grep -o 'corpus_bytes=[0-9.kMG]*' <<<"$log" | head -n 1 | cut -d= -f2)"
+        ir="$(collected "$log")"
+        bytes="$(counter "$log" corpus_bytes)"
         iters="$(grep -E '^BM_ParseReused' <<<"$log" | awk '{print $6}')"
-        python3 -c "
-b='$bytes'; m={'k':1e3,'M':1e6,'G':1e9}
-n=float(b[:-1])*m[b[-1]] if b[-1] in m else float(b)
-print('parse, corpus $corpus: %.1f M instructions per MiB (%s instructions, %s iteration(s), profile $out)' % ($ir/($iters*n/1048576)/1e6, '$ir', '$iters'))"
+        awk -v ir="$ir" -v n="$bytes" -v it="$iters" -v c="$corpus" -v out="$out" 'BEGIN {
+            printf "parse, corpus %s: %.1f M instructions per MiB (%s instructions, %s iteration(s), profile %s)\n",
+                c, ir / (it * n / 1048576) / 1e6, ir, it, out }'
         top "$out"
     done
 fi
@@ -43,12 +53,11 @@ if [[ "$what" != parse ]]; then
                 --toggle-collect="NSQX_script::TScriptFileImpl::${fn}*" \
                 "$build/bench/script_file_bench" --benchmark_filter="${bench}/${corpus}/real_time\$" \
                 --benchmark_min_time=0.000001 2>&1)"
-            ir="$(sed -n 's/.*Collected : *//p' <<<"$log" | tail -n 1)"
-            mib="$(grep -o "${counter}=[0-9.kMG]*" <<<"$log" | head -n 1 | cut -d= -f2)"
-            python3 -c "
-b='$mib'; m={'k':1e3,'M':1e6,'G':1e9}
-n=float(b[:-1])*m[b[-1]] if b[-1] in m else float(b)
-print('$name, corpus $corpus: %.1f M instructions per MiB (%s instructions over %.1f MiB, profile $out)' % ($ir/n/1e6, '$ir', n))"
+            ir="$(collected "$log")"
+            mib="$(counter "$log" "$counter")"
+            awk -v ir="$ir" -v n="$mib" -v name="$name" -v c="$corpus" -v out="$out" 'BEGIN {
+                printf "%s, corpus %s: %.1f M instructions per MiB (%s instructions over %.1f MiB, profile %s)\n",
+                    name, c, ir / n / 1e6, ir, n, out }'
             top "$out"
         done
     done

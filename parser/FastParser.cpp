@@ -1,6 +1,7 @@
 #include "parser/FastParser.h"
 
 #include <cstdint>
+#include <cstring>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -61,6 +62,18 @@ inline bool Is(char c, CharClass k) {
     return (kChars.cls[static_cast<unsigned char>(c)] & k) != 0;
 }
 
+// The digits of a hexadecimal number one at a time, as ShortHex without blocks.
+bool SlowShortHex(const char* h, std::size_t n, std::uint32_t& v) {
+    std::uint64_t value = 0;
+    for (const char* const e = h + n; h != e; ++h) {
+        const unsigned digit = kHexDigits.value[static_cast<unsigned char>(*h)];
+        if (digit == 16) return false;
+        value = value << 4 | digit;
+    }
+    v = static_cast<std::uint32_t>(value);
+    return true;
+}
+
 // Scans over the text in 16-byte blocks. No load crosses into another page: the first block is
 // read where the scan starts unless that would cross, the others on 16-byte boundaries; and the
 // text ends in a NUL that stops every scan. Bytes of a block beyond that NUL or before the start
@@ -76,6 +89,15 @@ inline bool BlockFits(const char* p) {
 
 QX_NO_ADDRESS_CHECK inline __m128i LoadAt(const char* p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+
+// The kInlineText + 1 bytes at p, when they lie in one page.
+QX_NO_ADDRESS_CHECK inline bool LoadInline(const char* p, char (&out)[QXValue::kInlineText + 1]) {
+    if (!BlockFits(p)) return false;
+    char block[16];
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(block), LoadAt(p));
+    std::memcpy(out, block, sizeof out);
+    return true;
 }
 
 // Bits set in a 16-bit mask; the baseline instruction set has no popcount instruction.
@@ -200,6 +222,37 @@ const char* SkipWord(const char* p) {
     return SkipRun<WordBytes>(p);
 }
 
+// Bytes of a block that are hexadecimal digits.
+inline unsigned HexBytes(__m128i block) {
+    const __m128i lower = _mm_or_si128(block, _mm_set1_epi8(0x20));
+    return Below(_mm_add_epi8(lower, _mm_set1_epi8(static_cast<char>(0x80 - 'a'))), -128 + 6) |
+           Digits(block);
+}
+
+// Whether the n bytes at h (1 <= n <= 16, the rest of a word) are all hexadecimal digits, and
+// then the low 32 bits of their value in v, which is all that fewer than 17 digits keep. The
+// last eight digits are converted at once, without the loop whose varying length a list of
+// mixed values mispredicts.
+QX_NO_ADDRESS_CHECK inline bool ShortHex(const char* h, std::size_t n, std::uint32_t& v) {
+    if (!BlockFits(h)) return SlowShortHex(h, n, v);
+    const unsigned all = (1u << n) - 1;
+    if ((HexBytes(LoadAt(h)) & all) != all) return false;
+    // The last min(n, 8) digits, the first of them lowest, moved to the top of the word so that
+    // the zero bytes below them read as leading zeros. Both loads stay in the checked block.
+    const std::size_t skip = n > 8 ? n - 8 : 0;
+    const unsigned shift = static_cast<unsigned>(8 * (8 - (n - skip)));
+    std::uint64_t chunk = static_cast<std::uint64_t>(
+        _mm_cvtsi128_si64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(h + skip))));
+    chunk = (chunk << (shift / 2)) << (shift / 2);  // a shift by 64 would be undefined
+    // '0'..'9' give their low four bits; letters, whose bit 6 is set, those plus nine.
+    chunk = (chunk & 0x0F0F0F0F0F0F0F0Full) + 9 * ((chunk >> 6) & 0x0101010101010101ull);
+    chunk = (chunk * 16 + (chunk >> 8)) & 0x00FF00FF00FF00FFull;
+    chunk = (chunk * 256 + (chunk >> 16)) & 0x0000FFFF0000FFFFull;
+    chunk = (chunk * 65536 + (chunk >> 32)) & 0xFFFFFFFFull;
+    v = static_cast<std::uint32_t>(chunk);
+    return true;
+}
+
 #else
 
 const char* SkipDigits(const char* p) {
@@ -221,6 +274,14 @@ const char* SkipWord(const char* p) {
 const char* QuoteStop(const char* p) {
     while (*p != '"' && *p != '\\' && *p != '\0') ++p;
     return p;
+}
+
+bool ShortHex(const char* h, std::size_t n, std::uint32_t& v) {
+    return SlowShortHex(h, n, v);
+}
+
+bool LoadInline(const char*, char (&)[QXValue::kInlineText + 1]) {
+    return false;
 }
 
 std::size_t AmpersandsBeforeEnd(const char* p) {
@@ -374,15 +435,11 @@ class Parser {
         e = SkipWord(e);
         p_ = e;
         if (s[0] == '0' && s[1] == 'x' && e - s > 2) {
-            // Up to 16 digits the value cannot saturate: checked and converted in one pass.
+            // Up to 16 digits the value cannot saturate: checked and converted at once.
             if (e - s <= 18) {
-                std::uint64_t v = 0;
-                const char* h = s + 2;
-                for (unsigned digit;
-                     h != e && (digit = kHexDigits.value[static_cast<unsigned char>(*h)]) < 16; ++h)
-                    v = v << 4 | digit;
-                if (h == e) {
-                    Number(s, e, static_cast<std::uint32_t>(v));
+                std::uint32_t v = 0;
+                if (ShortHex(s + 2, static_cast<std::size_t>(e - s - 2), v)) {
+                    Number(s, e, v);
                     return;
                 }
             } else {
@@ -508,7 +565,7 @@ class Parser {
         if (c == '"') {
             const char* const close = QuoteClose(s + 1);
             if (close == nullptr) return Step::kFail;
-            b_.ValueText(s + 1, static_cast<std::size_t>(close - s - 1));
+            Text(s + 1, static_cast<std::size_t>(close - s - 1));
             p_ = close + 1;
         } else if (Is(c, kWordChar)) {
             // A plain decimal is converted in the same pass that finds its end.
@@ -548,7 +605,7 @@ class Parser {
                 WordBody(s, e);
                 switch (tok_) {
                     case kIdent:
-                        b_.ValueText(val_.str, val_.len);
+                        Text(val_.str, val_.len);
                         break;
                     case kReal:
                         b_.ValueReal(val_.real);
@@ -574,6 +631,15 @@ class Parser {
         return Step::kEnd;
     }
 
+    // A text value: most are short enough to be copied as one block.
+    QX_ALWAYS_INLINE void Text(const char* s, std::size_t n) {
+        char block[QXValue::kInlineText + 1];
+        if (n <= QXValue::kInlineText && LoadInline(s, block))
+            b_.ValueInlineText(block, n);
+        else
+            b_.ValueText(s, n);
+    }
+
     // A number from s, whose end p_ is, unless a blank follows: a value, or the first bound of
     // a range.
     bool Integer(const char* s, std::int64_t first) {
@@ -584,9 +650,22 @@ class Parser {
         return Range(s, first);
     }
 
-    // A range from the number at s, whose end p_ is at the "&&" after it.
+    // A range from the number at s, whose end p_ is at the "&&" after it. A plain decimal
+    // bound is read as FastValue reads one; any other goes through the token loop.
     bool Range(const char* s, std::int64_t first) {
         p_ += 2;
+        while (Is(*p_, kBlankChar)) ++p_;
+        const char* const t = p_;
+        const bool negative = *t == '-';
+        const char* const digits = t + (negative ? 1 : 0);
+        std::uint64_t magnitude = 0;
+        const char* const e = ReadDigits(digits, magnitude);
+        if (e != digits && e - digits <= kShortDecimalDigits && !Is(*e, kWordChar) && *e != '.') {
+            const std::int64_t last = NarrowDecimal(magnitude, negative);
+            if (e - t > 9) b_.CheckNarrowed(t, static_cast<std::size_t>(e - t), last);
+            p_ = e;
+            return b_.ValueRangeDirect(first, last, s, e);
+        }
         Next();
         return tok_ == kNumber && b_.ValueRangeDirect(first, val_.num, s, val_.str + val_.len);
     }

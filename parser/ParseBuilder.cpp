@@ -171,9 +171,9 @@ void ParseBuilder::TrimParameters(std::vector<MMLParaStruct>& list, std::size_t 
 void ParseBuilder::TrimValues(std::vector<QXValue>& values, std::size_t n) noexcept {
     if (values.size() <= n) return;  // the generated parser's lists are trimmed before they grow
     QXValue* const end = values.data() + values.size();
-    for (QXValue* v = values.data() + n; v < end; ++v) {
-        const std::size_t capacity = v->TextCapacity();
-        if (capacity > QXValue::kInlineText && capacity <= kSpareTextBytes &&
+    // Most values hold no buffer: one test each, the rest only for those that do.
+    for (QXValue* v = values.data() + n; v != end; ++v) {
+        if (v->HasTextBuffer() && v->TextCapacity() <= kSpareTextBytes &&
             spareTexts_.size() < kSpareTextLimit)
             spareTexts_.push_back(std::move(*v));
     }

@@ -105,6 +105,9 @@ class ParseBuilder {
         if (n > dst.TextCapacity() && !spareTexts_.empty()) TakeSpareText(dst);
         dst.SetString(s, n);
     }
+    void ValueInlineText(const char (&block)[QXValue::kInlineText + 1], std::size_t n) {
+        NextValue().SetInlineString(block, n);
+    }
     void ValueInteger(std::int64_t v) { NextValue().SetInt64(static_cast<long>(v)); }
     void ValueReal(double v) { NextValue().SetDouble(v); }
     // A range whose text runs from s to e.

@@ -84,6 +84,14 @@ class QXP_API QXValue {
         size_ = static_cast<std::uint32_t>(n);
         type_ = kString;
     }
+    // As SetString for a text of n <= kInlineText bytes given at the start of a block of
+    // kInlineText + 1 bytes, copied whole: a fixed-size copy instead of one sized at run time.
+    void SetInlineString(const char (&block)[kInlineText + 1], std::size_t n) noexcept {
+        std::memcpy(box_, block, sizeof box_);
+        box_[n] = '\0';
+        size_ = static_cast<std::uint32_t>(n);
+        type_ = kString;
+    }
     void SetInt32(int v) noexcept {
         type_ = kInt32;
         Put(static_cast<long>(v));
@@ -100,6 +108,8 @@ class QXP_API QXValue {
     void Clear() noexcept { type_ = kEmpty; }
     // The longest text the value takes without allocating.
     std::size_t TextCapacity() const noexcept { return cap_ != 0 ? cap_ - 1 : kInlineText; }
+    // Whether the value keeps a heap buffer (TextCapacity() beyond kInlineText).
+    bool HasTextBuffer() const noexcept { return cap_ != 0; }
 
     Type GetType() const noexcept { return type_; }
     bool IsEmpty() const noexcept { return type_ == kEmpty; }

@@ -182,8 +182,9 @@ void ParseBuilder::TrimValues(std::vector<QXValue>& values, std::size_t n) noexc
 
 void ParseBuilder::TakeSpareText(QXValue& dst) noexcept {
     // The value's own storage, too small here, goes back to the spares unless it is inline.
-    dst.swap(spareTexts_.back());
-    if (spareTexts_.back().TextCapacity() <= QXValue::kInlineText) spareTexts_.pop_back();
+    QXValue& spare = spareTexts_.back();
+    dst.ExchangeBuffers(spare);
+    if (!spare.HasTextBuffer()) spareTexts_.pop_back();
 }
 
 void ParseBuilder::TrimGroups(std::vector<std::vector<MMLParaStruct>>& groups,

@@ -71,6 +71,14 @@ class QXP_API QXValue {
         std::swap(type_, o.type_);
     }
 
+    // Exchanges the heap buffers of the two values, capacities included, and empties both: for a
+    // caller about to refill this value with a text that the other's buffer holds.
+    void ExchangeBuffers(QXValue& o) noexcept {
+        heap_.swap(o.heap_);
+        std::swap(cap_, o.cap_);
+        size_ = o.size_ = 0;
+        type_ = o.type_ = kEmpty;
+    }
     // The host's name for assignment from another value.
     void ReadFrom(const QXValue& other) { *this = other; }
 

@@ -27,17 +27,23 @@ constexpr int kMaxDepth = 64;
 #define QX_ALWAYS_INLINE inline
 #endif
 
-enum CharClass : std::uint8_t { kWordChar = 1, kDigitChar = 2, kHexChar = 4, kBlankChar = 8 };
+enum CharClass : std::uint8_t {
+    kWordChar = 1,
+    kDigitChar = 2,
+    kHexChar = 4,
+    kBlankChar = 8,
+    kLetterChar = 16,  // a word's first byte that makes it an identifier, whatever follows
+};
 
 struct CharTable {
     std::uint8_t cls[256] = {};
     constexpr CharTable() {
         for (int c = '0'; c <= '9'; ++c) cls[c] = kWordChar | kDigitChar | kHexChar;
-        for (int c = 'a'; c <= 'z'; ++c) cls[c] = kWordChar;
-        for (int c = 'A'; c <= 'Z'; ++c) cls[c] = kWordChar;
+        for (int c = 'a'; c <= 'z'; ++c) cls[c] = kWordChar | kLetterChar;
+        for (int c = 'A'; c <= 'Z'; ++c) cls[c] = kWordChar | kLetterChar;
         for (int c = 'a'; c <= 'f'; ++c) cls[c] |= kHexChar;
         for (int c = 'A'; c <= 'F'; ++c) cls[c] |= kHexChar;
-        cls[static_cast<unsigned char>('_')] = kWordChar;
+        cls[static_cast<unsigned char>('_')] = kWordChar | kLetterChar;
         cls[static_cast<unsigned char>('-')] = kWordChar;
         cls[static_cast<unsigned char>(' ')] = kBlankChar;
         cls[static_cast<unsigned char>('\t')] = kBlankChar;
@@ -239,6 +245,16 @@ const char* SkipWord(const char* p) {
     return SkipRun<WordBytes>(p);
 }
 
+// SkipWord with its first block inline: nearly every word ends there, and in the value loop the
+// call cost as much as the scan.
+QX_NO_ADDRESS_CHECK inline const char* SkipShortWord(const char* p) {
+    if (BlockFits(p)) {
+        const unsigned others = ~WordBytes(LoadAt(p)) & 0xFFFFu;
+        if (others != 0) return p + __builtin_ctz(others);
+    }
+    return SkipWord(p);
+}
+
 // Bytes of a block that are hexadecimal digits.
 inline unsigned HexBytes(__m128i block) {
     const __m128i lower = _mm_or_si128(block, _mm_set1_epi8(0x20));
@@ -286,6 +302,10 @@ const char* ReadDigits(const char* p, std::uint64_t& value) {
 const char* SkipWord(const char* p) {
     while (Is(*p, kWordChar)) ++p;
     return p;
+}
+
+const char* SkipShortWord(const char* p) {
+    return SkipWord(p);
 }
 
 const char* QuoteClose(const char* p) {
@@ -573,6 +593,11 @@ class Parser {
             if (close == nullptr) return Step::kFail;
             Text(s + 1, static_cast<std::size_t>(close - s - 1));
             p_ = close + 1;
+        } else if (Is(c, kLetterChar)) {
+            // Neither a number nor a hexadecimal number starts so: an identifier.
+            const char* const e = SkipShortWord(s);
+            Text(s, static_cast<std::size_t>(e - s));
+            p_ = e;
         } else if (Is(c, kWordChar)) {
             // A plain decimal is converted in the same pass that finds its end.
             const bool negative = c == '-';

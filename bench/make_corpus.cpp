@@ -11,7 +11,8 @@
 #include "BenchCorpus.h"
 
 int main(int argc, char** argv) {
-    if (argc < 2) {
+    // "--help" and the like are options, not a directory to fill with 400 MB of scripts.
+    if (argc < 2 || argv[1][0] == '-') {
         std::fprintf(stderr, "usage: make_corpus DIR [FILES=50] [MEGABYTES=8]\n");
         return 2;
     }

@@ -22,12 +22,6 @@ class FakePlugin : public ScriptRegeisterIF {
     const char* name_;
 };
 
-QXSingleReturn Returning(unsigned long code) {
-    QXSingleReturn r;
-    r.code = code;
-    return r;
-}
-
 // Overrides only the reference forms, to see the pointer forms forward to them.
 class HandlingPlugin : public FakePlugin {
   public:
@@ -35,10 +29,10 @@ class HandlingPlugin : public FakePlugin {
     using ScriptRegeisterIF::ExportFunc;
     using ScriptRegeisterIF::ImportFunc;
     QXSingleReturn ExportFunc(unsigned long, unsigned long, ScriptFile&) override {
-        return Returning(11);
+        return {11, {}, {}};
     }
     QXSingleReturn ImportFunc(unsigned long, unsigned long, ScriptFile&) override {
-        return Returning(22);
+        return {22, {}, {}};
     }
 };
 

@@ -51,7 +51,6 @@ TEST_F(IeResults, OrderingsCompareOnlyTheirKeyFields) {
 
 TEST_F(IeResults, AppendsKeepArrivalOrderAndFieldOrder) {
     TScriptManagementResult r;
-    EXPECT_EQ(0ul, r.m_errorCode);
     r.AppendOperationResult(3, 1, 7);
     r.AppendOperationResult({{1, 1, 1}, {2, 2, 2}});
     r.AppendOperationResult(std::list<TScriptOperationResult>{});

@@ -16,8 +16,8 @@ class NameMap : public ::testing::Test {
 }  // namespace
 
 // An ID keeps its first name; a name seen under several IDs gives the lowest; names match
-// case-sensitively and in full.
-TEST_F(NameMap, FirstRegistrationOfAnIdStaysAndNameLookupGivesLowestId) {
+// case-sensitively and in full, null ones are ignored, and the map keeps its own copies.
+TEST_F(NameMap, FirstNameOfAnIdStaysAndNameLookupGivesTheLowestId) {
     CmdNameConvert::AddCmdNameIDMap("A", 7);
     CmdNameConvert::AddCmdNameIDMap("A", 3);
     CmdNameConvert::AddCmdNameIDMap("B", 3);
@@ -39,19 +39,16 @@ TEST_F(NameMap, FirstRegistrationOfAnIdStaysAndNameLookupGivesLowestId) {
     name = "kept";
     EXPECT_FALSE(CmdNameConvert::GetCorrespondCmdName(name, 3));
     EXPECT_EQ("kept", name);
-}
 
-TEST_F(NameMap, IgnoresNullNamesAndStoresItsOwnCopy) {
+    // Null names are ignored; the map keeps its own copy of a name.
     const std::size_t before = CmdNameConvert::m_CmdNameMap.size();
     CmdNameConvert::AddCmdNameIDMap(nullptr, 9);
     EXPECT_EQ(before, CmdNameConvert::m_CmdNameMap.size());
-    unsigned long id = 0;
     EXPECT_FALSE(CmdNameConvert::GetCorrespondCmdID(nullptr, id));
 
-    char name[] = "cfg-set";
-    CmdNameConvert::AddCmdNameIDMap(name, 9);
-    name[0] = 'X';
-    std::string stored;
-    ASSERT_TRUE(CmdNameConvert::GetCorrespondCmdName(stored, 9));
-    EXPECT_EQ("cfg-set", stored);
+    char copied[] = "cfg-set";
+    CmdNameConvert::AddCmdNameIDMap(copied, 9);
+    copied[0] = 'X';
+    ASSERT_TRUE(CmdNameConvert::GetCorrespondCmdName(name, 9));
+    EXPECT_EQ("cfg-set", name);
 }

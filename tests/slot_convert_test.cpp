@@ -25,6 +25,9 @@
 #include "tests/TreeText.h"
 
 using namespace NSQX_script;
+using tree_text::Cmd;
+using tree_text::Item;
+using tree_text::Para;
 namespace fs = std::filesystem;
 
 namespace {
@@ -71,23 +74,6 @@ std::vector<std::string> Collected(const SeparatorNode& node, const std::string&
     return out;
 }
 
-MMLParaStruct Para(const std::string& name, std::vector<QXValue> values) {
-    MMLParaStruct p;
-    p.name = QXValue(name, false);
-    p.values = std::move(values);
-    return p;
-}
-
-QXValue S(const char* text) {
-    return QXValue(text, false);
-}
-
-TScriptCmd Cmd(unsigned long code, std::vector<MMLParaStruct> paras) {
-    TScriptCmd cmd(code);
-    cmd.GetParaList() = std::move(paras);
-    return cmd;
-}
-
 // The command's parameters after the whole-command conversion, with their kinds.
 std::string Converted(TScriptCmd cmd) {
     ConvertCommandSlots(cmd);
@@ -95,8 +81,8 @@ std::string Converted(TScriptCmd cmd) {
 }
 
 // cfg-set-board with NE 0 (which converts whatever the device map says) and these slots.
-TScriptCmd Board(std::vector<QXValue> bid) {
-    return Cmd(kBoard, {Para("neid", {QXValue(0)}), Para("bid", std::move(bid))});
+TScriptCmd Board(const std::vector<Item>& bid) {
+    return Cmd(kBoard, {Para("neid", {0}), Para("bid", bid)});
 }
 
 class SlotConvertTest : public ::testing::Test {
@@ -125,8 +111,8 @@ class SlotConvertTest : public ::testing::Test {
     std::string Log() const { return test_files::ReadFile(tmp_ + "/script/ConvertSlotResult.txt"); }
 
     static TScriptCmd XcCommand() {
-        return Cmd(kXc, {Para("srcne", {S("\"1-5\"")}), Para("srcport", {S("1-2&&203-7")}),
-                         Para("dstne", {S("7+++9")}), Para("dstslot", {S("\"85&x&120\"")})});
+        return Cmd(kXc, {Para("srcne", {"\"1-5\""}), Para("srcport", {"1-2&&203-7"}),
+                         Para("dstne", {"7+++9"}), Para("dstslot", {"\"85&x&120\""})});
     }
 
     test_files::TempDir tmpDir_{"slot_convert"};
@@ -260,20 +246,19 @@ TEST_F(SlotConvertTest, WholeCommandConvertedAndLoggedTwice) {
               Log());
 
     // Values that stay keep their type.
-    EXPECT_EQ("'neid'=0i,'bid'='131075'&'125'&'abc'",
-              Converted(Board({QXValue(203), S("85"), S("abc")})));
+    EXPECT_EQ("'neid'=0i,'bid'='131075'&'125'&'abc'", Converted(Board({203, "85", "abc"})));
 
     // cfg-onepara: a pair without an NE ID of its own uses the NE found before it.
     auto onePara = [](const char* neid) {
-        return Converted(Cmd(kOnePara, {Para("neid", {S(neid)}), Para("slot", {S("85")}),
-                                        Para("value", {S("1-203")})}));
+        return Converted(
+            Cmd(kOnePara, {Para("neid", {neid}), Para("slot", {"85"}), Para("value", {"1-203"})}));
     };
     EXPECT_EQ("'neid'='1-5','slot'='125','value'='1-131075'", onePara("1-5"));
     EXPECT_EQ("'neid'='2-1','slot'='85','value'='1-203'", onePara("2-1"));
 
     // Commands without a record, or without a name, pass untouched and unlogged.
     const std::string log = Log();
-    EXPECT_EQ("'bid'='203'", Converted(Cmd(8499, {Para("bid", {S("203")})})));
+    EXPECT_EQ("'bid'='203'", Converted(Cmd(8499, {Para("bid", {"203"})})));
     EXPECT_EQ(log, Log());
 }
 
@@ -369,7 +354,7 @@ TEST_F(SlotConvertTest, LostLogKeepsTheConversion) {
     UseType(0);
     fs::remove_all(tmp_ + "/script");
     qxp::TraceCapture trace;
-    EXPECT_EQ("'neid'=0i,'bid'='125'", Converted(Board({S("85")})));
+    EXPECT_EQ("'neid'=0i,'bid'='125'", Converted(Board({"85"})));
     EXPECT_TRUE(trace.Contains("Open file Log Converted Cmd Error! "));
 }
 
@@ -377,7 +362,7 @@ TEST_F(SlotConvertTest, NoConfigurationRewritesNothing) {
     QXConvertDataStorage::Destroy();
     SlotStoreAccess::LoadFile(test_files::DataDir("slot/") + "malformed_cfg.xml");
     UseType(0);
-    EXPECT_EQ("'neid'=0i,'bid'='85'", Converted(Board({S("85")})));
+    EXPECT_EQ("'neid'=0i,'bid'='85'", Converted(Board({"85"})));
     EXPECT_EQ("", Log());
 }
 
@@ -388,11 +373,11 @@ class SlotSwitchOffTest : public SlotConvertTest {
 
 TEST_F(SlotSwitchOffTest, SwitchesOffLeaveCommandsAndLogAlone) {
     UseType(0);
-    EXPECT_EQ("'neid'=0i,'bid'='85'", Converted(Board({S("85")})));
+    EXPECT_EQ("'neid'=0i,'bid'='85'", Converted(Board({"85"})));
     qxp::TraceCapture trace;
     EXPECT_EQ("125", Slot("85"));  // the single-value function has no switch
     EXPECT_FALSE(trace.Contains("Slot have been changed"));
-    TScriptCmd board = Board({S("85")});
+    TScriptCmd board = Board({"85"});
     LogConvertedCmd(board);
     EXPECT_FALSE(fs::exists(tmp_ + "/script/ConvertSlotResult.txt"));
 }

@@ -56,10 +56,6 @@ constexpr unsigned long kLink = 9303;
 constexpr char kEnumFile[] = "port_enum.xml";
 constexpr int kUser = 7;
 
-std::string StressDataDir() {
-    return test_files::DataDir("stress/");
-}
-
 unsigned long NeOf(int worker) {
     return 300 + static_cast<unsigned long>(worker);
 }
@@ -68,12 +64,12 @@ std::vector<TScriptCmd> CommandsOf(int worker, int pass) {
     static const char* const kStates[] = {"up", "down", "testing"};
     static const char* const kModes[] = {"auto", "m10", "m100", "off"};
     const int k = worker + pass;
+    const std::string label = "\"board " + std::to_string(worker) + "/" + std::to_string(pass) +
+                              " caf\xC3\xA9 \\\"q\\\"\"";
     TScriptCmd board(kBoard);
     board.AddPara("neid", NeOf(worker), false, false);
     board.AddPara("bid", static_cast<unsigned long>(80 + k % 9), false, false);
     board.AddPara("state", kStates[k % 3], false, false);
-    const std::string label = "\"board " + std::to_string(worker) + "/" + std::to_string(pass) +
-                              " caf\xC3\xA9 \\\"q\\\"\"";
     board.AddPara("label", label.c_str(), false, false);
     TScriptCmd port(kPort);
     port.AddPara("mode", kModes[k % 4], false, false);
@@ -214,7 +210,7 @@ class StressConcurrency : public ::testing::Test {
         enum_table::Release();
         QXConvertDataStorage::Destroy();
         SlotStoreAccess::ForgetLoaded();
-        qxp::SetAppRootPath(StressDataDir());
+        qxp::SetAppRootPath(test_files::DataDir("stress/"));
         qxp::SetFixedTime(1700000000);
         qxp::SetUserName(kUser, "stress");
         qxp::SetServerVersionName("V100R001");
@@ -234,18 +230,13 @@ class StressConcurrency : public ::testing::Test {
         qxp::ResetOverrides();
     }
 
-    std::vector<std::string> SingleThreaded() {
-        std::vector<std::string> expected;
-        for (int w = 0; w < kWorkers; ++w) expected.push_back(RunWorker(w, tmp_ + "/ref"));
-        return expected;
-    }
-
     test_files::TempDir tmpDir_{"stress_concurrency"};
     const std::string tmp_ = tmpDir_.path();
 };
 
 TEST_F(StressConcurrency, WorkersMatchASingleThreadedRunWhileTablesAreReloaded) {
-    const std::vector<std::string> expected = SingleThreaded();
+    std::vector<std::string> expected;
+    for (int w = 0; w < kWorkers; ++w) expected.push_back(RunWorker(w, tmp_ + "/ref"));
     const std::string& first = expected.front();
     for (const char* absent : {"failed", "s2c=0", "wrong answer"}) {
         ASSERT_EQ(first.find(absent), std::string::npos) << absent << '\n' << first;

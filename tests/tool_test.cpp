@@ -549,18 +549,10 @@ class BatchTest : public ToolTest {
 TEST_F(BatchTest, DirectoriesAndFilesComeInArgumentOrderWhateverTheWorkers) {
     const std::string t = tree_.string();
     const std::string example = Example("scripts/ne_config.txt");
-    const std::vector<std::string> files = {"-r", t, "-", example};
 
     // Sorted names, subdirectories in place; standard input where its "-" stands; the worst
     // file decides the status.
-    const ToolRun one = Run(
-        1,
-        [&] {
-            std::vector<std::string> a{"check", "-j", "1"};
-            a.insert(a.end(), files.begin(), files.end());
-            return a;
-        }(),
-        example);
+    const ToolRun one = Run(1, {"check", "-j", "1", "-r", t, "-", example}, example);
     EXPECT_EQ(one.out.substr(one.out.find(t + "/s0.txt: ")),
               t + "/s0.txt: 3006 commands (UTF-8), all parsed\n" + t +
                   "/s2.txt: 400 commands (UTF-8), all parsed\n" + t +
@@ -576,9 +568,8 @@ TEST_F(BatchTest, DirectoriesAndFilesComeInArgumentOrderWhateverTheWorkers) {
 
     for (const char* format : {"text", "json"}) {
         for (const char* sub : {"check", "dump"}) {
-            std::vector<std::string> args{sub, "--format", format};
-            args.insert(args.end(), files.begin(), files.end());
-            args.insert(args.begin() + 1, {"-j", "1"});
+            std::vector<std::string> args{sub,  "-j", "1", "--format", format,
+                                          "-r", t,    "-", example};
             const ToolRun serial = Run(1, args, example);
             args[2] = "4";
             const ToolRun parallel = Run(1, args, example);

@@ -2,7 +2,6 @@
 
 #include <set>
 
-#include "qx_scriptutil/TScriptCmd.h"
 #include "tests/TreeText.h"
 
 using namespace NSQX_script;

@@ -1,18 +1,14 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "qx_platform/Control.h"
 #include "qx_platform/StaticData.h"
 #include "qx_platform/Trace.h"
 #include "qx_platform/Xml.h"
-#include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/ScriptConfig.h"
 #include "qx_scriptutil/ScriptEnumCfg.h"
 #include "tests/EnumTable.h"
-#include "tests/TestFiles.h"
 
 using namespace NSQX_script;
 

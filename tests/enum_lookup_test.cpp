@@ -1,11 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "qx_scriptutil/EnumMap.h"
-#include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "tests/EnumTable.h"
 
 using namespace NSQX_script;

@@ -1,27 +1,20 @@
-#include <gtest/gtest.h>
-
-#include <condition_variable>
 #include <filesystem>
 #include <map>
-#include <mutex>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "qx_platform/Control.h"
 #include "qx_platform/Strings.h"
 #include "qx_platform/Task.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 #include "qx_scriptutil/QXConvertDataStorage.h"
-#include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/ScriptSlotConvert.h"
 #include "qx_scriptutil/TScriptFileImpl.h"
 #include "slot/CommandSlotConvert.h"
 #include "slot/SlotStoreAccess.h"
 #include "tests/EnumTable.h"
-#include "tests/TestFiles.h"
 #include "tests/TreeText.h"
 
 using namespace NSQX_script;
@@ -295,57 +288,38 @@ TEST_F(SlotConvertTest, ReaderFeedsTheDeviceMapFromTheScript) {
     CmdNameConvert::RemoveCmdNameIDMap(8404);
 }
 
-// Each file converts by the slot flag of its own header, even while another task opens a
-// script with another flag: here the second open lands between the first open and its reads.
+// Each file converts by the slot flag of its own header, even when another script with another
+// flag is opened between its open and its reads, and while both are read at once.
 TEST_F(SlotConvertTest, ConcurrentScriptsConvertByTheirOwnSlotFlag) {
     std::string commands;
     for (int i = 0; i < 500; ++i) {
         commands += ":cfg-set-board:{neid=0,bid=\"85\"&\"10005\"&\"" + std::to_string(i) + "\"};\n";
     }
-    const char* const names[] = {"a.txt", "b.txt"};
     test_files::WriteFile(tmp_ + "/a.txt", "// SlotFlagVer=1.0 \n" + commands);
     test_files::WriteFile(tmp_ + "/b.txt", commands);
     Store()->SetOperType(0);
-
-    // Opens are taken in turn (a, then b); reads run together once both files are open.
-    std::mutex mutex;
-    std::condition_variable turned;
-    int turn = 0;
-    auto waitFor = [&](int wanted) {
-        std::unique_lock<std::mutex> lock(mutex);
-        turned.wait(lock, [&] { return turn >= wanted; });
-    };
-    auto next = [&] {
-        std::lock_guard<std::mutex> lock(mutex);
-        ++turn;
-        turned.notify_all();
-    };
-    auto read = [&](int which, bool together, std::vector<std::string>& out) {
-        TScriptFileImpl file(1);
-        if (together) waitFor(which);
-        const bool opened = file.OpenForRead(1, tmp_.c_str(), names[which]);
-        if (together) {
-            next();
-            waitFor(2);
-        }
-        if (!opened) return;
+    auto readAll = [](TScriptFileImpl& file, std::vector<std::string>& out) {
         file.GoToFirstCommand();
-        for (TScriptCmd cmd; file.GetOneCommand(cmd);) {
+        for (TScriptCmd cmd; file.GetOneCommand(cmd);)
             out.push_back(tree_text::Show(cmd.GetParaList()));
-        }
     };
 
-    std::vector<std::string> alone[2];
-    for (int which : {0, 1}) read(which, false, alone[which]);
+    std::vector<std::string> alone[2], together[2];
+    for (int which : {0, 1}) {
+        TScriptFileImpl file(1);
+        ASSERT_TRUE(file.OpenForRead(1, tmp_.c_str(), which ? "b.txt" : "a.txt"));
+        readAll(file, alone[which]);
+    }
     ASSERT_EQ(500u, alone[0].size());
     EXPECT_EQ("'neid'=0,'bid'='85'&'5'&'0'", alone[0][0]);
     EXPECT_EQ("'neid'=0,'bid'='125'&'6553605'&'0'", alone[1][0]);
 
-    std::vector<std::string> together[2];
-    std::thread first(read, 0, true, std::ref(together[0]));
-    std::thread second(read, 1, true, std::ref(together[1]));
+    TScriptFileImpl a(1), b(1);
+    ASSERT_TRUE(a.OpenForRead(1, tmp_.c_str(), "a.txt"));
+    ASSERT_TRUE(b.OpenForRead(1, tmp_.c_str(), "b.txt"));
+    std::thread first(readAll, std::ref(a), std::ref(together[0]));
+    readAll(b, together[1]);
     first.join();
-    second.join();
     EXPECT_EQ(alone[0], together[0]);
     EXPECT_EQ(alone[1], together[1]);
 }

@@ -18,8 +18,6 @@
 // records are then read without a lock, so reading the file again while tasks convert
 // commands is outside the design and is not done here.
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <filesystem>
 #include <map>
@@ -29,15 +27,12 @@
 #include <vector>
 
 #include "EnumTable.h"
-#include "TestFiles.h"
 #include "TreeText.h"
 #include "parser/SampleCommands.h"
-#include "qx_platform/Control.h"
 #include "qx_platform/Task.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 #include "qx_scriptutil/EnumMap.h"
 #include "qx_scriptutil/QXConvertDataStorage.h"
-#include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/QXScriptErrMgr.h"
 #include "qx_scriptutil/ScriptParser.h"
 #include "qx_scriptutil/TScriptFileImpl.h"

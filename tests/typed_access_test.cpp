@@ -1,14 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "qx_platform/Control.h"
 #include "qx_platform/Trace.h"
-#include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/ScriptParser.h"
-#include "qx_scriptutil/TScriptCmd.h"
 #include "tests/EnumTable.h"
 #include "tests/TreeText.h"
 

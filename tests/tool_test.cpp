@@ -146,8 +146,7 @@ TEST_F(ToolTest, CheckReadsALargeFileWithoutAProgressBarWhenNotOnATerminal) {
     const std::string cmd = ":cfg-set-port:{port=1&&4, descr=\"" + std::string(100, 'x') + "\"};\n";
     std::string big = "// encoding=\"UTF-8\"\n";
     for (std::size_t size = 0; size < (5u << 20); size += cmd.size()) big += cmd;
-    WriteFile(tmp_ / "big.txt", big);
-    const ToolRun run = Run(0, {"check", tmp_ / "big.txt"});
+    const ToolRun run = Run(0, {"check", Write("big.txt", big)});
     EXPECT_EQ(run.err, "");
     EXPECT_TRUE(Contains(run.out, {": 38270 commands (UTF-8), all parsed"}));
 }
@@ -189,9 +188,9 @@ TEST_F(ToolTest, CommandNamesComeFromTablesNamesFilesOrTheScript) {
         Contains(Run(1, {"check", "--names", Fixture("names.txt"), "--no-auto-names", utf8_}).out,
                  {"commands named \"cfg-set-nemgmt\" skipped", "3 commands (UTF-8)"}));
 
-    WriteFile(tmp_ / "bad_names.txt", "12 a b\n");
-    EXPECT_TRUE(Contains(Run(2, {"check", "--names", tmp_ / "bad_names.txt", utf8_}).err,
-                         {"bad_names.txt:1: expected \"ID NAME\""}));
+    EXPECT_TRUE(
+        Contains(Run(2, {"check", "--names", Write("bad_names.txt", "12 a b\n"), utf8_}).err,
+                 {"bad_names.txt:1: expected \"ID NAME\""}));
     EXPECT_TRUE(Contains(Run(2, {"check", "--enum", Fixture("malformed_enum.xml"), utf8_}).err,
                          {"malformed_enum.xml"}));
 }
@@ -210,9 +209,9 @@ TEST_F(ToolTest, SlotsConvertsTheNesOfTheScriptAsItsHeaderSays) {
                          {":cfg-set-board:{neid=7-1, bid=131075, boardtype=eg16};"}));
 
     // A header that already says 1.1 leaves the numbers alone.
-    WriteFile(tmp_ / "new_NE.txt", "// SlotFlagVer=1.1 \n" + ReadFile(script));
-    EXPECT_TRUE(Contains(Run(0, {"slots", "--config", slotCfg_, tmp_ / "new_NE.txt"}).out,
-                         {"neid=9-3, bid=203,"}));
+    const std::string newNe = Write("new_NE.txt", "// SlotFlagVer=1.1 \n" + ReadFile(script));
+    EXPECT_TRUE(
+        Contains(Run(0, {"slots", "--config", slotCfg_, newNe}).out, {"neid=9-3, bid=203,"}));
 
     Run(2, {"slots", "--config", tmp_ / "none.xml", script});
     Run(2, {"slots", "--config", slotCfg_, "--ne", "9/3", script});
@@ -221,30 +220,29 @@ TEST_F(ToolTest, SlotsConvertsTheNesOfTheScriptAsItsHeaderSays) {
 }
 
 TEST_F(ToolTest, EnumAndNameConvertSingleValues) {
-    EXPECT_EQ(Run(0, {"enum", "--config", enumCfg_, "s2c", "1003", "admin", "up"}).out, "1\n");
-    EXPECT_EQ(Run(0, {"enum", "--config", enumCfg_, "c2s", "1003", "admin", "1"}).out, "up\n");
-    EXPECT_EQ(
-        Run(0, {"enum", "--config", enumCfg_, "s2c", "1002", "boardtype", "SL64", "--extend", "1"})
-            .out,
-        "20\n");
-    EXPECT_EQ(Run(0, {"enum", "--config", enumCfg_, "c2s", "1030", "threshold", "-1"}).out,
-              "off\n");
-    EXPECT_TRUE(Contains(Run(1, {"enum", "--config", enumCfg_, "s2c", "1003", "admin", "UP"}).err,
+    auto Enum = [&](int status, std::vector<std::string> args) {
+        args.insert(args.begin(), {"enum", "--config", enumCfg_});
+        return Run(status, args);
+    };
+    EXPECT_EQ(Enum(0, {"s2c", "1003", "admin", "up"}).out, "1\n");
+    EXPECT_EQ(Enum(0, {"c2s", "1003", "admin", "1"}).out, "up\n");
+    EXPECT_EQ(Enum(0, {"s2c", "1002", "boardtype", "SL64", "--extend", "1"}).out, "20\n");
+    EXPECT_EQ(Enum(0, {"c2s", "1030", "threshold", "-1"}).out, "off\n");
+    EXPECT_TRUE(Contains(Enum(1, {"s2c", "1003", "admin", "UP"}).err,
                          {"no enumeration value named \"UP\""}));
-    Run(2, {"enum", "--config", enumCfg_, "c2s", "1003", "admin", "x"});
+    Enum(2, {"c2s", "1003", "admin", "x"});
     Run(2, {"enum", "--config", Fixture("malformed_enum.xml"), "s2c", "1", "a", "b"});
-    Run(2, {"enum", "--config", enumCfg_, "x2y", "1", "a", "b"});
-    Run(2, {"enum", "--config", enumCfg_, "s2c", "1003", "admin"});
+    Enum(2, {"x2y", "1", "a", "b"});
+    Enum(2, {"s2c", "1003", "admin"});
 
     // The table's entries in its order, values in file order; the tool's settings left out.
-    EXPECT_EQ(Run(0, {"enum", "--config", enumCfg_, "list", "1003"}).out,
+    EXPECT_EQ(Enum(0, {"list", "1003"}).out,
               "1003\tadmin\t0\t1\tup\n1003\tadmin\t0\t0\tdown\n1003\tadmin\t0\t1\tenabled\n");
-    EXPECT_EQ(
-        Run(0, {"enum", "--config", enumCfg_, "list", "1003", "admin", "--format", "json"}).out,
-        R"({"cmdid":1003,"para":"admin","extendid":0,"values":[{"name":"up","code":1},)"
-        R"({"name":"down","code":0},{"name":"enabled","code":1}]})"
-        "\n");
-    const std::string all = Run(0, {"enum", "--config", enumCfg_, "list"}).out;
+    EXPECT_EQ(Enum(0, {"list", "1003", "admin", "--format", "json"}).out,
+              R"({"cmdid":1003,"para":"admin","extendid":0,"values":[{"name":"up","code":1},)"
+              R"({"name":"down","code":0},{"name":"enabled","code":1}]})"
+              "\n");
+    const std::string all = Enum(0, {"list"}).out;
     EXPECT_TRUE(Contains(all, {"1002\tboardtype\t1\t20\tSL64\n"}));
     EXPECT_EQ(all.find("\n0\t"), std::string::npos);
 
@@ -350,8 +348,8 @@ TEST_F(ToolTest, AnEncodingLineTheReaderDoesNotTakeIsAFinding) {
     const std::string out = tmp_ / "out.txt";
     for (std::size_t i = 0; i < headers.size(); ++i) {
         WriteFile(out, "previous\n");
-        const std::string f = tmp_ / ("h" + std::to_string(i) + ".txt");
-        WriteFile(f, "// SlotFlagVer=1.1 \n" + headers[i] + "\n\n" + text);
+        const std::string f = Write("h" + std::to_string(i) + ".txt",
+                                    "// SlotFlagVer=1.1 \n" + headers[i] + "\n\n" + text);
         EXPECT_TRUE(Contains(Run(1, {"check", f}).out,
                              {f + ":2: warning: encoding line not recognised, the file is read as "
                                   "GBK",
@@ -364,9 +362,7 @@ TEST_F(ToolTest, AnEncodingLineTheReaderDoesNotTakeIsAFinding) {
     }
     // No header, and an empty file: the same guess, said once for the file; the text is then
     // checked as GBK.
-    const std::string bare = tmp_ / "bare.txt", empty = tmp_ / "empty.txt";
-    WriteFile(bare, ":a:{v=1#};\n");
-    WriteFile(empty, "");
+    const std::string bare = Write("bare.txt", ":a:{v=1#};\n"), empty = Write("empty.txt", "");
     EXPECT_TRUE(
         Contains(Run(1, {"check", bare, empty, Fixture("bad_gbk.txt")}).out,
                  {bare + ": warning: no encoding line in the header, the file is read as GBK",
@@ -386,22 +382,20 @@ TEST_F(ToolTest, AnythingThatParsesPrintsAndControlBytesAreEscaped) {
     constexpr int kDepth = 20000;
     std::string deep = header + ":a:{";
     for (int i = 0; i < kDepth; ++i) deep += "x={";
-    deep += "y=1";
-    deep += std::string(kDepth, '}') + "};\n";
-    WriteFile(tmp_ / "deep.txt", deep);
-    const std::string json = Run(0, {"dump", "--format", "json", tmp_ / "deep.txt"}).out;
+    deep += "y=1" + std::string(kDepth, '}') + "};\n";
+    const std::string json = Run(0, {"dump", "--format", "json", Write("deep.txt", deep)}).out;
     std::size_t groups = 0;
     for (std::size_t at = 0; (at = json.find("\"groups\"", at)) != std::string::npos; ++at)
         ++groups;
     EXPECT_EQ(groups, static_cast<std::size_t>(kDepth));
     EXPECT_EQ(json.find('\n'), json.size() - 1);
-    const std::string text = Run(0, {"dump", tmp_ / "deep.txt"}).out;
+    const std::string text = Run(0, {"dump", Path("deep.txt")}).out;
     EXPECT_LT(text.size(), deep.size() * 40);  // indentation is bounded
     EXPECT_TRUE(Contains(text, {"{group 1, depth 20000}\n"}));
 
     // Escape sequences and other control bytes never reach the terminal raw.
-    const std::string esc = tmp_ / "esc.txt";
-    WriteFile(esc, header + ":a:{v=\"\x1b[31mred\x07\"};\n:b:{v=1,\x1b[2J};\n");
+    const std::string esc =
+        Write("esc.txt", header + ":a:{v=\"\x1b[31mred\x07\"};\n:b:{v=1,\x1b[2J};\n");
     const ToolRun dump = Run(1, {"dump", esc});
     const ToolRun check = Run(1, {"check", esc});
     EXPECT_TRUE(Contains(dump.out, {R"(v = "\x1B[31mred\x07" (string))"}));
@@ -411,8 +405,8 @@ TEST_F(ToolTest, AnythingThatParsesPrintsAndControlBytesAreEscaped) {
     }
 
     // Bytes that are not valid in the encoding: dump says so too, fmt writes nothing.
-    const std::string bad = tmp_ / "bad.txt", out = tmp_ / "out.txt";
-    WriteFile(bad, header + ":a:{v=\"\xff\xfe\"};\n");
+    const std::string bad = Write("bad.txt", header + ":a:{v=\"\xff\xfe\"};\n"),
+                      out = Path("out.txt");
     EXPECT_TRUE(Contains(Run(1, {"dump", bad}).err, {bad + ":2: error: text is not valid UTF-8"}));
     Run(1, {"fmt", "-o", out, bad});
     EXPECT_FALSE(fs::exists(out));
@@ -455,8 +449,8 @@ TEST_F(ToolTest, AnInterruptedRewriteLeavesNothingBehind) {
 TEST_F(ToolTest, FindingsSayWhereAndWhyAndWritersRefuseThem) {
     // The reader's diagnostics: the column of the offending byte, a caret under it.
     const std::string header = "// encoding=\"UTF-8\"\n";
-    const std::string f = tmp_ / "findings.txt";
-    WriteFile(f, header + ":a:{v=1#};\n:b:{v=4294967296, w=5&&1};\n:c:{v=caf\xC3\xA9};\n");
+    const std::string f = Write(
+        "findings.txt", header + ":a:{v=1#};\n:b:{v=4294967296, w=5&&1};\n:c:{v=caf\xC3\xA9};\n");
     const ToolRun check = Run(1, {"check", f});
     EXPECT_TRUE(Contains(
         check.out, {f + ":2:8: error: unexpected character '#'\n    :a:{v=1#};\n           ^\n",
@@ -467,8 +461,8 @@ TEST_F(ToolTest, FindingsSayWhereAndWhyAndWritersRefuseThem) {
                     f + ": 2 commands (UTF-8), 1 command cannot be parsed, 3 warnings"}));
 
     // Values that read other than written are written only when the user accepts them.
-    const std::string lossy = tmp_ / "lossy.txt", out = tmp_ / "out.txt";
-    WriteFile(lossy, header + ":b:{v=4294967296, w=99999999999};\n");
+    const std::string out = tmp_ / "out.txt";
+    const std::string lossy = Write("lossy.txt", header + ":b:{v=4294967296, w=99999999999};\n");
     Run(1, {"fmt", "-o", out, lossy});
     EXPECT_FALSE(fs::exists(out));
     Run(0, {"fmt", "--accept-changed-values", "-o", out, lossy});
@@ -477,8 +471,7 @@ TEST_F(ToolTest, FindingsSayWhereAndWhyAndWritersRefuseThem) {
     // A command that the writer's line breaks would push past what a reader takes.
     std::string values = "1";
     while (values.size() < 130000) values += "&1";
-    const std::string longCmd = tmp_ / "long.txt";
-    WriteFile(longCmd, header + ":a:{v=" + values + "};\n");
+    const std::string longCmd = Write("long.txt", header + ":a:{v=" + values + "};\n");
     Run(0, {"check", longCmd});
     EXPECT_TRUE(Contains(Run(1, {"fmt", "-o", out, longCmd}).err,
                          {longCmd + ":2: error: command is ",

@@ -130,6 +130,14 @@ class ScriptWrite : public ::testing::Test {
 
     std::string Read(const std::string& name) { return test_files::ReadFile(tmp_ / name); }
     static bool Write(TScriptFileImpl& file, TScriptCmd cmd) { return file.WriteCommand(cmd); }
+    // A written header, byte for byte.
+    static std::string Header(const std::string& ems, const std::string& version,
+                              const std::string& encoding,
+                              const std::string& title = "NE Configuration Data Script") {
+        return "// SlotFlagVer=1.1 \n// EMS version = " + ems + "\n//{{script_version=" + version +
+               "}}\n// " + title + "\n// 2026-11-22 08:00:00 Created by alice\n// encoding=\"" +
+               encoding + "\"\n\n";
+    }
 
     test_files::TempDir tmp_{"qx_write"};
     const std::string dir_ = tmp_.path();
@@ -150,15 +158,7 @@ TEST_F(ScriptWrite, HeaderFormsAndBodyByteForByte) {
         ASSERT_TRUE(Write(file, Cmd(201, {})));
     }
     EXPECT_EQ(
-        "// SlotFlagVer=1.1 \n"
-        "// EMS version = unknown\n"
-        "//{{script_version=2.1.3.2}}\n"
-        "// NE Configuration Data Script\n"
-        "// 2026-11-22 08:00:00 Created by alice\n"
-        "// encoding=\"UTF-8\"\n"
-        "\n"
-        ":cfg-set:{a=1, b=x&y};\n\n"
-        "// a comment and more\n",
+        Header("unknown", "2.1.3.2", "UTF-8") + ":cfg-set:{a=1, b=x&y};\n\n// a comment and more\n",
         Read("h.txt"));
 
     qxp::TraceCapture traces;
@@ -174,15 +174,7 @@ TEST_F(ScriptWrite, HeaderFormsAndBodyByteForByte) {
         ASSERT_NE(nullptr, file);
         EXPECT_EQ(8u, file->GetScriptType());
     }
-    EXPECT_EQ(
-        "// SlotFlagVer=1.1 \n"
-        "// EMS version = V1R2\n"
-        "//{{script_version=2.1.3.2}}\n"
-        "// My Title\n"
-        "// 2026-11-22 08:00:00 Created by alice\n"
-        "// encoding=\"UTF-8\"\n"
-        "\n\n",
-        Read("s.txt"));
+    EXPECT_EQ(Header("V1R2", "2.1.3.2", "UTF-8", "My Title") + "\n", Read("s.txt"));
     EXPECT_EQ(nullptr, OpenFileForWrite(dir_.c_str(), nullptr, "t", 7));
     EXPECT_EQ(nullptr, OpenFileForWrite((dir_ + "/missing").c_str(), "s.txt", "t", 7));
     EXPECT_FALSE(
@@ -198,10 +190,11 @@ TEST_F(ScriptWrite, HeaderFieldsAreChosenPerFileAcrossThreads) {
     struct Choice {
         const char* encoding;
         unsigned long version;
+        const char* versionText;
         const char* ems;
     };
-    const Choice choices[] = {{"GBK", 0x03020100, "V100R002C01"},
-                              {"ISO8859-1", 0x02070400, "V200R007C03B100"}};
+    const Choice choices[] = {{"GBK", 0x03020100, "3.2.1.0", "V100R002C01"},
+                              {"ISO8859-1", 0x02070400, "2.7.4.0", "V200R007C03B100"}};
     std::vector<std::thread> writers;
     for (int t = 0; t < 2; ++t) {
         writers.emplace_back([&, t] {
@@ -218,19 +211,11 @@ TEST_F(ScriptWrite, HeaderFieldsAreChosenPerFileAcrossThreads) {
         });
     }
     for (std::thread& w : writers) w.join();
-    const char* headers[] = {
-        "// EMS version = V100R002C01\n//{{script_version=3.2.1.0}}\n",
-        "// EMS version = V200R007C03B100\n//{{script_version=2.7.4.0}}\n",
-    };
     for (int t = 0; t < 2; ++t) {
-        const std::string expected =
-            std::string("// SlotFlagVer=1.1 \n") + headers[t] +
-            "// NE Configuration Data Script\n// 2026-11-22 08:00:00 Created by alice\n"
-            "// encoding=\"" +
-            choices[t].encoding + "\"\n\n";
-        for (int i = 0; i < 50; ++i) {
+        const Choice& c = choices[t];
+        const std::string expected = Header(c.ems, c.versionText, c.encoding);
+        for (int i = 0; i < 50; ++i)
             ASSERT_EQ(expected, Read(std::to_string(t) + "_" + std::to_string(i) + ".txt"));
-        }
     }
 
     TScriptFileImpl plain(1);
@@ -238,9 +223,7 @@ TEST_F(ScriptWrite, HeaderFieldsAreChosenPerFileAcrossThreads) {
     EXPECT_FALSE(plain.SetHeaderEmsVersion(nullptr));
     ASSERT_TRUE(plain.OpenForWrite(1, dir_.c_str(), "plain.txt", 7, true));
     ASSERT_TRUE(plain.Close());
-    EXPECT_EQ(0u, Read("plain.txt")
-                      .find("// SlotFlagVer=1.1 \n// EMS version = V9\n"
-                            "//{{script_version=2.1.3.2}}\n"));
+    EXPECT_EQ(Header("V9", "2.1.3.2", "UTF-8"), Read("plain.txt"));
 }
 
 TEST_F(ScriptWrite, AppendJoinsNewContentFirstInChunksOf254AndLosesNothing) {

@@ -219,9 +219,8 @@ TEST_F(NameMap, FirstNameOfAnIdStaysAndNameLookupGivesTheLowestId) {
     ASSERT_TRUE(CmdNameConvert::GetCorrespondCmdName(name, 3));
     EXPECT_EQ("A", name);
     unsigned long id = 99;
-    for (const char* other : {"B", "a", "AB"}) {
+    for (const char* other : {"B", "a", "AB"})
         EXPECT_FALSE(CmdNameConvert::GetCorrespondCmdID(other, id)) << other;
-    }
     EXPECT_EQ(99ul, id);
     ASSERT_TRUE(CmdNameConvert::GetCorrespondCmdID("A", id));
     EXPECT_EQ(3ul, id);

@@ -292,9 +292,8 @@ TEST_F(SlotConvertTest, ReaderFeedsTheDeviceMapFromTheScript) {
 // flag is opened between its open and its reads, and while both are read at once.
 TEST_F(SlotConvertTest, ConcurrentScriptsConvertByTheirOwnSlotFlag) {
     std::string commands;
-    for (int i = 0; i < 500; ++i) {
+    for (int i = 0; i < 500; ++i)
         commands += ":cfg-set-board:{neid=0,bid=\"85\"&\"10005\"&\"" + std::to_string(i) + "\"};\n";
-    }
     test_files::WriteFile(tmp_ + "/a.txt", "// SlotFlagVer=1.0 \n" + commands);
     test_files::WriteFile(tmp_ + "/b.txt", commands);
     Store()->SetOperType(0);

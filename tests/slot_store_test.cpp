@@ -69,9 +69,8 @@ class SlotStoreTest : public ::testing::Test {
         QXConvertDataStorage::Destroy();
         SlotStoreAccess::ForgetLoaded();
         qxp::ResetOverrides();
-        for (auto file : {ScriptConfigFile::kSlotTable, ScriptConfigFile::kSlotLog}) {
+        for (auto file : {ScriptConfigFile::kSlotTable, ScriptConfigFile::kSlotLog})
             SetScriptConfigPath(file, "");
-        }
     }
     // The configuration folder under a fresh application root, holding a copy of a data file.
     std::string ConfDirWith(const std::string& file) {

@@ -82,9 +82,8 @@ std::vector<TScriptCmd> CommandsOf(int worker, int pass) {
 
 std::string Render(const QXScriptErrMgr& mgr) {
     std::ostringstream out;
-    for (const TScriptOperationResult& r : mgr.m_operationResults) {
+    for (const TScriptOperationResult& r : mgr.m_operationResults)
         out << "op " << r.m_key1 << ' ' << r.m_key2 << ' ' << r.m_value << '\n';
-    }
     for (const TScriptResult& r : mgr.m_scriptResults) {
         out << "script " << r.m_text << '|' << r.m_kind << '|' << r.m_detail << '|' << r.m_value
             << '\n';
@@ -132,9 +131,8 @@ void RunPass(int worker, int pass, const std::string& dir, std::string& out) {
             out += "open for write failed\n";
             return;
         }
-        for (TScriptCmd& cmd : CommandsOf(worker, pass)) {
+        for (TScriptCmd& cmd : CommandsOf(worker, pass))
             if (!file.WriteCommand(cmd)) out += "write failed\n";
-        }
         file.WriteAnnotationCommand("// raw lines are carried through\n");
         file.WriteAnnotationCommand(":cfg-set-port:{mode=auto;\n");
         file.WriteAnnotationCommand(":cfg-not-known:{a=1};\n");
@@ -233,12 +231,10 @@ TEST_F(StressConcurrency, WorkersMatchASingleThreadedRunWhileTablesAreReloaded) 
     std::vector<std::string> expected;
     for (int w = 0; w < kWorkers; ++w) expected.push_back(RunWorker(w, tmp_ + "/ref"));
     const std::string& first = expected.front();
-    for (const char* absent : {"failed", "s2c=0", "wrong answer"}) {
+    for (const char* absent : {"failed", "s2c=0", "wrong answer"})
         ASSERT_EQ(first.find(absent), std::string::npos) << absent << '\n' << first;
-    }
-    for (const char* present : {"// SlotFlagVer=1.0 \n", "encoding ISO8859-1", "|1090614023\n"}) {
+    for (const char* present : {"// SlotFlagVer=1.0 \n", "encoding ISO8859-1", "|1090614023\n"})
         ASSERT_NE(first.find(present), std::string::npos) << present << '\n' << first;
-    }
     ASSERT_EQ(QXScriptEnumMgr::GetRefCount(), 0);
 
     // The slot configuration is read again by whichever thread asks first.

@@ -260,9 +260,8 @@ TEST_F(ToolTest, EnumAndNameConvertSingleValues) {
 
 TEST_F(ToolTest, HelpVersionAndDocsAgree) {
     EXPECT_EQ(Run(0, {"--version"}).out.rfind("qxscript ", 0), 0u);
-    for (const char* sub : {"check", "dump", "fmt", "slots", "enum"}) {
+    for (const char* sub : {"check", "dump", "fmt", "slots", "enum"})
         EXPECT_TRUE(Contains(Run(0, {sub, "--help"}).out, {"Example"})) << sub;
-    }
     for (const auto& args : {std::vector<std::string>{}, {"frobnicate"}, {"check"}}) Run(2, args);
 
     // docs/qxscript.md is generated from these texts (target qxscript-docs).
@@ -400,9 +399,8 @@ TEST_F(ToolTest, AnythingThatParsesPrintsAndControlBytesAreEscaped) {
     const ToolRun check = Run(1, {"check", esc});
     EXPECT_TRUE(Contains(dump.out, {R"(v = "\x1B[31mred\x07" (string))"}));
     EXPECT_TRUE(Contains(check.out, {"    :b:{v=1,\\x1B[2J};\n"}));
-    for (const std::string& out : {dump.out, dump.err, check.out}) {
+    for (const std::string& out : {dump.out, dump.err, check.out})
         EXPECT_EQ(out.find_first_of("\x1b\x07"), std::string::npos) << out;
-    }
 
     // Bytes that are not valid in the encoding: dump says so too, fmt writes nothing.
     const std::string bad = Write("bad.txt", header + ":a:{v=\"\xff\xfe\"};\n"),
@@ -491,9 +489,8 @@ class BatchTest : public ToolTest {
         fs::create_directories(tree_ / "sub");
         for (int f = 0; f < 6; ++f) {
             std::string text = "// encoding=\"UTF-8\"\n";
-            for (int i = 0; f == 0 && i < 3000; ++i) {
+            for (int i = 0; f == 0 && i < 3000; ++i)
                 text += ":cfg-common:{a=" + std::to_string(i) + "};\n";
-            }
             for (int i = 0; i < (f == 0 ? 6 : 400); ++i) {
                 text += ":cfg-n" + std::to_string((i + f) % 6) + ":{a=" + std::to_string(i) +
                         ",b=\"x\"};\n";
@@ -583,9 +580,8 @@ TEST_F(BatchTest, FmtAndSlotsWriteEachFileAsItsInputWhateverTheWorkers) {
     const std::regex created("// [0-9-]+ [0-9:]+ Created by ");
     auto outputs = [&](const fs::path& dir) {
         std::vector<std::string> texts;
-        for (const char* name : {"a.txt", "b.txt", "c.txt"}) {
+        for (const char* name : {"a.txt", "b.txt", "c.txt"})
             texts.push_back(std::regex_replace(ReadFile(dir / name), created, "// Created by "));
-        }
         EXPECT_FALSE(fs::exists(dir / "d.txt"));
         return texts;
     };

@@ -15,9 +15,8 @@ namespace {
 // What the script writer puts out for a parameter: the stored texts joined by "&".
 std::string Written(MMLParaStruct const& para) {
     std::string text = para.name.As_std_string() + "=";
-    for (std::size_t i = 0; i < para.values.size(); ++i) {
+    for (std::size_t i = 0; i < para.values.size(); ++i)
         text += (i != 0 ? "&" : "") + para.values[i].As_std_string();
-    }
     return text;
 }
 

@@ -17,6 +17,7 @@ using NSQX_script::QXValue;
 using NSQX_script::TScriptCmd;
 
 // A value as a test writes it: a text, kept as written, or a number of the kind QXValue gives it.
+// The constructors convert implicitly so that a list of values reads as the script would.
 struct Item {
     Item(const char* text) : value(text, false) {}
     Item(const std::string& text) : value(text, false) {}

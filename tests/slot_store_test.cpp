@@ -174,7 +174,6 @@ TEST_F(SlotStoreTest, InitReadsUnderTheRootOncePerProcess) {
 TEST_F(SlotStoreTest, NamedSlotTableBringsItsTypesFile) {
     const std::string conf = tmp_ + "/cbb/trans/core/conf/xml/script/xml_script/";
     qxp::SetAppRootPath(tmp_ + "/");
-    EXPECT_EQ(ScriptConfigPath(ScriptConfigFile::kSlotTable), conf + "slotcovert_cmd_cfg.xml");
     EXPECT_EQ(ScriptConfigPath(ScriptConfigFile::kSlotNETypes), conf + "slotconvert_cmd_desc.txt");
     EXPECT_EQ(ScriptConfigPath(ScriptConfigFile::kSlotLog), tmp_ + "/script/ConvertSlotResult.txt");
 

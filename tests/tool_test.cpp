@@ -586,6 +586,7 @@ TEST_F(BatchTest, FmtAndSlotsWriteEachFileAsItsInputWhateverTheWorkers) {
         return texts;
     };
     for (const char* sub : {"fmt", "slots"}) {
+        SCOPED_TRACE(sub);
         const bool slots = std::string(sub) == "slots";
         std::vector<std::vector<std::string>> results;
         std::vector<ToolRun> runs;
@@ -597,9 +598,9 @@ TEST_F(BatchTest, FmtAndSlotsWriteEachFileAsItsInputWhateverTheWorkers) {
             runs.push_back(Run(1, args));
             results.push_back(outputs(out));
         }
-        EXPECT_EQ(runs[1].out, runs[0].out) << sub;
-        EXPECT_EQ(runs[1].err, runs[0].err) << sub;
-        EXPECT_EQ(results[1], results[0]) << sub;
+        EXPECT_EQ(runs[1].out, runs[0].out);
+        EXPECT_EQ(runs[1].err, runs[0].err);
+        EXPECT_EQ(results[1], results[0]);
         EXPECT_TRUE(Contains(runs[0].err,
                              {"d.txt: nothing written", "total: 4 files, 3 written, 1 not\n"}));
 
@@ -608,20 +609,15 @@ TEST_F(BatchTest, FmtAndSlotsWriteEachFileAsItsInputWhateverTheWorkers) {
         const std::string b = slots ? "GBK" : "UTF-8", c = slots ? "ISO8859-1" : "UTF-8";
         EXPECT_TRUE(Contains(texts[0], {"// EMS version = Q5300V100R002C01\n"
                                         "//{{script_version=3.2.1.0}}\n",
-                                        "// encoding=\"UTF-8\"\n"}))
-            << sub;
+                                        "// encoding=\"UTF-8\"\n"}));
         EXPECT_TRUE(Contains(texts[1], {"// EMS version = unknown\n//{{script_version=2.1.3.2}}\n",
-                                        "// encoding=\"" + b + "\"\n"}))
-            << sub;
+                                        "// encoding=\"" + b + "\"\n",
+                                        slots ? "t=\"\xD6\xD0\"" : "t=\"\xE4\xB8\xAD\""}));
         EXPECT_TRUE(Contains(texts[2], {"// EMS version = unknown\n//{{script_version=2.7.4.0}}\n",
-                                        "// encoding=\"" + c + "\"\n"}))
-            << sub;
-        EXPECT_TRUE(Contains(texts[1], {slots ? "t=\"\xD6\xD0\"" : "t=\"\xE4\xB8\xAD\""})) << sub;
-        EXPECT_TRUE(Contains(texts[2], {slots ? "t=\"caf\xE9\"" : "t=\"caf\xC3\xA9\""})) << sub;
-        for (const std::string& text : texts) {
-            EXPECT_TRUE(Contains(text, {slots ? "neid=9-3, bid=131075," : "neid=9-3, bid=203,"}))
-                << sub;
-        }
+                                        "// encoding=\"" + c + "\"\n",
+                                        slots ? "t=\"caf\xE9\"" : "t=\"caf\xC3\xA9\""}));
+        for (const std::string& text : texts)
+            EXPECT_TRUE(Contains(text, {slots ? "neid=9-3, bid=131075," : "neid=9-3, bid=203,"}));
     }
 }
 
@@ -651,8 +647,7 @@ TEST_F(ToolTest, FmtKeepsTheHeaderAndWritesManyFilesOnlyWhereToldTo) {
     Run(0, {"fmt", "--keep-header", "--encoding", "UTF-8", "-o", out, gbk_});
     std::string original;
     EXPECT_TRUE(qxp::OrinCodeSetConvert("GBK", "UTF-8", ReadFile(gbk_), original));
-    const std::string header = original.substr(0, original.find("\n\n") + 2);
-    std::string expected = header;
+    std::string expected = original.substr(0, original.find("\n\n") + 2);
     expected.replace(expected.find("encoding=\"GBK\""), 14, "encoding=\"UTF-8\"");
     EXPECT_EQ(ReadFile(out).substr(0, expected.size()), expected);
     EXPECT_EQ(Commands(out), Commands(gbk_));

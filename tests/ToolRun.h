@@ -114,6 +114,9 @@ class ToolFixture : public ::testing::Test {
         return Path(name);
     }
 
+    // The bundled example script, and the same in GBK.
+    const std::string utf8_ = Example("scripts/ne_config.txt");
+    const std::string gbk_ = Example("scripts/ne_config_gbk.txt");
     test_files::TempDir tmp_{"qxscript_tool"};
     test_files::TempDir outDir_{"qxscript_out"};  // the tool's standard output and error
     const std::string dir_ = tmp_.path();

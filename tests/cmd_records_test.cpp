@@ -2,31 +2,19 @@
 
 #include <set>
 
-#include "qx_scriptutil/TScriptCmd.h"
 #include "tests/TreeText.h"
 
 using namespace NSQX_script;
+using tree_text::Para;
 using tree_text::Show;
 
 namespace {
 
-MMLParaStruct Leaf(const char* name, long value) {
-    MMLParaStruct p;
-    p.name = QXValue(name, false);
-    p.values.push_back(QXValue(value));
-    return p;
-}
-
-MMLParaStruct Group(const char* name, std::vector<MMLParaStruct> members) {
-    MMLParaStruct p;
-    p.name = QXValue(name, false);
-    p.objects.push_back(std::move(members));
-    return p;
-}
-
 // A plain parameter and one with three levels of nested groups.
 std::vector<MMLParaStruct> Paras() {
-    return {Leaf("A", 1), Group("A", {Group("B", {Group("C", {Leaf("D", 1)})}), Leaf("E", 2)})};
+    return {
+        Para("A", {1L}),
+        Para("A", {}, {{Para("B", {}, {{Para("C", {}, {{Para("D", {1L})}})}}), Para("E", {2L})}})};
 }
 
 }  // namespace
@@ -65,14 +53,14 @@ TEST(CmdRecords, CopiesAreDeepAndPointAtTheirOwnList) {
     EXPECT_EQ(2u, cmd.GetSize());
 
     TScriptCmd moved(std::move(copy));
-    moved.GetParaList().push_back(Leaf("Z", 0));
+    moved.GetParaList().push_back(Para("Z", {0L}));
     EXPECT_EQ(1u, moved.GetSize());
 
     // Self-assignment keeps the list; a larger target shrinks to the source.
     const TScriptCmd& alias = moved;
     moved = alias;
     EXPECT_EQ(1u, moved.GetSize());
-    std::vector<MMLParaStruct> big{Leaf("A", 1), Leaf("B", 2), Leaf("C", 3)};
+    std::vector<MMLParaStruct> big{Para("A", {1L}), Para("B", {2L}), Para("C", {3L})};
     TScriptCmd target(1, big, 1);
     target = cmd;
     EXPECT_EQ(9ul, target.GetLineNo());
@@ -80,7 +68,7 @@ TEST(CmdRecords, CopiesAreDeepAndPointAtTheirOwnList) {
 }
 
 TEST(CmdRecords, OrderedByCommandCodeAlone) {
-    std::vector<MMLParaStruct> one{Leaf("A", 1)};
+    std::vector<MMLParaStruct> one{Para("A", {1L})};
     TScriptCmd a(5, one, 1);
     TScriptCmd b(5);
     TScriptCmd c(6);
@@ -98,11 +86,9 @@ TEST(CmdRecords, OrderedByCommandCodeAlone) {
 TEST(CmdRecords, DeepTreesCopyAssignAndFreeWithoutRecursion) {
     constexpr int kDepth = 100000;
     auto Chain = [](int depth) {
-        MMLParaStruct top = Leaf("A", 1);
+        MMLParaStruct top = Para("A", {1L});
         for (int i = 1; i < depth; ++i) {
-            MMLParaStruct outer;
-            outer.name = QXValue("A", false);
-            outer.objects.emplace_back();
+            MMLParaStruct outer = Para("A", {}, {{}});
             outer.objects[0].push_back(std::move(top));
             top = std::move(outer);
         }
@@ -127,5 +113,5 @@ TEST(CmdRecords, DeepTreesCopyAssignAndFreeWithoutRecursion) {
     EXPECT_EQ(kDepth - 2, Depth(root));
     root = std::move(root.objects[0][0]);
     EXPECT_EQ(kDepth - 3, Depth(root));
-    EXPECT_EQ(1, Depth(Leaf("A", 1) = Chain(3).objects[0][0].objects[0][0]));
+    EXPECT_EQ(1, Depth(Para("A", {1L}) = Chain(3).objects[0][0].objects[0][0]));
 }

@@ -1,18 +1,14 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "qx_platform/Control.h"
 #include "qx_platform/StaticData.h"
 #include "qx_platform/Trace.h"
 #include "qx_platform/Xml.h"
-#include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/ScriptConfig.h"
 #include "qx_scriptutil/ScriptEnumCfg.h"
 #include "tests/EnumTable.h"
-#include "tests/TestFiles.h"
 
 using namespace NSQX_script;
 
@@ -204,9 +200,8 @@ TEST_F(EnumConfig, UserSettingsFollowTheHost) {
     EXPECT_EQ(Table(), SettingsOf(0, 2, 1) + kGood5 + kGood65537);
     // Read in ascending order of the setting name; an empty text is not traced.
     std::vector<std::string> traced;
-    for (auto const& line : trace.Lines()) {
+    for (auto const& line : trace.Lines())
         if (line.text.find("MCDB") != std::string::npos) traced.push_back(line.text);
-    }
     const std::string lead =
         "QXScriptEnumMgr::Init Get cfg value from MCDB.tbl_usercfg_param succed ";
     EXPECT_EQ(traced, (std::vector<std::string>{lead + "bExportScriptToRestoreNEdata = 0",

@@ -18,6 +18,10 @@
 #include "tests/TreeText.h"
 
 using namespace NSQX_script;
+using tree_text::Cmd;
+using tree_text::Para;
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -53,20 +57,22 @@ class FailingFiles : public qxp::FileService {
     FILE* target_ = nullptr;
 };
 
-// Memory files whose writes stop after a budget of bytes (the rest of the append is lost, like a
-// full disk) and whose close may fail.
+// Memory files whose writes stop after a budget of bytes: the rest of the append is lost, as on a
+// full disk.
 class FailingEnv : public qxp::Env {
   public:
-    FailingEnv(std::size_t budget, bool failClose) : budget_(budget), failClose_(failClose) {}
+    explicit FailingEnv(std::size_t budget) : budget_(budget) {}
     qxp::Status NewReadableFile(const std::string& path,
                                 std::unique_ptr<qxp::ReadableFile>* file) override {
         return mem_->NewReadableFile(path, file);
     }
     qxp::Status NewWritableFile(const std::string& path, qxp::WriteMode mode,
                                 std::unique_ptr<qxp::WritableFile>* file) override {
-        std::unique_ptr<qxp::WritableFile> inner;
-        qxp::Status s = mem_->NewWritableFile(path, mode, &inner);
-        if (s.ok()) file->reset(new Limited(path, std::move(inner), budget_, failClose_));
+        auto limited = std::make_unique<Limited>();
+        const qxp::Status s = mem_->NewWritableFile(path, mode, &limited->inner);
+        limited->path = path;
+        limited->left = budget_;
+        if (s.ok()) *file = std::move(limited);
         return s;
     }
     qxp::Status DeleteFile(const std::string& path) override { return mem_->DeleteFile(path); }
@@ -83,37 +89,22 @@ class FailingEnv : public qxp::Env {
     }
 
   private:
-    class Limited : public qxp::WritableFile {
-      public:
-        Limited(std::string path, std::unique_ptr<qxp::WritableFile> inner, std::size_t budget,
-                bool failClose)
-            : path_(std::move(path)),
-              inner_(std::move(inner)),
-              left_(budget),
-              failClose_(failClose) {}
+    struct Limited : qxp::WritableFile {
         qxp::Status Append(const char* data, std::size_t n) override {
-            const std::size_t part = std::min(n, left_);
-            left_ -= part;
-            qxp::Status s = inner_->Append(data, part);
-            if (s.ok() && part < n) s = qxp::Status::FromErrno(ENOSPC, path_);
-            return s;
+            const std::size_t part = std::min(n, left);
+            left -= part;
+            qxp::Status s = inner->Append(data, part);
+            return s.ok() && part < n ? qxp::Status::FromErrno(ENOSPC, path) : s;
         }
-        qxp::Status Flush() override { return inner_->Flush(); }
-        qxp::Status Close() override {
-            const qxp::Status s = inner_->Close();
-            return failClose_ ? qxp::Status::FromErrno(EIO, path_) : s;
-        }
-
-      private:
-        std::string path_;
-        std::unique_ptr<qxp::WritableFile> inner_;
-        std::size_t left_;
-        bool failClose_;
+        qxp::Status Flush() override { return inner->Flush(); }
+        qxp::Status Close() override { return inner->Close(); }
+        std::string path;
+        std::unique_ptr<qxp::WritableFile> inner;
+        std::size_t left = 0;
     };
 
     std::unique_ptr<qxp::Env> mem_ = qxp::NewMemEnv();
     std::size_t budget_;
-    bool failClose_;
 };
 
 class ScriptWrite : public ::testing::Test {
@@ -132,19 +123,15 @@ class ScriptWrite : public ::testing::Test {
     }
 
     std::string Read(const std::string& name) { return test_files::ReadFile(tmp_ / name); }
-
-    static MMLParaStruct Para(const std::string& name, std::initializer_list<std::string> values) {
-        MMLParaStruct p;
-        p.name = QXValue(name, false);
-        for (const auto& v : values) p.values.emplace_back(v, false);
-        return p;
-    }
-    static TScriptCmd Cmd(unsigned long code, std::vector<MMLParaStruct> paras) {
-        TScriptCmd cmd(code);
-        cmd.GetParaList() = std::move(paras);
-        return cmd;
-    }
     static bool Write(TScriptFileImpl& file, TScriptCmd cmd) { return file.WriteCommand(cmd); }
+    // A written header, byte for byte.
+    static std::string Header(const std::string& ems, const std::string& version,
+                              const std::string& encoding,
+                              const std::string& title = "NE Configuration Data Script") {
+        return "// SlotFlagVer=1.1 \n// EMS version = " + ems + "\n//{{script_version=" + version +
+               "}}\n// " + title + "\n// 2026-11-22 08:00:00 Created by alice\n// encoding=\"" +
+               encoding + "\"\n\n";
+    }
 
     test_files::TempDir tmp_{"qx_write"};
     const std::string dir_ = tmp_.path();
@@ -165,15 +152,7 @@ TEST_F(ScriptWrite, HeaderFormsAndBodyByteForByte) {
         ASSERT_TRUE(Write(file, Cmd(201, {})));
     }
     EXPECT_EQ(
-        "// SlotFlagVer=1.1 \n"
-        "// EMS version = unknown\n"
-        "//{{script_version=2.1.3.2}}\n"
-        "// NE Configuration Data Script\n"
-        "// 2026-11-22 08:00:00 Created by alice\n"
-        "// encoding=\"UTF-8\"\n"
-        "\n"
-        ":cfg-set:{a=1, b=x&y};\n\n"
-        "// a comment and more\n",
+        Header("unknown", "2.1.3.2", "UTF-8") + ":cfg-set:{a=1, b=x&y};\n\n// a comment and more\n",
         Read("h.txt"));
 
     qxp::TraceCapture traces;
@@ -189,15 +168,7 @@ TEST_F(ScriptWrite, HeaderFormsAndBodyByteForByte) {
         ASSERT_NE(nullptr, file);
         EXPECT_EQ(8u, file->GetScriptType());
     }
-    EXPECT_EQ(
-        "// SlotFlagVer=1.1 \n"
-        "// EMS version = V1R2\n"
-        "//{{script_version=2.1.3.2}}\n"
-        "// My Title\n"
-        "// 2026-11-22 08:00:00 Created by alice\n"
-        "// encoding=\"UTF-8\"\n"
-        "\n\n",
-        Read("s.txt"));
+    EXPECT_EQ(Header("V1R2", "2.1.3.2", "UTF-8", "My Title") + "\n", Read("s.txt"));
     EXPECT_EQ(nullptr, OpenFileForWrite(dir_.c_str(), nullptr, "t", 7));
     EXPECT_EQ(nullptr, OpenFileForWrite((dir_ + "/missing").c_str(), "s.txt", "t", 7));
     EXPECT_FALSE(
@@ -213,10 +184,11 @@ TEST_F(ScriptWrite, HeaderFieldsAreChosenPerFileAcrossThreads) {
     struct Choice {
         const char* encoding;
         unsigned long version;
+        const char* versionText;
         const char* ems;
     };
-    const Choice choices[] = {{"GBK", 0x03020100, "V100R002C01"},
-                              {"ISO8859-1", 0x02070400, "V200R007C03B100"}};
+    const Choice choices[] = {{"GBK", 0x03020100, "3.2.1.0", "V100R002C01"},
+                              {"ISO8859-1", 0x02070400, "2.7.4.0", "V200R007C03B100"}};
     std::vector<std::thread> writers;
     for (int t = 0; t < 2; ++t) {
         writers.emplace_back([&, t] {
@@ -233,19 +205,11 @@ TEST_F(ScriptWrite, HeaderFieldsAreChosenPerFileAcrossThreads) {
         });
     }
     for (std::thread& w : writers) w.join();
-    const char* headers[] = {
-        "// EMS version = V100R002C01\n//{{script_version=3.2.1.0}}\n",
-        "// EMS version = V200R007C03B100\n//{{script_version=2.7.4.0}}\n",
-    };
     for (int t = 0; t < 2; ++t) {
-        const std::string expected =
-            std::string("// SlotFlagVer=1.1 \n") + headers[t] +
-            "// NE Configuration Data Script\n// 2026-11-22 08:00:00 Created by alice\n"
-            "// encoding=\"" +
-            choices[t].encoding + "\"\n\n";
-        for (int i = 0; i < 50; ++i) {
+        const Choice& c = choices[t];
+        const std::string expected = Header(c.ems, c.versionText, c.encoding);
+        for (int i = 0; i < 50; ++i)
             ASSERT_EQ(expected, Read(std::to_string(t) + "_" + std::to_string(i) + ".txt"));
-        }
     }
 
     TScriptFileImpl plain(1);
@@ -253,18 +217,7 @@ TEST_F(ScriptWrite, HeaderFieldsAreChosenPerFileAcrossThreads) {
     EXPECT_FALSE(plain.SetHeaderEmsVersion(nullptr));
     ASSERT_TRUE(plain.OpenForWrite(1, dir_.c_str(), "plain.txt", 7, true));
     ASSERT_TRUE(plain.Close());
-    EXPECT_EQ(0u, Read("plain.txt")
-                      .find("// SlotFlagVer=1.1 \n// EMS version = V9\n"
-                            "//{{script_version=2.1.3.2}}\n"));
-}
-
-static std::size_t OpenDescriptors() {
-    std::size_t n = 0;
-    for ([[maybe_unused]] const auto& entry :
-         std::filesystem::directory_iterator("/proc/self/fd")) {
-        ++n;
-    }
-    return n;
+    EXPECT_EQ(Header("V9", "2.1.3.2", "UTF-8"), Read("plain.txt"));
 }
 
 TEST_F(ScriptWrite, AppendJoinsNewContentFirstInChunksOf254AndLosesNothing) {
@@ -294,11 +247,13 @@ TEST_F(ScriptWrite, AppendJoinsNewContentFirstInChunksOf254AndLosesNothing) {
         TScriptFileImpl reused(1);
         ASSERT_TRUE(reused.OpenForWrite(1, dir_.c_str(), "other.txt", 0, false));
         EXPECT_FALSE(reused.OpenForAppend(dir_.c_str(), "absent.txt", "new.txt"));
-        const std::size_t before = OpenDescriptors();
-        for (int i = 0; i < 5; ++i) {
+        auto descriptors = [] {
+            return std::distance(fs::directory_iterator("/proc/self/fd"), {});
+        };
+        const auto before = descriptors();
+        for (int i = 0; i < 5; ++i)
             EXPECT_FALSE(reused.OpenForAppend(dir_.c_str(), "absent.txt", "new.txt"));
-        }
-        EXPECT_EQ(before, OpenDescriptors());
+        EXPECT_EQ(before, descriptors());
     }
 
     // An append that fails at any later step loses no content either.
@@ -337,8 +292,6 @@ TEST_F(ScriptWrite, StringWriterFallsBackToTheOtherSingleByteEncoding) {
     ASSERT_TRUE(gbk.OpenForRead(1, dir_.c_str(), "g.txt"));
     ASSERT_EQ("GBK", gbk.GetEncoding());
     EXPECT_FALSE(file.SetEncoding("LATIN1"));
-    EXPECT_TRUE(file.SetEncoding("GBK"));
-    EXPECT_EQ("GBK", file.GetEncoding());
     ASSERT_TRUE(gbk.OpenForWriteNoHead(dir_.c_str(), "g2.txt"));
     EXPECT_TRUE(gbk.WriteString("caf\xC3\xA9 \xE4\xB8\xAD"));  // GBK holds both
     EXPECT_TRUE(gbk.WriteString("\xC3\xBF"));                  // y with diaeresis: ISO8859-1 only
@@ -371,29 +324,17 @@ TEST_F(ScriptWrite, TextsBeyondAsciiReachAUtf8FileAsTheyAre) {
               Read("u.txt"));
 }
 
-// Commands of every size around the write buffer's, one after another, arrive whole and in order
-// whether they fill the buffer, pass it, or span several.
-TEST_F(ScriptWrite, CommandsOfAnySizeArriveInOrder) {
+// Commands of every size around the write buffer's, then small ones that collect in the stream's
+// buffer and reach the file in blocks, arrive whole and in order; a block that cannot be written
+// fails the command that filled it.
+TEST_F(ScriptWrite, CommandsOfAnySizeArriveInOrderAndAFullDiskSetsTheErrorCode) {
     std::string expected;
-    {
-        TScriptFileImpl file(1);
-        ASSERT_TRUE(file.OpenForWriteNoHead(dir_.c_str(), "sizes.txt"));
-        char fill = 'a';
-        for (std::size_t size : {10, 65500, 20, 65536, 70000, 3, 131000, 65529, 1, 100000}) {
-            const std::string value(size, fill++);
-            ASSERT_TRUE(Write(file, Cmd(201, {Para("v", {value})})));
-            expected += ":cfg-set:{v=" + value + "};\n\n";
-        }
-        EXPECT_TRUE(file.Close());
+    std::vector<TScriptCmd> sized, cmds;
+    char fill = 'a';
+    for (std::size_t size : {10, 65500, 20, 65536, 70000, 3, 131000, 65529, 1, 100000}) {
+        sized.push_back(Cmd(201, {Para("v", {std::string(size, fill)})}));
+        expected += ":cfg-set:{v=" + std::string(size, fill++) + "};\n\n";
     }
-    EXPECT_EQ(expected, Read("sizes.txt"));
-}
-
-// Small commands collect in the stream's buffer and reach the file in blocks: every byte arrives
-// in order, and a block that cannot be written fails the command that filled it.
-TEST_F(ScriptWrite, CommandsArriveWholeAndAFullDiskSetsTheErrorCode) {
-    std::string expected;
-    std::vector<TScriptCmd> cmds;
     for (int i = 0; i < 3000; ++i) {
         cmds.push_back(
             Cmd(201, {Para("n", {std::to_string(i * 7919)}), Para("t", {"\"caf\xC3\xA9\"", "x"})}));
@@ -403,6 +344,7 @@ TEST_F(ScriptWrite, CommandsArriveWholeAndAFullDiskSetsTheErrorCode) {
         TScriptFileImpl file(1);
         ASSERT_TRUE(file.SetEncoding("UTF-8"));
         ASSERT_TRUE(file.OpenForWriteNoHead(dir_.c_str(), "many.txt"));
+        for (auto& c : sized) ASSERT_TRUE(file.WriteCommand(c));
         for (auto& c : cmds) ASSERT_TRUE(file.WriteCommand(c));
         file.WriteAnnotationCommand("// end\n");
     }
@@ -431,8 +373,8 @@ TEST_F(ScriptWrite, CommandsAReaderWouldRefuseAreNotWritten) {
         std::vector<TScriptDiagnostic> seen;
     } sink;
     auto Values = [](int n) {
-        MMLParaStruct p = Para("a", {});
-        for (int i = 0; i < n; ++i) p.values.emplace_back("x", false);
+        MMLParaStruct p = Para("a");
+        p.values.assign(n, QXValue("x", false));
         return Cmd(201, {p});
     };
     TScriptFileImpl file(1);
@@ -512,7 +454,7 @@ TEST_F(ScriptWrite, ReadAndWriteGoThroughTheGivenEnvironment) {
     ASSERT_TRUE(out.OpenForWrite(1, "mem", "m.txt", 7, true));
     for (auto& c : cmds) ASSERT_TRUE(out.WriteCommand(c));
     EXPECT_TRUE(out.Close());
-    EXPECT_FALSE(std::filesystem::exists("mem"));
+    EXPECT_FALSE(fs::exists("mem"));
 
     std::string bytes;
     ASSERT_TRUE(qxp::ReadFileToString(env.get(), "mem/m.txt", &bytes).ok());
@@ -546,7 +488,7 @@ TEST_F(ScriptWrite, ReadAndWriteGoThroughTheGivenEnvironment) {
 // that fails is reported by Close. Either way the thread's error code is set and the reason
 // is kept.
 TEST_F(ScriptWrite, FailedWritesAndClosesReachTheCaller) {
-    FailingEnv full(100, false);
+    FailingEnv full(100);
     TScriptFileImpl file(1);
     file.SetEnv(&full);
     ASSERT_TRUE(file.OpenForWriteNoHead("mem", "full.txt"));
@@ -560,15 +502,14 @@ TEST_F(ScriptWrite, FailedWritesAndClosesReachTheCaller) {
     EXPECT_FALSE(file.Close());
     EXPECT_EQ(100u, full.Content("mem/full.txt").size());
 
+    // The device takes nothing, which the file's buffer shows only when Close writes it out.
     QXScriptErrMgr::Destroy();
-    FailingEnv failingClose(static_cast<std::size_t>(-1), true);
     TScriptFileImpl closing(1);
-    closing.SetEnv(&failingClose);
-    ASSERT_TRUE(closing.OpenForWriteNoHead("mem", "close.txt"));
+    ASSERT_TRUE(closing.OpenForWriteNoHead(nullptr, "/dev/full"));
     EXPECT_TRUE(closing.WriteCommand(cmd));
     EXPECT_TRUE(closing.LastError().empty());
     EXPECT_FALSE(closing.Close());
-    EXPECT_EQ("mem/close.txt: Input/output error", closing.LastError());
+    EXPECT_EQ("/dev/full: No space left on device", closing.LastError());
     EXPECT_EQ(kScriptErrWriteFailed, QXScriptErrMgr::Instance()->m_errorCode);
     EXPECT_FALSE(closing.WriteString("x"));
 }

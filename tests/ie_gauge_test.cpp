@@ -250,8 +250,7 @@ TEST(IeConcurrency, CountingFromManyThreadsReportsRisingWholePercents) {
     ResetGaugeData();
 
     ASSERT_FALSE(percents.empty());
-    for (std::size_t i = 1; i < percents.size(); ++i) {
+    for (std::size_t i = 1; i < percents.size(); ++i)
         EXPECT_LT(percents[i - 1], percents[i]) << "report " << i;
-    }
     EXPECT_EQ(100, percents.back());
 }

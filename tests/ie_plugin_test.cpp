@@ -16,15 +16,9 @@
 
 using namespace NSQX_script;
 using namespace example_plugin;
+using tree_text::Para;
 
 namespace {
-
-MMLParaStruct Para(const char* name, std::vector<QXValue> values) {
-    MMLParaStruct p;
-    p.name = QXValue(name, false);
-    p.values = std::move(values);
-    return p;
-}
 
 // Converted commands, one a line, as "vlan:" or "port:" and their parameters.
 std::string Shown(const std::vector<TScriptCmd>& cmds) {
@@ -69,8 +63,7 @@ TEST_F(IePlugin, RegistersItsTableAndWithdrawsIt) {
 
 TEST_F(IePlugin, ConversionFunctionsNormaliseAndRejectBadCommands) {
     std::vector<TScriptCmd> out;
-    std::vector<MMLParaStruct> paras{Para("vlanid", {QXValue(10), QXValue(11), QXValue(12)}),
-                                     Para("name", {QXValue("office", false)})};
+    std::vector<MMLParaStruct> paras{Para("vlanid", {10, 11, 12}), Para("name", {"office"})};
     const TScriptCmd vlans(kCmdAddVlan, paras, 0);
     ASSERT_EQ(kConvertOk, ImportAddVlan(vlans, out));
     EXPECT_EQ(
@@ -81,16 +74,16 @@ TEST_F(IePlugin, ConversionFunctionsNormaliseAndRejectBadCommands) {
     EXPECT_EQ(2u, vlans.GetSize());  // the input is not consumed
 
     out.clear();
-    paras = {Para("vlanid", {QXValue(7), QXValue(5000)})};
+    paras = {Para("vlanid", {7, 5000})};
     EXPECT_EQ(kConvertBadValue, ImportAddVlan(TScriptCmd(kCmdAddVlan, paras, 0), out));
     EXPECT_EQ(kConvertMissingPara, ImportAddVlan(TScriptCmd(kCmdAddVlan), out));
-    paras = {Para("port", {QXValue(3)})};
+    paras = {Para("port", {3})};
     EXPECT_EQ(kConvertMissingPara, ImportSetPortDesc(TScriptCmd(kCmdSetPortDesc, paras, 0), out));
     EXPECT_TRUE(out.empty());
 
-    paras = {Para("vlanid", {QXValue(20)})};
+    paras = {Para("vlanid", {20})};
     ASSERT_EQ(kConvertOk, ExportAddVlan(TScriptCmd(kCmdAddVlan, paras, 0), out));
-    paras = {Para("desc", {QXValue("a,b&c", false)}), Para("port", {QXValue(3)})};
+    paras = {Para("desc", {"a,b&c"}), Para("port", {3})};
     ASSERT_EQ(kConvertOk, ExportSetPortDesc(TScriptCmd(kCmdSetPortDesc, paras, 0), out));
     EXPECT_EQ(
         "vlan:'vlanid'='20','name'='\"VLAN_20\"'\n"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <string>
 
 #include "ie/ScriptManagerIFImpl.h"
 #include "qx_platform/Trace.h"
@@ -22,12 +23,6 @@ class FakePlugin : public ScriptRegeisterIF {
     const char* name_;
 };
 
-QXSingleReturn Returning(unsigned long code) {
-    QXSingleReturn r;
-    r.code = code;
-    return r;
-}
-
 // Overrides only the reference forms, to see the pointer forms forward to them.
 class HandlingPlugin : public FakePlugin {
   public:
@@ -35,10 +30,10 @@ class HandlingPlugin : public FakePlugin {
     using ScriptRegeisterIF::ExportFunc;
     using ScriptRegeisterIF::ImportFunc;
     QXSingleReturn ExportFunc(unsigned long, unsigned long, ScriptFile&) override {
-        return Returning(11);
+        return {11, {}, {}};
     }
     QXSingleReturn ImportFunc(unsigned long, unsigned long, ScriptFile&) override {
-        return Returning(22);
+        return {22, {}, {}};
     }
 };
 
@@ -86,6 +81,13 @@ class IeRegistry : public ::testing::Test {
     ScriptManagerIF* mgr_ = ScriptManagerIF::Instance();
     FakePlugin a_{"a"};
     FakePlugin b_{"b"};
+};
+
+class NameMap : public ::testing::Test {
+  protected:
+    void TearDown() override {
+        for (unsigned long id : {3ul, 7ul, 9ul}) CmdNameConvert::RemoveCmdNameIDMap(id);
+    }
 };
 
 }  // namespace
@@ -205,4 +207,41 @@ TEST_F(IeRegistry, BaseHooksReportNotHandledAndPointerFormsForward) {
     const QXSingleReturn r = base.ExportFunc(1, 2, *file);
     EXPECT_TRUE(r.text.empty());
     EXPECT_TRUE(r.detail.empty());
+}
+
+// An ID keeps its first name; a name seen under several IDs gives the lowest; names match
+// case-sensitively and in full, null ones are ignored, and the map keeps its own copies.
+TEST_F(NameMap, FirstNameOfAnIdStaysAndNameLookupGivesTheLowestId) {
+    CmdNameConvert::AddCmdNameIDMap("A", 7);
+    CmdNameConvert::AddCmdNameIDMap("A", 3);
+    CmdNameConvert::AddCmdNameIDMap("B", 3);
+    std::string name = "untouched";
+    ASSERT_TRUE(CmdNameConvert::GetCorrespondCmdName(name, 3));
+    EXPECT_EQ("A", name);
+    unsigned long id = 99;
+    for (const char* other : {"B", "a", "AB"})
+        EXPECT_FALSE(CmdNameConvert::GetCorrespondCmdID(other, id)) << other;
+    EXPECT_EQ(99ul, id);
+    ASSERT_TRUE(CmdNameConvert::GetCorrespondCmdID("A", id));
+    EXPECT_EQ(3ul, id);
+
+    CmdNameConvert::RemoveCmdNameIDMap(9);  // not registered: nothing changes
+    CmdNameConvert::RemoveCmdNameIDMap(3);
+    ASSERT_TRUE(CmdNameConvert::GetCorrespondCmdID("A", id));
+    EXPECT_EQ(7ul, id);
+    name = "kept";
+    EXPECT_FALSE(CmdNameConvert::GetCorrespondCmdName(name, 3));
+    EXPECT_EQ("kept", name);
+
+    // Null names are ignored; the map keeps its own copy of a name.
+    const std::size_t before = CmdNameConvert::m_CmdNameMap.size();
+    CmdNameConvert::AddCmdNameIDMap(nullptr, 9);
+    EXPECT_EQ(before, CmdNameConvert::m_CmdNameMap.size());
+    EXPECT_FALSE(CmdNameConvert::GetCorrespondCmdID(nullptr, id));
+
+    char copied[] = "cfg-set";
+    CmdNameConvert::AddCmdNameIDMap(copied, 9);
+    copied[0] = 'X';
+    ASSERT_TRUE(CmdNameConvert::GetCorrespondCmdName(name, 9));
+    EXPECT_EQ("cfg-set", name);
 }

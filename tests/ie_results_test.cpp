@@ -51,7 +51,6 @@ TEST_F(IeResults, OrderingsCompareOnlyTheirKeyFields) {
 
 TEST_F(IeResults, AppendsKeepArrivalOrderAndFieldOrder) {
     TScriptManagementResult r;
-    EXPECT_EQ(0ul, r.m_errorCode);
     r.AppendOperationResult(3, 1, 7);
     r.AppendOperationResult({{1, 1, 1}, {2, 2, 2}});
     r.AppendOperationResult(std::list<TScriptOperationResult>{});
@@ -69,16 +68,14 @@ TEST_F(IeResults, AppendsKeepArrivalOrderAndFieldOrder) {
     r.AppendScriptResult(std::list<TScriptResult>{});
 
     std::ostringstream all;
-    for (const auto& o : r.m_operationResults) {
+    for (const auto& o : r.m_operationResults)
         all << o.m_key1 << ',' << o.m_key2 << ',' << o.m_value << '|';
-    }
     for (const auto& p : r.m_portOperationResults) {
         all << p.m_key1 << ',' << p.m_key2 << ',' << p.m_key3 << ',' << p.m_key4 << ',' << p.m_key5
             << ',' << p.m_key6 << ',' << p.m_value << '|';
     }
-    for (const auto& s : r.m_scriptResults) {
+    for (const auto& s : r.m_scriptResults)
         all << s.m_text << ',' << s.m_kind << ',' << s.m_detail << ',' << s.m_value << '|';
-    }
     EXPECT_EQ(
         "3,1,7|1,1,1|2,2,2|1,2,3,4,5,6,7|0,0,0,0,0,0,99|line 3,2,syntax,1090614023|v1,0,,0|"
         "v2,0,,0|l1,1,d,2|",

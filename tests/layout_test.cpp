@@ -10,24 +10,13 @@
 #include "cmd/CommandLayout.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
+#include "tests/TreeText.h"
 
 using namespace NSQX_script;
 
+using tree_text::Para;
+
 namespace {
-
-MMLParaStruct Para(const std::string& name, const std::vector<std::string>& values) {
-    MMLParaStruct p;
-    p.name = QXValue(name, false);
-    for (const std::string& v : values) p.values.emplace_back(v, false);
-    return p;
-}
-
-MMLParaStruct Obj(const std::string& name, const std::vector<std::vector<MMLParaStruct>>& groups) {
-    MMLParaStruct p;
-    p.name = QXValue(name, false);
-    p.objects = groups;
-    return p;
-}
 
 class LayoutTest : public ::testing::Test {
   protected:
@@ -60,7 +49,7 @@ TEST_F(LayoutTest, WrapsPastColumn80ButNeverAfterTheLastValue) {
         }
         return text;
     };
-    auto p = [](int n) { return Para("P", std::vector<std::string>(n, kTen)); };
+    auto p = [](int n) { return Para("P", std::vector<tree_text::Item>(n, kTen)); };
     // Column 6 after ":cmd:{", 10 after "P=", 11 per value: the 7th value reaches 87. Ending on
     // the 7th value there is no wrap there; the next separator wraps instead.
     EXPECT_EQ(":cmd:{P=" + list(9, {6}) + "};\n\n", Render(7101, {p(9)}));
@@ -85,7 +74,7 @@ TEST_F(LayoutTest, WrapsPastColumn80ButNeverAfterTheLastValue) {
     // separator then wraps inside braces.
     std::string seventy(70, 'v');
     EXPECT_EQ(":cmd:{O={A=" + seventy + ", \n  B=1}};\n\n",
-              Render(7101, {Obj("O", {{Para("A", {seventy}), Para("B", {"1"})}})}));
+              Render(7101, {Para("O", {}, {{Para("A", {seventy}), Para("B", {"1"})}})}));
 
     // A name long enough that the first parameter's own step passes 80.
     EXPECT_EQ(":" + std::string(77, 'n') + ":{\n  A=1};\n\n", Render(7103, {Para("A", {"1"})}));
@@ -93,14 +82,13 @@ TEST_F(LayoutTest, WrapsPastColumn80ButNeverAfterTheLastValue) {
 
 TEST_F(LayoutTest, ShortCommandsRawLinesAndOddParameters) {
     std::vector<MMLParaStruct> paras = {
-        Obj("O", {{Para("A", {"1"}), Para("B", {"2"})}, {Para("A", {"3"}), Para("B", {"4"})}}),
+        Para("O", {}, {{Para("A", {"1"}), Para("B", {"2"})}, {Para("A", {"3"}), Para("B", {"4"})}}),
         Para("C", {"5", "\"q\""})};
     EXPECT_EQ(":x:{O={A=1, B=2}&{A=3, B=4}, C=5&\"q\"};\n\n", Render(7102, paras));
 
     // Numbers are written as their text; a number may also be a name.
-    MMLParaStruct n;
+    MMLParaStruct n = Para("", {5, 123456789012L, 1.5, -7});
     n.name = QXValue(3);
-    n.values = {QXValue(5), QXValue(123456789012L), QXValue(1.5), QXValue(-7)};
     EXPECT_EQ(":x:{3=5&123456789012&1.5&-7};\n\n", Render(7102, {n}));
 
     // Raw lines, empty commands, and one buffer reused from command to command.
@@ -141,10 +129,7 @@ TEST_F(LayoutTest, ShortCommandsRawLinesAndOddParameters) {
 TEST_F(LayoutTest, NumbersReadAsTheirValueText) {
     CommandLayout layout;
     auto check = [&layout](const QXValue& v) {
-        MMLParaStruct p;
-        p.name = QXValue("P", false);
-        p.values = {v};
-        layout.Render(7102, {p});
+        layout.Render(7102, {Para("P", {v})});
         EXPECT_EQ(":x:{P=" + v.As_std_string() + "};\n\n", layout.Text());
     };
     for (long v : {0L, 1L, -1L, 9L, 10L, 99L, 100L, 9999L, 10000L, 99999999L, 100000000L,
@@ -174,12 +159,13 @@ TEST_F(LayoutTest, NumbersReadAsTheirValueText) {
     }
 }
 
-TEST_F(LayoutTest, TextsWithAByteAboveAsciiAreNoticedWhereverItStands) {
+// A byte above ASCII is noticed wherever it stands, and only a text's own bytes count, whatever
+// its storage holds past its end (a shorter text copied over a longer one keeps the rest); each
+// name or value beyond ASCII is checked for UTF-8.
+TEST_F(LayoutTest, NonAsciiTextsAreFoundAndCheckedEachOnItsOwn) {
     CommandLayout layout;
-    for (std::size_t len = 1; len <= 40; ++len) {
+    for (std::size_t len = 0; len <= 40; ++len) {
         const std::string plain(len, 'a');
-        layout.Render(7102, {Para("P", {plain})});
-        EXPECT_TRUE(layout.IsAscii()) << len;
         for (std::size_t at = 0; at < len; ++at) {
             std::string text = plain;
             text[at] = '\xE9';
@@ -189,15 +175,6 @@ TEST_F(LayoutTest, TextsWithAByteAboveAsciiAreNoticedWhereverItStands) {
             layout.Render(7102, {Para(text, {"1"})});
             EXPECT_FALSE(layout.IsAscii()) << len << " " << at;
         }
-    }
-}
-
-// Only a text's own bytes count, whatever its storage holds past its end (a shorter text copied
-// over a longer one keeps the rest); each name or value beyond ASCII is checked for UTF-8.
-TEST_F(LayoutTest, NonAsciiTextsAreFoundAndCheckedEachOnItsOwn) {
-    CommandLayout layout;
-    for (std::size_t len = 0; len <= 40; ++len) {
-        const std::string plain(len, 'a');
         for (std::size_t storage : {std::size_t{15}, len + 40}) {
             if (storage <= len) continue;
             std::string old(storage, 'a');

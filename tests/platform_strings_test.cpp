@@ -21,7 +21,7 @@ std::string Read(bool (*reader)(const char*, T&, Base...), const char* text, Bas
     return value == 77 ? "refused" : "refused, output changed to " + std::to_string(value);
 }
 
-TEST(PlatformStrings, NeIdForms) {
+TEST(PlatformStrings, NeIdsAndIntegersReadOnlyWholeTexts) {
     EXPECT_EQ(Read(qxp::QXStr2NEID, "9-3"), std::to_string((9UL << 16) | 3));
     EXPECT_EQ(Read(qxp::QXStr2NEID, "65535-65535"), "4294967295");
     EXPECT_EQ(Read(qxp::QXStr2NEID, "4294967295"), "4294967295");
@@ -33,9 +33,6 @@ TEST(PlatformStrings, NeIdForms) {
         EXPECT_EQ(Read(qxp::QXStr2NEID, bad), "refused") << '"' << bad << '"';
     }
     EXPECT_EQ(Read(qxp::QXStr2NEID, nullptr), "refused");
-}
-
-TEST(PlatformStrings, WholeTextIntegerReaders) {
     EXPECT_EQ(Read(qxp::QXStr2Int, "-42", 10), "-42");
     EXPECT_EQ(Read(qxp::QXStr2Int, "  +7", 10), "7");
     EXPECT_EQ(Read(qxp::QXStr2Int, "ff", 16), "255");

@@ -1,30 +1,26 @@
-#include <gtest/gtest.h>
-
-#include <condition_variable>
 #include <filesystem>
 #include <map>
-#include <mutex>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "qx_platform/Control.h"
 #include "qx_platform/Strings.h"
 #include "qx_platform/Task.h"
 #include "qx_platform/Trace.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 #include "qx_scriptutil/QXConvertDataStorage.h"
-#include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/ScriptSlotConvert.h"
 #include "qx_scriptutil/TScriptFileImpl.h"
 #include "slot/CommandSlotConvert.h"
 #include "slot/SlotStoreAccess.h"
 #include "tests/EnumTable.h"
-#include "tests/TestFiles.h"
 #include "tests/TreeText.h"
 
 using namespace NSQX_script;
+using tree_text::Cmd;
+using tree_text::Item;
+using tree_text::Para;
 namespace fs = std::filesystem;
 
 namespace {
@@ -71,23 +67,6 @@ std::vector<std::string> Collected(const SeparatorNode& node, const std::string&
     return out;
 }
 
-MMLParaStruct Para(const std::string& name, std::vector<QXValue> values) {
-    MMLParaStruct p;
-    p.name = QXValue(name, false);
-    p.values = std::move(values);
-    return p;
-}
-
-QXValue S(const char* text) {
-    return QXValue(text, false);
-}
-
-TScriptCmd Cmd(unsigned long code, std::vector<MMLParaStruct> paras) {
-    TScriptCmd cmd(code);
-    cmd.GetParaList() = std::move(paras);
-    return cmd;
-}
-
 // The command's parameters after the whole-command conversion, with their kinds.
 std::string Converted(TScriptCmd cmd) {
     ConvertCommandSlots(cmd);
@@ -95,8 +74,8 @@ std::string Converted(TScriptCmd cmd) {
 }
 
 // cfg-set-board with NE 0 (which converts whatever the device map says) and these slots.
-TScriptCmd Board(std::vector<QXValue> bid) {
-    return Cmd(kBoard, {Para("neid", {QXValue(0)}), Para("bid", std::move(bid))});
+TScriptCmd Board(const std::vector<Item>& bid) {
+    return Cmd(kBoard, {Para("neid", {0}), Para("bid", bid)});
 }
 
 class SlotConvertTest : public ::testing::Test {
@@ -125,8 +104,8 @@ class SlotConvertTest : public ::testing::Test {
     std::string Log() const { return test_files::ReadFile(tmp_ + "/script/ConvertSlotResult.txt"); }
 
     static TScriptCmd XcCommand() {
-        return Cmd(kXc, {Para("srcne", {S("\"1-5\"")}), Para("srcport", {S("1-2&&203-7")}),
-                         Para("dstne", {S("7+++9")}), Para("dstslot", {S("\"85&x&120\"")})});
+        return Cmd(kXc, {Para("srcne", {"\"1-5\""}), Para("srcport", {"1-2&&203-7"}),
+                         Para("dstne", {"7+++9"}), Para("dstslot", {"\"85&x&120\""})});
     }
 
     test_files::TempDir tmpDir_{"slot_convert"};
@@ -260,20 +239,19 @@ TEST_F(SlotConvertTest, WholeCommandConvertedAndLoggedTwice) {
               Log());
 
     // Values that stay keep their type.
-    EXPECT_EQ("'neid'=0i,'bid'='131075'&'125'&'abc'",
-              Converted(Board({QXValue(203), S("85"), S("abc")})));
+    EXPECT_EQ("'neid'=0i,'bid'='131075'&'125'&'abc'", Converted(Board({203, "85", "abc"})));
 
     // cfg-onepara: a pair without an NE ID of its own uses the NE found before it.
     auto onePara = [](const char* neid) {
-        return Converted(Cmd(kOnePara, {Para("neid", {S(neid)}), Para("slot", {S("85")}),
-                                        Para("value", {S("1-203")})}));
+        return Converted(
+            Cmd(kOnePara, {Para("neid", {neid}), Para("slot", {"85"}), Para("value", {"1-203"})}));
     };
     EXPECT_EQ("'neid'='1-5','slot'='125','value'='1-131075'", onePara("1-5"));
     EXPECT_EQ("'neid'='2-1','slot'='85','value'='1-203'", onePara("2-1"));
 
     // Commands without a record, or without a name, pass untouched and unlogged.
     const std::string log = Log();
-    EXPECT_EQ("'bid'='203'", Converted(Cmd(8499, {Para("bid", {S("203")})})));
+    EXPECT_EQ("'bid'='203'", Converted(Cmd(8499, {Para("bid", {"203"})})));
     EXPECT_EQ(log, Log());
 }
 
@@ -310,57 +288,37 @@ TEST_F(SlotConvertTest, ReaderFeedsTheDeviceMapFromTheScript) {
     CmdNameConvert::RemoveCmdNameIDMap(8404);
 }
 
-// Each file converts by the slot flag of its own header, even while another task opens a
-// script with another flag: here the second open lands between the first open and its reads.
+// Each file converts by the slot flag of its own header, even when another script with another
+// flag is opened between its open and its reads, and while both are read at once.
 TEST_F(SlotConvertTest, ConcurrentScriptsConvertByTheirOwnSlotFlag) {
     std::string commands;
-    for (int i = 0; i < 500; ++i) {
+    for (int i = 0; i < 500; ++i)
         commands += ":cfg-set-board:{neid=0,bid=\"85\"&\"10005\"&\"" + std::to_string(i) + "\"};\n";
-    }
-    const char* const names[] = {"a.txt", "b.txt"};
     test_files::WriteFile(tmp_ + "/a.txt", "// SlotFlagVer=1.0 \n" + commands);
     test_files::WriteFile(tmp_ + "/b.txt", commands);
     Store()->SetOperType(0);
-
-    // Opens are taken in turn (a, then b); reads run together once both files are open.
-    std::mutex mutex;
-    std::condition_variable turned;
-    int turn = 0;
-    auto waitFor = [&](int wanted) {
-        std::unique_lock<std::mutex> lock(mutex);
-        turned.wait(lock, [&] { return turn >= wanted; });
-    };
-    auto next = [&] {
-        std::lock_guard<std::mutex> lock(mutex);
-        ++turn;
-        turned.notify_all();
-    };
-    auto read = [&](int which, bool together, std::vector<std::string>& out) {
-        TScriptFileImpl file(1);
-        if (together) waitFor(which);
-        const bool opened = file.OpenForRead(1, tmp_.c_str(), names[which]);
-        if (together) {
-            next();
-            waitFor(2);
-        }
-        if (!opened) return;
+    auto readAll = [](TScriptFileImpl& file, std::vector<std::string>& out) {
         file.GoToFirstCommand();
-        for (TScriptCmd cmd; file.GetOneCommand(cmd);) {
+        for (TScriptCmd cmd; file.GetOneCommand(cmd);)
             out.push_back(tree_text::Show(cmd.GetParaList()));
-        }
     };
 
-    std::vector<std::string> alone[2];
-    for (int which : {0, 1}) read(which, false, alone[which]);
+    std::vector<std::string> alone[2], together[2];
+    for (int which : {0, 1}) {
+        TScriptFileImpl file(1);
+        ASSERT_TRUE(file.OpenForRead(1, tmp_.c_str(), which ? "b.txt" : "a.txt"));
+        readAll(file, alone[which]);
+    }
     ASSERT_EQ(500u, alone[0].size());
     EXPECT_EQ("'neid'=0,'bid'='85'&'5'&'0'", alone[0][0]);
     EXPECT_EQ("'neid'=0,'bid'='125'&'6553605'&'0'", alone[1][0]);
 
-    std::vector<std::string> together[2];
-    std::thread first(read, 0, true, std::ref(together[0]));
-    std::thread second(read, 1, true, std::ref(together[1]));
+    TScriptFileImpl a(1), b(1);
+    ASSERT_TRUE(a.OpenForRead(1, tmp_.c_str(), "a.txt"));
+    ASSERT_TRUE(b.OpenForRead(1, tmp_.c_str(), "b.txt"));
+    std::thread first(readAll, std::ref(a), std::ref(together[0]));
+    readAll(b, together[1]);
     first.join();
-    second.join();
     EXPECT_EQ(alone[0], together[0]);
     EXPECT_EQ(alone[1], together[1]);
 }
@@ -369,7 +327,7 @@ TEST_F(SlotConvertTest, LostLogKeepsTheConversion) {
     UseType(0);
     fs::remove_all(tmp_ + "/script");
     qxp::TraceCapture trace;
-    EXPECT_EQ("'neid'=0i,'bid'='125'", Converted(Board({S("85")})));
+    EXPECT_EQ("'neid'=0i,'bid'='125'", Converted(Board({"85"})));
     EXPECT_TRUE(trace.Contains("Open file Log Converted Cmd Error! "));
 }
 
@@ -377,7 +335,7 @@ TEST_F(SlotConvertTest, NoConfigurationRewritesNothing) {
     QXConvertDataStorage::Destroy();
     SlotStoreAccess::LoadFile(test_files::DataDir("slot/") + "malformed_cfg.xml");
     UseType(0);
-    EXPECT_EQ("'neid'=0i,'bid'='85'", Converted(Board({S("85")})));
+    EXPECT_EQ("'neid'=0i,'bid'='85'", Converted(Board({"85"})));
     EXPECT_EQ("", Log());
 }
 
@@ -388,11 +346,11 @@ class SlotSwitchOffTest : public SlotConvertTest {
 
 TEST_F(SlotSwitchOffTest, SwitchesOffLeaveCommandsAndLogAlone) {
     UseType(0);
-    EXPECT_EQ("'neid'=0i,'bid'='85'", Converted(Board({S("85")})));
+    EXPECT_EQ("'neid'=0i,'bid'='85'", Converted(Board({"85"})));
     qxp::TraceCapture trace;
     EXPECT_EQ("125", Slot("85"));  // the single-value function has no switch
     EXPECT_FALSE(trace.Contains("Slot have been changed"));
-    TScriptCmd board = Board({S("85")});
+    TScriptCmd board = Board({"85"});
     LogConvertedCmd(board);
     EXPECT_FALSE(fs::exists(tmp_ + "/script/ConvertSlotResult.txt"));
 }

@@ -16,6 +16,7 @@
 #include "slot/SlotCovertCfgInterpreter.h"
 #include "slot/SlotStoreAccess.h"
 #include "tests/TestFiles.h"
+#include "tests/TreeText.h"
 
 using namespace NSQX_script;
 namespace fs = std::filesystem;
@@ -68,9 +69,8 @@ class SlotStoreTest : public ::testing::Test {
         QXConvertDataStorage::Destroy();
         SlotStoreAccess::ForgetLoaded();
         qxp::ResetOverrides();
-        for (auto file : {ScriptConfigFile::kSlotTable, ScriptConfigFile::kSlotLog}) {
+        for (auto file : {ScriptConfigFile::kSlotTable, ScriptConfigFile::kSlotLog})
             SetScriptConfigPath(file, "");
-        }
     }
     // The configuration folder under a fresh application root, holding a copy of a data file.
     std::string ConfDirWith(const std::string& file) {
@@ -100,15 +100,12 @@ TEST_F(SlotStoreTest, ReaderFollowsEveryRule) {
         Show(Records()));
 
     using Reader = slotcovertcfgfileinterpreter;
-    EXPECT_EQ("&", Reader::SignFromAttr("+"));
-    EXPECT_EQ("&&", Reader::SignFromAttr("++"));
-    EXPECT_EQ("+++", Reader::SignFromAttr("+++"));
-    EXPECT_EQ("&", Reader::SignFromAttr("&"));
-    EXPECT_EQ(-4, Reader::PositionFromAttr("  -4"));
-    EXPECT_EQ(12, Reader::PositionFromAttr("12abc"));
-    EXPECT_EQ(0, Reader::PositionFromAttr("abc"));
-    EXPECT_EQ(0, Reader::PositionFromAttr(nullptr));
-    EXPECT_EQ(2147483647, Reader::PositionFromAttr("99999999999"));
+    using Sign = std::pair<const char*, const char*>;
+    for (auto [attr, sign] : {Sign{"+", "&"}, {"++", "&&"}, {"+++", "+++"}, {"&", "&"}})
+        EXPECT_EQ(sign, Reader::SignFromAttr(attr)) << attr;
+    const char* const attrs[] = {"  -4", "12abc", "abc", nullptr, "99999999999"};
+    const int positions[] = {-4, 12, 0, 0, 2147483647};
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(positions[i], Reader::PositionFromAttr(attrs[i])) << i;
 }
 
 TEST_F(SlotStoreTest, ExampleConfigurationLoads) {
@@ -177,7 +174,6 @@ TEST_F(SlotStoreTest, InitReadsUnderTheRootOncePerProcess) {
 TEST_F(SlotStoreTest, NamedSlotTableBringsItsTypesFile) {
     const std::string conf = tmp_ + "/cbb/trans/core/conf/xml/script/xml_script/";
     qxp::SetAppRootPath(tmp_ + "/");
-    EXPECT_EQ(ScriptConfigPath(ScriptConfigFile::kSlotTable), conf + "slotcovert_cmd_cfg.xml");
     EXPECT_EQ(ScriptConfigPath(ScriptConfigFile::kSlotNETypes), conf + "slotconvert_cmd_desc.txt");
     EXPECT_EQ(ScriptConfigPath(ScriptConfigFile::kSlotLog), tmp_ + "/script/ConvertSlotResult.txt");
 
@@ -263,32 +259,20 @@ TEST_F(SlotStoreTest, SupportedNeTypesFromTheTextFile) {
     EXPECT_EQ(1, Store()->GetOperType());
 }
 
-MMLCmdStruct NePara(QXValue neid, QXValue device, const char* name = "cfg-nepara") {
+MMLCmdStruct NePara(tree_text::Item neid, tree_text::Item device, const char* name = "cfg-nepara") {
     MMLCmdStruct cmd;
     cmd.cmdName = name;
-    MMLParaStruct a;
-    a.name = QXValue("neid", false);
-    a.values.push_back(neid);
-    MMLParaStruct b;
-    b.name = QXValue("device", false);
-    b.values.push_back(device);
-    cmd.paraList = {a, b};
+    cmd.paraList = {tree_text::Para("neid", {neid}), tree_text::Para("device", {device})};
     return cmd;
 }
 
 TEST_F(SlotStoreTest, DeviceMapFromNeParameterCommands) {
+    // NE 8 has a bad device, "0" is NE 0, 1-70000 has a part out of range, the second NE 7
+    // replaces the first's 9, NE 10 comes with a second value.
     std::vector<MMLCmdStruct> cmds = {
-        NePara(QXValue("\"1-5\"", false), QXValue(3)),
-        NePara(QXValue(7), QXValue("\"9\"", false)),
-        NePara(QXValue(8), QXValue("x", false)),        // bad device
-        NePara(QXValue("0", false), QXValue(1)),        // NE 0
-        NePara(QXValue("1-70000", false), QXValue(1)),  // part out of range
-        NePara(QXValue(9), QXValue(1), "cfg-other"),
-        NePara(QXValue(7), QXValue(4)),  // replaces the earlier 9
-    };
-    MMLCmdStruct twoValues = NePara(QXValue(10), QXValue(1));
-    twoValues.paraList[0].values.push_back(QXValue(11));
-    cmds.push_back(twoValues);
+        NePara("\"1-5\"", 3), NePara(7, "\"9\""),        NePara(8, "x"), NePara("0", 1),
+        NePara("1-70000", 1), NePara(9, 1, "cfg-other"), NePara(7, 4),   NePara(10, 1)};
+    cmds.back().paraList[0].values.push_back(QXValue(11));
 
     std::map<unsigned long, unsigned long> devMap;
     qxp::TraceCapture trace;
@@ -297,11 +281,11 @@ TEST_F(SlotStoreTest, DeviceMapFromNeParameterCommands) {
 
     // Records name their command through the name map and carry their script line.
     CmdNameConvert::AddCmdNameIDMap("cfg-nepara", 8301);
-    MMLCmdStruct bad = NePara(QXValue(12), QXValue("bad", false));
+    MMLCmdStruct bad = NePara(12, "bad");
     TScriptCmd record(8301, bad.paraList, 42);
     EXPECT_FALSE(ScriptDataMgr::AddDevMapEntry(record, devMap));
     EXPECT_TRUE(trace.Contains("cfg-nepara at line 42"));
-    MMLCmdStruct good = NePara(QXValue(12), QXValue(5));
+    MMLCmdStruct good = NePara(12, 5);
     std::vector<TScriptCmd> records = {TScriptCmd(8301, good.paraList, 43)};
     qxp::OrinGnlTask task(6);
     qxp::ScopedCurrentTask current(&task);

@@ -18,8 +18,6 @@
 // records are then read without a lock, so reading the file again while tasks convert
 // commands is outside the design and is not done here.
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <filesystem>
 #include <map>
@@ -29,15 +27,12 @@
 #include <vector>
 
 #include "EnumTable.h"
-#include "TestFiles.h"
 #include "TreeText.h"
 #include "parser/SampleCommands.h"
-#include "qx_platform/Control.h"
 #include "qx_platform/Task.h"
 #include "qx_scriptutil/CmdNameConvert.h"
 #include "qx_scriptutil/EnumMap.h"
 #include "qx_scriptutil/QXConvertDataStorage.h"
-#include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/QXScriptErrMgr.h"
 #include "qx_scriptutil/ScriptParser.h"
 #include "qx_scriptutil/TScriptFileImpl.h"
@@ -56,10 +51,6 @@ constexpr unsigned long kLink = 9303;
 constexpr char kEnumFile[] = "port_enum.xml";
 constexpr int kUser = 7;
 
-std::string StressDataDir() {
-    return test_files::DataDir("stress/");
-}
-
 unsigned long NeOf(int worker) {
     return 300 + static_cast<unsigned long>(worker);
 }
@@ -68,12 +59,12 @@ std::vector<TScriptCmd> CommandsOf(int worker, int pass) {
     static const char* const kStates[] = {"up", "down", "testing"};
     static const char* const kModes[] = {"auto", "m10", "m100", "off"};
     const int k = worker + pass;
+    const std::string label = "\"board " + std::to_string(worker) + "/" + std::to_string(pass) +
+                              " caf\xC3\xA9 \\\"q\\\"\"";
     TScriptCmd board(kBoard);
     board.AddPara("neid", NeOf(worker), false, false);
     board.AddPara("bid", static_cast<unsigned long>(80 + k % 9), false, false);
     board.AddPara("state", kStates[k % 3], false, false);
-    const std::string label = "\"board " + std::to_string(worker) + "/" + std::to_string(pass) +
-                              " caf\xC3\xA9 \\\"q\\\"\"";
     board.AddPara("label", label.c_str(), false, false);
     TScriptCmd port(kPort);
     port.AddPara("mode", kModes[k % 4], false, false);
@@ -91,9 +82,8 @@ std::vector<TScriptCmd> CommandsOf(int worker, int pass) {
 
 std::string Render(const QXScriptErrMgr& mgr) {
     std::ostringstream out;
-    for (const TScriptOperationResult& r : mgr.m_operationResults) {
+    for (const TScriptOperationResult& r : mgr.m_operationResults)
         out << "op " << r.m_key1 << ' ' << r.m_key2 << ' ' << r.m_value << '\n';
-    }
     for (const TScriptResult& r : mgr.m_scriptResults) {
         out << "script " << r.m_text << '|' << r.m_kind << '|' << r.m_detail << '|' << r.m_value
             << '\n';
@@ -141,9 +131,8 @@ void RunPass(int worker, int pass, const std::string& dir, std::string& out) {
             out += "open for write failed\n";
             return;
         }
-        for (TScriptCmd& cmd : CommandsOf(worker, pass)) {
+        for (TScriptCmd& cmd : CommandsOf(worker, pass))
             if (!file.WriteCommand(cmd)) out += "write failed\n";
-        }
         file.WriteAnnotationCommand("// raw lines are carried through\n");
         file.WriteAnnotationCommand(":cfg-set-port:{mode=auto;\n");
         file.WriteAnnotationCommand(":cfg-not-known:{a=1};\n");
@@ -214,7 +203,7 @@ class StressConcurrency : public ::testing::Test {
         enum_table::Release();
         QXConvertDataStorage::Destroy();
         SlotStoreAccess::ForgetLoaded();
-        qxp::SetAppRootPath(StressDataDir());
+        qxp::SetAppRootPath(test_files::DataDir("stress/"));
         qxp::SetFixedTime(1700000000);
         qxp::SetUserName(kUser, "stress");
         qxp::SetServerVersionName("V100R001");
@@ -234,25 +223,18 @@ class StressConcurrency : public ::testing::Test {
         qxp::ResetOverrides();
     }
 
-    std::vector<std::string> SingleThreaded() {
-        std::vector<std::string> expected;
-        for (int w = 0; w < kWorkers; ++w) expected.push_back(RunWorker(w, tmp_ + "/ref"));
-        return expected;
-    }
-
     test_files::TempDir tmpDir_{"stress_concurrency"};
     const std::string tmp_ = tmpDir_.path();
 };
 
 TEST_F(StressConcurrency, WorkersMatchASingleThreadedRunWhileTablesAreReloaded) {
-    const std::vector<std::string> expected = SingleThreaded();
+    std::vector<std::string> expected;
+    for (int w = 0; w < kWorkers; ++w) expected.push_back(RunWorker(w, tmp_ + "/ref"));
     const std::string& first = expected.front();
-    for (const char* absent : {"failed", "s2c=0", "wrong answer"}) {
+    for (const char* absent : {"failed", "s2c=0", "wrong answer"})
         ASSERT_EQ(first.find(absent), std::string::npos) << absent << '\n' << first;
-    }
-    for (const char* present : {"// SlotFlagVer=1.0 \n", "encoding ISO8859-1", "|1090614023\n"}) {
+    for (const char* present : {"// SlotFlagVer=1.0 \n", "encoding ISO8859-1", "|1090614023\n"})
         ASSERT_NE(first.find(present), std::string::npos) << present << '\n' << first;
-    }
     ASSERT_EQ(QXScriptEnumMgr::GetRefCount(), 0);
 
     // The slot configuration is read again by whichever thread asks first.

@@ -34,11 +34,6 @@ TEST(Subnet, ReadsEachFormIntoAddressMaskPrefixAndFamily) {
     EXPECT_EQ(v4.m_prefixLength, 20);
     EXPECT_EQ(v4.m_address, (std::array<std::uint8_t, 16>{10, 1}));
     EXPECT_EQ(v4.m_mask, (std::array<std::uint8_t, 16>{255, 255, 240}));
-    SubNetInfo slash;
-    ASSERT_TRUE(ParseSubnet("10.1.0.0/20", slash));
-    EXPECT_EQ(slash, v4);
-    ASSERT_TRUE(ParseSubnet("10.1.0.0/255.255.240.0", slash));
-    EXPECT_EQ(slash, v4);
 
     SubNetInfo v6;
     ASSERT_TRUE(ParseSubnet("2001:DB8:0:0:8000::/65", v6));
@@ -50,6 +45,8 @@ TEST(Subnet, ReadsEachFormIntoAddressMaskPrefixAndFamily) {
               (std::array<std::uint8_t, 16>{0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0x80}));
 
     for (auto const& [text, canonical] : std::vector<std::pair<std::string, std::string>>{
+             {" 10.1.0.0 \t255.255.240.0 ", "10.1.0.0/20"},
+             {"10.1.0.0/255.255.240.0", "10.1.0.0/20"},
              {"0.0.0.0/0", "0.0.0.0/0"},
              {"255.255.255.255 255.255.255.255", "255.255.255.255/32"},
              {"192.168.1.128/25", "192.168.1.128/25"},

@@ -44,9 +44,8 @@ TEST_F(DiffTest, ScriptsThatReadAlikeAreEqual) {
     // The GBK example against its UTF-8 rewrite (fresh header, other layout), and a UTF-8
     // script against a GBK one with comments, wrapping, hexadecimal, quotes, upper case and
     // another order of commands and parameters.
-    const std::string gbk = Example("scripts/ne_config_gbk.txt");
-    Run(0, {"fmt", "--encoding", "UTF-8", "-o", "utf8.txt", gbk});
-    EXPECT_EQ(Run(0, {"-q", "diff", gbk, "utf8.txt"}).out, "");
+    Run(0, {"fmt", "--encoding", "UTF-8", "-o", "utf8.txt", gbk_});
+    EXPECT_EQ(Run(0, {"-q", "diff", gbk_, "utf8.txt"}).out, "");
 
     Write("x.txt",
           "// encoding=\"UTF-8\"\n"

@@ -4,23 +4,13 @@
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
 #include <regex>
-#include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
-
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "qx_platform/CodeSet.h"
-#include "tests/TestFiles.h"
 #include "tests/ToolRun.h"
 
 namespace fs = std::filesystem;
@@ -35,6 +25,9 @@ using tool_run::ToolRun;
 
 class ToolTest : public tool_run::ToolFixture {
   protected:
+    const std::string slotCfg_ = Example("config/slotcovert_cmd_cfg.xml");
+    const std::string enumCfg_ = Example("config/script_enum.xml");
+
     static std::string Fixture(const std::string& name) {
         return test_files::DataDir("tool/" + name);
     }
@@ -64,11 +57,9 @@ class ToolTest : public tool_run::ToolFixture {
 };
 
 TEST_F(ToolTest, CheckPassesTheExamplesAndReportsEveryBrokenCommand) {
-    const std::string utf8 = Example("scripts/ne_config.txt");
-    const std::string gbk = Example("scripts/ne_config_gbk.txt");
     EXPECT_TRUE(Contains(
-        Run(0, {"check", utf8, gbk}).out,
-        {utf8 + ": 39 commands (UTF-8), all parsed", gbk + ": 39 commands (GBK), all parsed"}));
+        Run(0, {"check", utf8_, gbk_}).out,
+        {utf8_ + ": 39 commands (UTF-8), all parsed", gbk_ + ": 39 commands (GBK), all parsed"}));
 
     // The trailing comma, and the last command that lacks its ";" (reported at the end).
     const std::string broken = Fixture("broken.txt");
@@ -85,11 +76,11 @@ TEST_F(ToolTest, CheckPassesTheExamplesAndReportsEveryBrokenCommand) {
         Contains(run.err, {"missing.txt: No such file or directory", dir_ + ": is a directory"}));
     EXPECT_TRUE(Contains(run.out, {broken + ":5:"}));
 
-    EXPECT_EQ(Run(0, {"check", "-q", utf8}).out, "");
+    EXPECT_EQ(Run(0, {"check", "-q", utf8_}).out, "");
 }
 
 TEST_F(ToolTest, DumpGivesOneTypedJsonObjectPerCommandAndNothingElseOnStdout) {
-    const std::vector<nlohmann::json> cmds = Commands(Example("scripts/ne_config_gbk.txt"));
+    const std::vector<nlohmann::json> cmds = Commands(gbk_);
     ASSERT_EQ(cmds.size(), 39u);
     EXPECT_EQ(cmds[0]["name"], "cfg-nepara");
     EXPECT_EQ(cmds[0]["parameters"][2]["values"][0]["value"], "汇聚-北环-03");
@@ -111,13 +102,11 @@ TEST_F(ToolTest, DumpGivesOneTypedJsonObjectPerCommandAndNothingElseOnStdout) {
 }
 
 TEST_F(ToolTest, FmtRewritesIntoTheOtherEncodingWithoutChangingAnyCommand) {
-    const std::string gbk = Example("scripts/ne_config_gbk.txt");
-    const std::string utf8 = Example("scripts/ne_config.txt");
     const std::string toUtf8 = tmp_ / "from_gbk.txt", toGbk = tmp_ / "from_utf8.txt";
-    Run(0, {"fmt", "--encoding", "UTF-8", "-o", toUtf8, gbk});
-    Run(0, {"fmt", "--encoding", "GBK", "-o", toGbk, utf8});
-    EXPECT_EQ(Commands(toUtf8), Commands(gbk));
-    EXPECT_EQ(Commands(toGbk), Commands(utf8));
+    Run(0, {"fmt", "--encoding", "UTF-8", "-o", toUtf8, gbk_});
+    Run(0, {"fmt", "--encoding", "GBK", "-o", toGbk, utf8_});
+    EXPECT_EQ(Commands(toUtf8), Commands(gbk_));
+    EXPECT_EQ(Commands(toGbk), Commands(utf8_));
     const std::string written = ReadFile(toUtf8);
     EXPECT_TRUE(Contains(written, {"// encoding=\"UTF-8\"", "// NE Configuration Data Script\n",
                                    "nename=\"汇聚-北环-03\"", "slot=11&&18", ":cfg-save:{};"}));
@@ -127,7 +116,7 @@ TEST_F(ToolTest, FmtRewritesIntoTheOtherEncodingWithoutChangingAnyCommand) {
     const std::string again = tmp_ / "again.txt";
     Run(0, {"fmt", "-o", again, toUtf8});
     EXPECT_EQ(Body(ReadFile(again)), Body(written));
-    EXPECT_EQ(Body(Run(0, {"fmt", gbk}).out), Body(written));
+    EXPECT_EQ(Body(Run(0, {"fmt", gbk_}).out), Body(written));
 }
 
 TEST_F(ToolTest, FmtKeepsEveryValueKindAndType) {
@@ -157,8 +146,7 @@ TEST_F(ToolTest, CheckReadsALargeFileWithoutAProgressBarWhenNotOnATerminal) {
     const std::string cmd = ":cfg-set-port:{port=1&&4, descr=\"" + std::string(100, 'x') + "\"};\n";
     std::string big = "// encoding=\"UTF-8\"\n";
     for (std::size_t size = 0; size < (5u << 20); size += cmd.size()) big += cmd;
-    WriteFile(tmp_ / "big.txt", big);
-    const ToolRun run = Run(0, {"check", tmp_ / "big.txt"});
+    const ToolRun run = Run(0, {"check", Write("big.txt", big)});
     EXPECT_EQ(run.err, "");
     EXPECT_TRUE(Contains(run.out, {": 38270 commands (UTF-8), all parsed"}));
 }
@@ -168,33 +156,28 @@ TEST_F(ToolTest, FmtLeavesTheOutputAloneWhenItWouldLoseSomething) {
     WriteFile(out, "previous content\n");
     EXPECT_TRUE(
         Contains(Run(1, {"fmt", "-o", out, Fixture("broken.txt")}).err, {"nothing written"}));
-    EXPECT_TRUE(Contains(
-        Run(1, {"fmt", "--encoding", "ISO8859-1", "-o", out, Example("scripts/ne_config_gbk.txt")})
-            .err,
-        {"cannot be written in ISO8859-1"}));
-    const std::string script = Example("scripts/ne_config.txt");
-    Run(1, {"fmt", "--no-auto-names", "-o", out, script});
-    Run(2, {"fmt", "--encoding", "UTF8", "-o", out, script});
-    Run(2, {"fmt", "-o", tmp_ / "no/such/dir/out.txt", script});
+    EXPECT_TRUE(Contains(Run(1, {"fmt", "--encoding", "ISO8859-1", "-o", out, gbk_}).err,
+                         {"cannot be written in ISO8859-1"}));
+    Run(1, {"fmt", "--no-auto-names", "-o", out, utf8_});
+    Run(2, {"fmt", "--encoding", "UTF8", "-o", out, utf8_});
+    Run(2, {"fmt", "-o", tmp_ / "no/such/dir/out.txt", utf8_});
     EXPECT_EQ(ReadFile(out), "previous content\n");
     EXPECT_EQ(std::distance(fs::directory_iterator(dir_), {}), 1);  // no temporary files left
 
     // In place: the file is replaced whole and keeps its permission bits.
     const std::string inPlace = tmp_ / "script.txt";
-    fs::copy_file(script, inPlace);
+    fs::copy_file(utf8_, inPlace);
     fs::permissions(inPlace, fs::perms::owner_read | fs::perms::owner_write);
     Run(0, {"fmt", "-i", inPlace});
-    EXPECT_EQ(Commands(inPlace), Commands(script));
+    EXPECT_EQ(Commands(inPlace), Commands(utf8_));
     EXPECT_EQ(fs::status(inPlace).permissions() & fs::perms::all,
               fs::perms::owner_read | fs::perms::owner_write);
 }
 
 TEST_F(ToolTest, CommandNamesComeFromTablesNamesFilesOrTheScript) {
-    const std::string script = Example("scripts/ne_config.txt");
     // Codes of the table; names it lacks follow its highest code, in order of appearance.
     EXPECT_TRUE(Contains(
-        Run(0, {"dump", "--format", "json", "--enum", Example("config/script_enum.xml"), script})
-            .out,
+        Run(0, {"dump", "--format", "json", "--enum", enumCfg_, utf8_}).out,
         {R"("name":"cfg-nepara","code":1001)", R"("name":"cfg-set-nemgmt","code":65538)"}));
     // Status 1 for the broken commands.
     EXPECT_TRUE(Contains(
@@ -202,64 +185,64 @@ TEST_F(ToolTest, CommandNamesComeFromTablesNamesFilesOrTheScript) {
             .out,
         {"cfg-set-port (code 2001)"}));
     EXPECT_TRUE(
-        Contains(Run(1, {"check", "--names", Fixture("names.txt"), "--no-auto-names", script}).out,
+        Contains(Run(1, {"check", "--names", Fixture("names.txt"), "--no-auto-names", utf8_}).out,
                  {"commands named \"cfg-set-nemgmt\" skipped", "3 commands (UTF-8)"}));
 
-    WriteFile(tmp_ / "bad_names.txt", "12 a b\n");
-    EXPECT_TRUE(Contains(Run(2, {"check", "--names", tmp_ / "bad_names.txt", script}).err,
-                         {"bad_names.txt:1: expected \"ID NAME\""}));
-    EXPECT_TRUE(Contains(Run(2, {"check", "--enum", Fixture("malformed_enum.xml"), script}).err,
+    EXPECT_TRUE(
+        Contains(Run(2, {"check", "--names", Write("bad_names.txt", "12 a b\n"), utf8_}).err,
+                 {"bad_names.txt:1: expected \"ID NAME\""}));
+    EXPECT_TRUE(Contains(Run(2, {"check", "--enum", Fixture("malformed_enum.xml"), utf8_}).err,
                          {"malformed_enum.xml"}));
 }
 
 TEST_F(ToolTest, SlotsConvertsTheNesOfTheScriptAsItsHeaderSays) {
-    const std::string cfg = Example("config/slotcovert_cmd_cfg.xml");
     const std::string script = Fixture("old_slots_NE.txt");
     const std::string out = tmp_ / "converted.txt", log = tmp_ / "converted.log";
-    Run(0, {"slots", "--config", cfg, "-o", out, "--log", log, script});
+    Run(0, {"slots", "--config", slotCfg_, "-o", out, "--log", log, script});
     // NE 9-3 is declared by cfg-nepara: 203 is shelf 2 slot 3, 85 becomes 125.
     EXPECT_TRUE(Contains(ReadFile(out), {":cfg-set-board:{neid=9-3, bid=131075, boardtype=eg16};",
                                          ":cfg-set-board:{neid=7-1, bid=203, boardtype=eg16};",
                                          ":cfg-onepara:{neid=9-3, slot=125, value=1-131075};",
                                          "// SlotFlagVer=1.1 \n"}));
     EXPECT_TRUE(Contains(ReadFile(log), {"bid=203"}));
-    EXPECT_TRUE(Contains(Run(0, {"slots", "--config", cfg, "--ne", "7-1", script}).out,
+    EXPECT_TRUE(Contains(Run(0, {"slots", "--config", slotCfg_, "--ne", "7-1", script}).out,
                          {":cfg-set-board:{neid=7-1, bid=131075, boardtype=eg16};"}));
 
     // A header that already says 1.1 leaves the numbers alone.
-    WriteFile(tmp_ / "new_NE.txt", "// SlotFlagVer=1.1 \n" + ReadFile(script));
-    EXPECT_TRUE(Contains(Run(0, {"slots", "--config", cfg, tmp_ / "new_NE.txt"}).out,
-                         {"neid=9-3, bid=203,"}));
+    const std::string newNe = Write("new_NE.txt", "// SlotFlagVer=1.1 \n" + ReadFile(script));
+    EXPECT_TRUE(
+        Contains(Run(0, {"slots", "--config", slotCfg_, newNe}).out, {"neid=9-3, bid=203,"}));
 
     Run(2, {"slots", "--config", tmp_ / "none.xml", script});
-    Run(2, {"slots", "--config", cfg, "--ne", "9/3", script});
-    Run(1, {"slots", "--config", cfg, "-o", out, Fixture("broken.txt")});
+    Run(2, {"slots", "--config", slotCfg_, "--ne", "9/3", script});
+    Run(1, {"slots", "--config", slotCfg_, "-o", out, Fixture("broken.txt")});
     EXPECT_TRUE(Contains(ReadFile(out), {"bid=131075"}));  // untouched
 }
 
 TEST_F(ToolTest, EnumAndNameConvertSingleValues) {
-    const std::string cfg = Example("config/script_enum.xml");
-    EXPECT_EQ(Run(0, {"enum", "--config", cfg, "s2c", "1003", "admin", "up"}).out, "1\n");
-    EXPECT_EQ(Run(0, {"enum", "--config", cfg, "c2s", "1003", "admin", "1"}).out, "up\n");
-    EXPECT_EQ(
-        Run(0, {"enum", "--config", cfg, "s2c", "1002", "boardtype", "SL64", "--extend", "1"}).out,
-        "20\n");
-    EXPECT_EQ(Run(0, {"enum", "--config", cfg, "c2s", "1030", "threshold", "-1"}).out, "off\n");
-    EXPECT_TRUE(Contains(Run(1, {"enum", "--config", cfg, "s2c", "1003", "admin", "UP"}).err,
+    auto Enum = [&](int status, std::vector<std::string> args) {
+        args.insert(args.begin(), {"enum", "--config", enumCfg_});
+        return Run(status, args);
+    };
+    EXPECT_EQ(Enum(0, {"s2c", "1003", "admin", "up"}).out, "1\n");
+    EXPECT_EQ(Enum(0, {"c2s", "1003", "admin", "1"}).out, "up\n");
+    EXPECT_EQ(Enum(0, {"s2c", "1002", "boardtype", "SL64", "--extend", "1"}).out, "20\n");
+    EXPECT_EQ(Enum(0, {"c2s", "1030", "threshold", "-1"}).out, "off\n");
+    EXPECT_TRUE(Contains(Enum(1, {"s2c", "1003", "admin", "UP"}).err,
                          {"no enumeration value named \"UP\""}));
-    Run(2, {"enum", "--config", cfg, "c2s", "1003", "admin", "x"});
+    Enum(2, {"c2s", "1003", "admin", "x"});
     Run(2, {"enum", "--config", Fixture("malformed_enum.xml"), "s2c", "1", "a", "b"});
-    Run(2, {"enum", "--config", cfg, "x2y", "1", "a", "b"});
-    Run(2, {"enum", "--config", cfg, "s2c", "1003", "admin"});
+    Enum(2, {"x2y", "1", "a", "b"});
+    Enum(2, {"s2c", "1003", "admin"});
 
     // The table's entries in its order, values in file order; the tool's settings left out.
-    EXPECT_EQ(Run(0, {"enum", "--config", cfg, "list", "1003"}).out,
+    EXPECT_EQ(Enum(0, {"list", "1003"}).out,
               "1003\tadmin\t0\t1\tup\n1003\tadmin\t0\t0\tdown\n1003\tadmin\t0\t1\tenabled\n");
-    EXPECT_EQ(Run(0, {"enum", "--config", cfg, "list", "1003", "admin", "--format", "json"}).out,
+    EXPECT_EQ(Enum(0, {"list", "1003", "admin", "--format", "json"}).out,
               R"({"cmdid":1003,"para":"admin","extendid":0,"values":[{"name":"up","code":1},)"
               R"({"name":"down","code":0},{"name":"enabled","code":1}]})"
               "\n");
-    const std::string all = Run(0, {"enum", "--config", cfg, "list"}).out;
+    const std::string all = Enum(0, {"list"}).out;
     EXPECT_TRUE(Contains(all, {"1002\tboardtype\t1\t20\tSL64\n"}));
     EXPECT_EQ(all.find("\n0\t"), std::string::npos);
 
@@ -277,9 +260,8 @@ TEST_F(ToolTest, EnumAndNameConvertSingleValues) {
 
 TEST_F(ToolTest, HelpVersionAndDocsAgree) {
     EXPECT_EQ(Run(0, {"--version"}).out.rfind("qxscript ", 0), 0u);
-    for (const char* sub : {"check", "dump", "fmt", "slots", "enum"}) {
+    for (const char* sub : {"check", "dump", "fmt", "slots", "enum"})
         EXPECT_TRUE(Contains(Run(0, {sub, "--help"}).out, {"Example"})) << sub;
-    }
     for (const auto& args : {std::vector<std::string>{}, {"frobnicate"}, {"check"}}) Run(2, args);
 
     // docs/qxscript.md is generated from these texts (target qxscript-docs).
@@ -288,15 +270,13 @@ TEST_F(ToolTest, HelpVersionAndDocsAgree) {
 }
 
 TEST_F(ToolTest, OutputsThatAreNotRegularFilesAreWrittenThroughNeverReplaced) {
-    const std::string script = Example("scripts/ne_config.txt");
-    const std::string cfg = Example("config/slotcovert_cmd_cfg.xml");
-    const std::string expected = Body(Run(0, {"fmt", script}).out);
-    EXPECT_EQ(Body(Run(0, {"fmt", "-o", "/dev/stdout", script}).out), expected);
+    const std::string expected = Body(Run(0, {"fmt", utf8_}).out);
+    EXPECT_EQ(Body(Run(0, {"fmt", "-o", "/dev/stdout", utf8_}).out), expected);
 
     // A link is followed: its target gets the script and the link stays a link.
     WriteFile(tmp_ / "target.txt", "old\n");
     fs::create_symlink("target.txt", tmp_ / "link.txt");
-    Run(0, {"fmt", "-o", tmp_ / "link.txt", script});
+    Run(0, {"fmt", "-o", tmp_ / "link.txt", utf8_});
     EXPECT_EQ(Body(ReadFile(tmp_ / "target.txt")), expected);
 
     // A FIFO gets the content through it.
@@ -304,7 +284,7 @@ TEST_F(ToolTest, OutputsThatAreNotRegularFilesAreWrittenThroughNeverReplaced) {
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     std::string received;
     std::thread reader([&] { received = ReadFile(fifo); });
-    Run(0, {"slots", "--config", cfg, "-o", fifo, script});
+    Run(0, {"slots", "--config", slotCfg_, "-o", fifo, utf8_});
     const int unblock = open(fifo.c_str(), O_WRONLY | O_NONBLOCK);  // if the tool never opened it
     if (unblock >= 0) close(unblock);
     reader.join();
@@ -315,24 +295,24 @@ TEST_F(ToolTest, OutputsThatAreNotRegularFilesAreWrittenThroughNeverReplaced) {
     const bool devices = mknod(null.c_str(), S_IFCHR | 0666, makedev(1, 3)) == 0 &&
                          mknod(full.c_str(), S_IFCHR | 0666, makedev(1, 7)) == 0;
     if (devices) {
-        Run(0, {"fmt", "-o", null, script});
-        EXPECT_TRUE(Contains(Run(2, {"fmt", "-o", full, script}).err,
+        Run(0, {"fmt", "-o", null, utf8_});
+        EXPECT_TRUE(Contains(Run(2, {"fmt", "-o", full, utf8_}).err,
                              {"cannot write " + full + ": No space left on device"}));
-        EXPECT_TRUE(Contains(Run(2, {"slots", "--config", cfg, "-o", full, script}).err,
+        EXPECT_TRUE(Contains(Run(2, {"slots", "--config", slotCfg_, "-o", full, utf8_}).err,
                              {"No space left on device"}));
     }
-    Run(2, {"fmt", "-o", dir_, script});
+    Run(2, {"fmt", "-o", dir_, utf8_});
     std::vector<std::string> listing{"fifo:p", "link.txt:l", "target.txt:f"};
     if (devices) listing = {"fifo:p", "full:c", "link.txt:l", "null:c", "target.txt:f"};
     EXPECT_EQ(Listing(dir_), listing);
 
     // Standard output on a full device: every subcommand says so and exits 2.
     const std::vector<std::vector<std::string>> writers{
-        {"check", script},
-        {"dump", script},
-        {"fmt", script},
-        {"slots", "--config", cfg, script},
-        {"enum", "--config", Example("config/script_enum.xml"), "s2c", "1003", "admin", "up"},
+        {"check", utf8_},
+        {"dump", utf8_},
+        {"fmt", utf8_},
+        {"slots", "--config", slotCfg_, utf8_},
+        {"enum", "--config", enumCfg_, "s2c", "1003", "admin", "up"},
         {"name", "generate", "NE"},
         {"name", "analyse", "NE_9-3_x.txt"}};
     for (const auto& args : writers) {
@@ -343,23 +323,21 @@ TEST_F(ToolTest, OutputsThatAreNotRegularFilesAreWrittenThroughNeverReplaced) {
 }
 
 TEST_F(ToolTest, StandardInputPipesAndFifosAreReadWhole) {
-    const std::string script = Example("scripts/ne_config.txt");
-    const std::string cfg = Example("config/slotcovert_cmd_cfg.xml");
-    EXPECT_TRUE(Contains(Run(0, {"check", "-"}, script, true).out,
+    EXPECT_TRUE(Contains(Run(0, {"check", "-"}, utf8_, true).out,
                          {"<stdin>: 39 commands (UTF-8), all parsed"}));
-    EXPECT_EQ(Body(Run(0, {"fmt", "-"}, script, true).out), Body(Run(0, {"fmt", script}).out));
-    EXPECT_EQ(Run(0, {"slots", "--config", cfg, "-"}, script, true).out.size(),
-              Run(0, {"slots", "--config", cfg, script}).out.size());
-    const std::string json = Run(0, {"dump", "--format", "json", "-"}, script, true).out;
+    EXPECT_EQ(Body(Run(0, {"fmt", "-"}, utf8_, true).out), Body(Run(0, {"fmt", utf8_}).out));
+    EXPECT_EQ(Run(0, {"slots", "--config", slotCfg_, "-"}, utf8_, true).out.size(),
+              Run(0, {"slots", "--config", slotCfg_, utf8_}).out.size());
+    const std::string json = Run(0, {"dump", "--format", "json", "-"}, utf8_, true).out;
     EXPECT_EQ(std::count(json.begin(), json.end(), '\n'), 39);
     EXPECT_TRUE(Contains(json, {R"({"file":"<stdin>","line":)"}));
 
     const std::string fifo = tmp_ / "fifo";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    std::thread writer([&] { WriteFile(fifo, ReadFile(script)); });
+    std::thread writer([&] { WriteFile(fifo, ReadFile(utf8_)); });
     EXPECT_TRUE(Contains(Run(0, {"check", fifo}).out, {": 39 commands (UTF-8), all parsed"}));
     writer.join();
-    Run(2, {"fmt", "-i", "-"}, script, true);
+    Run(2, {"fmt", "-i", "-"}, utf8_, true);
 }
 
 TEST_F(ToolTest, AnEncodingLineTheReaderDoesNotTakeIsAFinding) {
@@ -369,8 +347,8 @@ TEST_F(ToolTest, AnEncodingLineTheReaderDoesNotTakeIsAFinding) {
     const std::string out = tmp_ / "out.txt";
     for (std::size_t i = 0; i < headers.size(); ++i) {
         WriteFile(out, "previous\n");
-        const std::string f = tmp_ / ("h" + std::to_string(i) + ".txt");
-        WriteFile(f, "// SlotFlagVer=1.1 \n" + headers[i] + "\n\n" + text);
+        const std::string f = Write("h" + std::to_string(i) + ".txt",
+                                    "// SlotFlagVer=1.1 \n" + headers[i] + "\n\n" + text);
         EXPECT_TRUE(Contains(Run(1, {"check", f}).out,
                              {f + ":2: warning: encoding line not recognised, the file is read as "
                                   "GBK",
@@ -383,9 +361,7 @@ TEST_F(ToolTest, AnEncodingLineTheReaderDoesNotTakeIsAFinding) {
     }
     // No header, and an empty file: the same guess, said once for the file; the text is then
     // checked as GBK.
-    const std::string bare = tmp_ / "bare.txt", empty = tmp_ / "empty.txt";
-    WriteFile(bare, ":a:{v=1#};\n");
-    WriteFile(empty, "");
+    const std::string bare = Write("bare.txt", ":a:{v=1#};\n"), empty = Write("empty.txt", "");
     EXPECT_TRUE(
         Contains(Run(1, {"check", bare, empty, Fixture("bad_gbk.txt")}).out,
                  {bare + ": warning: no encoding line in the header, the file is read as GBK",
@@ -396,9 +372,8 @@ TEST_F(ToolTest, AnEncodingLineTheReaderDoesNotTakeIsAFinding) {
     EXPECT_TRUE(Contains(told.out, {bare + ":1:", "    :a:{v=1#};\n", "(ISO8859-1)"}));
     EXPECT_EQ(told.out.find("warning"), std::string::npos);
     // A header that declares another encoding is not overridden.
-    EXPECT_TRUE(
-        Contains(Run(2, {"check", "--input-encoding", "GBK", Example("scripts/ne_config.txt")}).err,
-                 {"the header declares UTF-8, not GBK"}));
+    EXPECT_TRUE(Contains(Run(2, {"check", "--input-encoding", "GBK", utf8_}).err,
+                         {"the header declares UTF-8, not GBK"}));
 }
 
 TEST_F(ToolTest, AnythingThatParsesPrintsAndControlBytesAreEscaped) {
@@ -406,33 +381,30 @@ TEST_F(ToolTest, AnythingThatParsesPrintsAndControlBytesAreEscaped) {
     constexpr int kDepth = 20000;
     std::string deep = header + ":a:{";
     for (int i = 0; i < kDepth; ++i) deep += "x={";
-    deep += "y=1";
-    deep += std::string(kDepth, '}') + "};\n";
-    WriteFile(tmp_ / "deep.txt", deep);
-    const std::string json = Run(0, {"dump", "--format", "json", tmp_ / "deep.txt"}).out;
+    deep += "y=1" + std::string(kDepth, '}') + "};\n";
+    const std::string json = Run(0, {"dump", "--format", "json", Write("deep.txt", deep)}).out;
     std::size_t groups = 0;
     for (std::size_t at = 0; (at = json.find("\"groups\"", at)) != std::string::npos; ++at)
         ++groups;
     EXPECT_EQ(groups, static_cast<std::size_t>(kDepth));
     EXPECT_EQ(json.find('\n'), json.size() - 1);
-    const std::string text = Run(0, {"dump", tmp_ / "deep.txt"}).out;
+    const std::string text = Run(0, {"dump", Path("deep.txt")}).out;
     EXPECT_LT(text.size(), deep.size() * 40);  // indentation is bounded
     EXPECT_TRUE(Contains(text, {"{group 1, depth 20000}\n"}));
 
     // Escape sequences and other control bytes never reach the terminal raw.
-    const std::string esc = tmp_ / "esc.txt";
-    WriteFile(esc, header + ":a:{v=\"\x1b[31mred\x07\"};\n:b:{v=1,\x1b[2J};\n");
+    const std::string esc =
+        Write("esc.txt", header + ":a:{v=\"\x1b[31mred\x07\"};\n:b:{v=1,\x1b[2J};\n");
     const ToolRun dump = Run(1, {"dump", esc});
     const ToolRun check = Run(1, {"check", esc});
     EXPECT_TRUE(Contains(dump.out, {R"(v = "\x1B[31mred\x07" (string))"}));
     EXPECT_TRUE(Contains(check.out, {"    :b:{v=1,\\x1B[2J};\n"}));
-    for (const std::string& out : {dump.out, dump.err, check.out}) {
+    for (const std::string& out : {dump.out, dump.err, check.out})
         EXPECT_EQ(out.find_first_of("\x1b\x07"), std::string::npos) << out;
-    }
 
     // Bytes that are not valid in the encoding: dump says so too, fmt writes nothing.
-    const std::string bad = tmp_ / "bad.txt", out = tmp_ / "out.txt";
-    WriteFile(bad, header + ":a:{v=\"\xff\xfe\"};\n");
+    const std::string bad = Write("bad.txt", header + ":a:{v=\"\xff\xfe\"};\n"),
+                      out = Path("out.txt");
     EXPECT_TRUE(Contains(Run(1, {"dump", bad}).err, {bad + ":2: error: text is not valid UTF-8"}));
     Run(1, {"fmt", "-o", out, bad});
     EXPECT_FALSE(fs::exists(out));
@@ -442,7 +414,6 @@ TEST_F(ToolTest, AnInterruptedRewriteLeavesNothingBehind) {
     // The output is a FIFO nobody reads, so the tool waits with its temporary files made.
     const std::string fifo = tmp_ / "fifo";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    const std::string script = Example("scripts/ne_config.txt");
     for (int sig : {SIGINT, SIGTERM, SIGPIPE}) {
         const pid_t pid = fork();
         ASSERT_GE(pid, 0);
@@ -454,7 +425,7 @@ TEST_F(ToolTest, AnInterruptedRewriteLeavesNothingBehind) {
             dup2(null, STDOUT_FILENO);
             dup2(null, STDERR_FILENO);
             const std::string tool = Tool().string();
-            execl(tool.c_str(), tool.c_str(), "fmt", "-o", fifo.c_str(), script.c_str(),
+            execl(tool.c_str(), tool.c_str(), "fmt", "-o", fifo.c_str(), utf8_.c_str(),
                   static_cast<char*>(nullptr));
             _exit(127);
         }
@@ -476,8 +447,8 @@ TEST_F(ToolTest, AnInterruptedRewriteLeavesNothingBehind) {
 TEST_F(ToolTest, FindingsSayWhereAndWhyAndWritersRefuseThem) {
     // The reader's diagnostics: the column of the offending byte, a caret under it.
     const std::string header = "// encoding=\"UTF-8\"\n";
-    const std::string f = tmp_ / "findings.txt";
-    WriteFile(f, header + ":a:{v=1#};\n:b:{v=4294967296, w=5&&1};\n:c:{v=caf\xC3\xA9};\n");
+    const std::string f = Write(
+        "findings.txt", header + ":a:{v=1#};\n:b:{v=4294967296, w=5&&1};\n:c:{v=caf\xC3\xA9};\n");
     const ToolRun check = Run(1, {"check", f});
     EXPECT_TRUE(Contains(
         check.out, {f + ":2:8: error: unexpected character '#'\n    :a:{v=1#};\n           ^\n",
@@ -488,27 +459,17 @@ TEST_F(ToolTest, FindingsSayWhereAndWhyAndWritersRefuseThem) {
                     f + ": 2 commands (UTF-8), 1 command cannot be parsed, 3 warnings"}));
 
     // Values that read other than written are written only when the user accepts them.
-    const std::string lossy = tmp_ / "lossy.txt", out = tmp_ / "out.txt";
-    WriteFile(lossy, header + ":b:{v=4294967296, w=99999999999};\n");
+    const std::string out = tmp_ / "out.txt";
+    const std::string lossy = Write("lossy.txt", header + ":b:{v=4294967296, w=99999999999};\n");
     Run(1, {"fmt", "-o", out, lossy});
     EXPECT_FALSE(fs::exists(out));
     Run(0, {"fmt", "--accept-changed-values", "-o", out, lossy});
     EXPECT_TRUE(Contains(ReadFile(out), {":b:{v=0, w=1215752191};"}));
 
-    // Unterminated quotes and comments are found where they start; the commands before count.
-    const std::string quote = tmp_ / "quote.txt", comment = tmp_ / "comment.txt";
-    WriteFile(quote, header + ":a:{v=1};\n:b:{v=\"open};\n:c:{v=2};\n");
-    WriteFile(comment, header + ":a:{v=1};\n/* open\n:b:{v=2};\n");
-    EXPECT_TRUE(Contains(Run(1, {"check", quote}).out,
-                         {quote + ":3:7: error: unterminated quote", "1 command (UTF-8)"}));
-    EXPECT_TRUE(Contains(Run(1, {"check", comment}).out,
-                         {comment + ":3:1: error: unterminated comment", "1 command (UTF-8)"}));
-
     // A command that the writer's line breaks would push past what a reader takes.
     std::string values = "1";
     while (values.size() < 130000) values += "&1";
-    const std::string longCmd = tmp_ / "long.txt";
-    WriteFile(longCmd, header + ":a:{v=" + values + "};\n");
+    const std::string longCmd = Write("long.txt", header + ":a:{v=" + values + "};\n");
     Run(0, {"check", longCmd});
     EXPECT_TRUE(Contains(Run(1, {"fmt", "-o", out, longCmd}).err,
                          {longCmd + ":2: error: command is ",
@@ -528,9 +489,8 @@ class BatchTest : public ToolTest {
         fs::create_directories(tree_ / "sub");
         for (int f = 0; f < 6; ++f) {
             std::string text = "// encoding=\"UTF-8\"\n";
-            for (int i = 0; f == 0 && i < 3000; ++i) {
+            for (int i = 0; f == 0 && i < 3000; ++i)
                 text += ":cfg-common:{a=" + std::to_string(i) + "};\n";
-            }
             for (int i = 0; i < (f == 0 ? 6 : 400); ++i) {
                 text += ":cfg-n" + std::to_string((i + f) % 6) + ":{a=" + std::to_string(i) +
                         ",b=\"x\"};\n";
@@ -548,19 +508,10 @@ class BatchTest : public ToolTest {
 
 TEST_F(BatchTest, DirectoriesAndFilesComeInArgumentOrderWhateverTheWorkers) {
     const std::string t = tree_.string();
-    const std::string example = Example("scripts/ne_config.txt");
-    const std::vector<std::string> files = {"-r", t, "-", example};
 
     // Sorted names, subdirectories in place; standard input where its "-" stands; the worst
     // file decides the status.
-    const ToolRun one = Run(
-        1,
-        [&] {
-            std::vector<std::string> a{"check", "-j", "1"};
-            a.insert(a.end(), files.begin(), files.end());
-            return a;
-        }(),
-        example);
+    const ToolRun one = Run(1, {"check", "-j", "1", "-r", t, "-", utf8_}, utf8_);
     EXPECT_EQ(one.out.substr(one.out.find(t + "/s0.txt: ")),
               t + "/s0.txt: 3006 commands (UTF-8), all parsed\n" + t +
                   "/s2.txt: 400 commands (UTF-8), all parsed\n" + t +
@@ -570,18 +521,16 @@ TEST_F(BatchTest, DirectoriesAndFilesComeInArgumentOrderWhateverTheWorkers) {
                   "/sub/s1.txt: 400 commands (UTF-8), all parsed\n" + t +
                   "/sub/s3.txt: 400 commands (UTF-8), all parsed\n" + t +
                   "/sub/s5.txt: 400 commands (UTF-8), all parsed\n" +
-                  "<stdin>: 39 commands (UTF-8), all parsed\n" + example +
+                  "<stdin>: 39 commands (UTF-8), all parsed\n" + utf8_ +
                   ": 39 commands (UTF-8), all parsed\n" +
                   "total: 8 files, 5084 commands, 1 cannot be parsed\n");
 
     for (const char* format : {"text", "json"}) {
         for (const char* sub : {"check", "dump"}) {
-            std::vector<std::string> args{sub, "--format", format};
-            args.insert(args.end(), files.begin(), files.end());
-            args.insert(args.begin() + 1, {"-j", "1"});
-            const ToolRun serial = Run(1, args, example);
+            std::vector<std::string> args{sub, "-j", "1", "--format", format, "-r", t, "-", utf8_};
+            const ToolRun serial = Run(1, args, utf8_);
             args[2] = "4";
-            const ToolRun parallel = Run(1, args, example);
+            const ToolRun parallel = Run(1, args, utf8_);
             EXPECT_EQ(parallel.out, serial.out) << sub << " " << format;
             EXPECT_EQ(parallel.err, serial.err) << sub << " " << format;
         }
@@ -602,11 +551,11 @@ TEST_F(BatchTest, DirectoriesAndFilesComeInArgumentOrderWhateverTheWorkers) {
     // are trouble, the rest is still read.
     EXPECT_EQ(Run(0, {"check", "-r", "--include", "*.md", t}).out,
               t + "/notes.md: 1 command (UTF-8), all parsed\n");
-    const ToolRun bad = Run(2, {"check", t, example, tmp_ / "missing.txt"});
+    const ToolRun bad = Run(2, {"check", t, utf8_, tmp_ / "missing.txt"});
     EXPECT_TRUE(Contains(bad.err, {t + ": is a directory (give -r to read it)",
                                    "missing.txt: No such file or directory"}));
     EXPECT_TRUE(Contains(
-        bad.out, {example + ": 39 commands", "total: 3 files, 39 commands, 2 files not read"}));
+        bad.out, {utf8_ + ": 39 commands", "total: 3 files, 39 commands, 2 files not read"}));
     Run(2, {"check", "-", "-"});
 }
 
@@ -631,14 +580,13 @@ TEST_F(BatchTest, FmtAndSlotsWriteEachFileAsItsInputWhateverTheWorkers) {
     const std::regex created("// [0-9-]+ [0-9:]+ Created by ");
     auto outputs = [&](const fs::path& dir) {
         std::vector<std::string> texts;
-        for (const char* name : {"a.txt", "b.txt", "c.txt"}) {
+        for (const char* name : {"a.txt", "b.txt", "c.txt"})
             texts.push_back(std::regex_replace(ReadFile(dir / name), created, "// Created by "));
-        }
         EXPECT_FALSE(fs::exists(dir / "d.txt"));
         return texts;
     };
-    const std::string cfg = Example("config/slotcovert_cmd_cfg.xml");
     for (const char* sub : {"fmt", "slots"}) {
+        SCOPED_TRACE(sub);
         const bool slots = std::string(sub) == "slots";
         std::vector<std::vector<std::string>> results;
         std::vector<ToolRun> runs;
@@ -646,13 +594,13 @@ TEST_F(BatchTest, FmtAndSlotsWriteEachFileAsItsInputWhateverTheWorkers) {
             const fs::path out = tmp_ / sub;
             fs::remove_all(out);
             std::vector<std::string> args{sub, "-j", jobs, "-r", "--output-dir", out, in};
-            if (slots) args.insert(args.begin() + 1, {"--config", cfg});
+            if (slots) args.insert(args.begin() + 1, {"--config", slotCfg_});
             runs.push_back(Run(1, args));
             results.push_back(outputs(out));
         }
-        EXPECT_EQ(runs[1].out, runs[0].out) << sub;
-        EXPECT_EQ(runs[1].err, runs[0].err) << sub;
-        EXPECT_EQ(results[1], results[0]) << sub;
+        EXPECT_EQ(runs[1].out, runs[0].out);
+        EXPECT_EQ(runs[1].err, runs[0].err);
+        EXPECT_EQ(results[1], results[0]);
         EXPECT_TRUE(Contains(runs[0].err,
                              {"d.txt: nothing written", "total: 4 files, 3 written, 1 not\n"}));
 
@@ -661,28 +609,22 @@ TEST_F(BatchTest, FmtAndSlotsWriteEachFileAsItsInputWhateverTheWorkers) {
         const std::string b = slots ? "GBK" : "UTF-8", c = slots ? "ISO8859-1" : "UTF-8";
         EXPECT_TRUE(Contains(texts[0], {"// EMS version = Q5300V100R002C01\n"
                                         "//{{script_version=3.2.1.0}}\n",
-                                        "// encoding=\"UTF-8\"\n"}))
-            << sub;
+                                        "// encoding=\"UTF-8\"\n"}));
         EXPECT_TRUE(Contains(texts[1], {"// EMS version = unknown\n//{{script_version=2.1.3.2}}\n",
-                                        "// encoding=\"" + b + "\"\n"}))
-            << sub;
+                                        "// encoding=\"" + b + "\"\n",
+                                        slots ? "t=\"\xD6\xD0\"" : "t=\"\xE4\xB8\xAD\""}));
         EXPECT_TRUE(Contains(texts[2], {"// EMS version = unknown\n//{{script_version=2.7.4.0}}\n",
-                                        "// encoding=\"" + c + "\"\n"}))
-            << sub;
-        EXPECT_TRUE(Contains(texts[1], {slots ? "t=\"\xD6\xD0\"" : "t=\"\xE4\xB8\xAD\""})) << sub;
-        EXPECT_TRUE(Contains(texts[2], {slots ? "t=\"caf\xE9\"" : "t=\"caf\xC3\xA9\""})) << sub;
-        for (const std::string& text : texts) {
-            EXPECT_TRUE(Contains(text, {slots ? "neid=9-3, bid=131075," : "neid=9-3, bid=203,"}))
-                << sub;
-        }
+                                        "// encoding=\"" + c + "\"\n",
+                                        slots ? "t=\"caf\xE9\"" : "t=\"caf\xC3\xA9\""}));
+        for (const std::string& text : texts)
+            EXPECT_TRUE(Contains(text, {slots ? "neid=9-3, bid=131075," : "neid=9-3, bid=203,"}));
     }
 }
 
 TEST_F(ToolTest, DumpSelectsCommandsByNameAndParameters) {
-    const std::string example = Example("scripts/ne_config.txt");
     auto lines = [&](std::vector<std::string> args) {
         args.insert(args.begin(), {"dump", "--format", "json"});
-        args.push_back(example);
+        args.push_back(utf8_);
         std::vector<std::string> found;
         for (const nlohmann::json& cmd : JsonLines(Run(0, args).out)) {
             found.push_back(cmd["name"].get<std::string>() + ":" +
@@ -701,31 +643,28 @@ TEST_F(ToolTest, DumpSelectsCommandsByNameAndParameters) {
 }
 
 TEST_F(ToolTest, FmtKeepsTheHeaderAndWritesManyFilesOnlyWhereToldTo) {
-    const std::string gbk = Example("scripts/ne_config_gbk.txt");
     const std::string out = dir_ + "/kept.txt";
-    Run(0, {"fmt", "--keep-header", "--encoding", "UTF-8", "-o", out, gbk});
+    Run(0, {"fmt", "--keep-header", "--encoding", "UTF-8", "-o", out, gbk_});
     std::string original;
-    EXPECT_TRUE(qxp::OrinCodeSetConvert("GBK", "UTF-8", ReadFile(gbk), original));
-    const std::string header = original.substr(0, original.find("\n\n") + 2);
-    std::string expected = header;
+    EXPECT_TRUE(qxp::OrinCodeSetConvert("GBK", "UTF-8", ReadFile(gbk_), original));
+    std::string expected = original.substr(0, original.find("\n\n") + 2);
     expected.replace(expected.find("encoding=\"GBK\""), 14, "encoding=\"UTF-8\"");
     EXPECT_EQ(ReadFile(out).substr(0, expected.size()), expected);
-    EXPECT_EQ(Commands(out), Commands(gbk));
+    EXPECT_EQ(Commands(out), Commands(gbk_));
 
     // Several inputs: each under its own name below --output-dir, or in place; never mixed into
     // one output.
-    const std::string utf8 = Example("scripts/ne_config.txt");
-    EXPECT_TRUE(Contains(Run(2, {"fmt", utf8, gbk}).err,
+    EXPECT_TRUE(Contains(Run(2, {"fmt", utf8_, gbk_}).err,
                          {"several inputs: give --in-place or --output-dir"}));
-    Run(2, {"fmt", "-o", out, utf8, gbk});
+    Run(2, {"fmt", "-o", out, utf8_, gbk_});
     EXPECT_TRUE(Contains(Run(0, {"fmt", "--output-dir", dir_ + "/all", "-r", "--include",
                                  "ne_*.txt", (Repo() / "examples").string()})
                              .err,
                          {"total: 2 files, 2 written\n"}));
-    EXPECT_EQ(Commands(dir_ + "/all/scripts/ne_config_gbk.txt"), Commands(gbk));
-    EXPECT_EQ(Commands(dir_ + "/all/scripts/ne_config.txt"), Commands(utf8));
+    EXPECT_EQ(Commands(dir_ + "/all/scripts/ne_config_gbk.txt"), Commands(gbk_));
+    EXPECT_EQ(Commands(dir_ + "/all/scripts/ne_config.txt"), Commands(utf8_));
     const std::string copy = dir_ + "/copy.txt";
-    fs::copy_file(gbk, copy);
+    fs::copy_file(gbk_, copy);
     Run(0, {"fmt", "-i", "--keep-header", copy, out});
     EXPECT_EQ(ReadFile(copy).substr(0, expected.size()), expected);
 }

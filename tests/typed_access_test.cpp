@@ -1,38 +1,22 @@
-#include <gtest/gtest.h>
-
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "qx_platform/Control.h"
 #include "qx_platform/Trace.h"
-#include "qx_scriptutil/QXScriptEnumMgr.h"
 #include "qx_scriptutil/ScriptParser.h"
-#include "qx_scriptutil/TScriptCmd.h"
 #include "tests/EnumTable.h"
 #include "tests/TreeText.h"
 
 using namespace NSQX_script;
+using tree_text::Para;
 
 namespace {
-
-MMLParaStruct Para(char const* name, std::vector<QXValue> values) {
-    MMLParaStruct para;
-    para.name = QXValue(name, false);
-    para.values = std::move(values);
-    return para;
-}
-
-QXValue Text(char const* text) {
-    return QXValue(text, false);
-}
 
 // What the script writer puts out for a parameter: the stored texts joined by "&".
 std::string Written(MMLParaStruct const& para) {
     std::string text = para.name.As_std_string() + "=";
-    for (std::size_t i = 0; i < para.values.size(); ++i) {
+    for (std::size_t i = 0; i < para.values.size(); ++i)
         text += (i != 0 ? "&" : "") + para.values[i].As_std_string();
-    }
     return text;
 }
 
@@ -70,7 +54,7 @@ using Ints = std::vector<int>;
 }  // namespace
 
 TEST_F(TypedAccessTest, ReadsByPositionAndByNameTakeTheFirstMatchAndRemoveOnRequest) {
-    cmd.GetParaList() = {Para("A", {Text("x")}), Para("B", {Text("y")})};
+    cmd.GetParaList() = {Para("A", {"x"}), Para("B", {"y"})};
     CStdString name, value;
     EXPECT_TRUE(cmd.GetPara(1u, name, value));
     EXPECT_EQ(name + "=" + value, "B=y");
@@ -78,8 +62,7 @@ TEST_F(TypedAccessTest, ReadsByPositionAndByNameTakeTheFirstMatchAndRemoveOnRequ
     MMLParaStruct para;
     EXPECT_FALSE(TScriptCmdRef().GetPara(0u, para));
 
-    cmd.GetParaList() = {Para("A", {QXValue(1L)}), Para("a", {QXValue(3L)}),
-                         Para("A", {QXValue(2L)})};
+    cmd.GetParaList() = {Para("A", {1L}), Para("a", {3L}), Para("A", {2L})};
     EXPECT_EQ(Read<int>("A"), 1);  // kept: the removing read below still finds it
     EXPECT_EQ(Read<int>("A", true), 1);
     EXPECT_EQ(Read<int>("A", true), 2);
@@ -88,14 +71,14 @@ TEST_F(TypedAccessTest, ReadsByPositionAndByNameTakeTheFirstMatchAndRemoveOnRequ
     ASSERT_EQ(cmd.GetSize(), 1u);
 
     // A read that fails after the parameter was found still removes it.
-    cmd.GetParaList() = {Para("T", {Text("x"), Text("y")})};
+    cmd.GetParaList() = {Para("T", {"x", "y"})};
     EXPECT_EQ(Read<CStdString>("T", true), std::nullopt);
     EXPECT_EQ(cmd.GetSize(), 0u);
 }
 
 TEST_F(TypedAccessTest, TextReadsNeedOneValueAndUndoEscaping) {
-    cmd.GetParaList() = {Para("A", {QXValue(1L), QXValue(2L)}), Para("D", {Text("x\\$")}),
-                         Para("Q", {Text("say \\\"hi\\\"")}), Para("N", {QXValue(1.5)})};
+    cmd.GetParaList() = {Para("A", {1L, 2L}), Para("D", {"x\\$"}), Para("Q", {"say \\\"hi\\\""}),
+                         Para("N", {1.5})};
     EXPECT_EQ(Read<CStdString>("A"), std::nullopt);
     EXPECT_EQ(Read<CStdString>("D"), CStdString("x\\"));
     EXPECT_EQ(Read<CStdString>("Q"), CStdString("say \"hi\""));
@@ -108,10 +91,8 @@ TEST_F(TypedAccessTest, TextReadsNeedOneValueAndUndoEscaping) {
 }
 
 TEST_F(TypedAccessTest, NumberReadsTryTheEnumerationFirst) {
-    cmd.GetParaList() = {
-        Para("STATE", {QXValue(1L), Text("OFF"), Text("x"), Text("17"), QXValue(2.7), Text("on")}),
-        Para("STATE", {Text("ON")}), Para("F", {Text("2.5")}), Para("G", {Text("abc")}),
-        Para("U", {Text("-1")})};
+    cmd.GetParaList() = {Para("STATE", {1L, "OFF", "x", "17", 2.7, "on"}), Para("STATE", {"ON"}),
+                         Para("F", {"2.5"}), Para("G", {"abc"}), Para("U", {"-1"})};
     CStdString name;
     std::vector<int> ints = {99};
     ASSERT_TRUE(cmd.GetPara(0u, name, ints, 0));
@@ -175,8 +156,8 @@ TEST_F(TypedAccessTest, DividedValuesAndNumbersReadBack) {
 }
 
 TEST_F(TypedAccessTest, UpdatesReplaceValuesInPlace) {
-    cmd.GetParaList() = {Para("A", {Text("1")}), Para("B", {Text("2")})};
-    MMLParaStruct other = Para("C", {Text("3")});
+    cmd.GetParaList() = {Para("A", {"1"}), Para("B", {"2"})};
+    MMLParaStruct other = Para("C", {"3"});
     EXPECT_TRUE(cmd.UpdatePara(1u, other));
     EXPECT_FALSE(cmd.UpdatePara(2u, other));
     EXPECT_TRUE(cmd.UpdatePara("A", "\"q\"uote\""));
@@ -188,7 +169,7 @@ TEST_F(TypedAccessTest, UpdatesReplaceValuesInPlace) {
 }
 
 TEST_F(TypedAccessTest, ObjectParametersWalkTheirGroups) {
-    cmd.GetParaList() = {Para("PLAIN", {Text("x")})};
+    cmd.GetParaList() = {Para("PLAIN", {"x"})};
     ASSERT_TRUE(cmd.AddObjectPara("OBJ={A=1,B=b1}&{A=2}"));
     EXPECT_FALSE(cmd.AddObjectPara("OBJ={A=1"));  // a syntax error adds nothing
     EXPECT_EQ(tree_text::Show(cmd.GetParaList()), "'PLAIN'='x','OBJ'={'A'=1,'B'='b1'}&{'A'=2}");

@@ -90,6 +90,18 @@ TEST(FastParser, ClaimsBoundaryCasesWithTheGrammarsTrees) {
         ":X:{A=e,B=-e,C=_,D=a1&2b&-&0x&0xx,E=\"\"&\"\\\\\"};",
     };
     for (const std::string& text : texts) EXPECT_TRUE(both.Claimed(text));
+    // Hexadecimal numbers of every length up to the longest converted at once and one past it,
+    // in mixed case, whole or with one byte that is no hexadecimal digit at each place.
+    const std::string digits = "0123456789abcdefABCDEF";
+    for (std::size_t n = 1; n <= 17; ++n) {
+        std::string hex = "0x";
+        for (std::size_t i = 0; i < n; ++i) hex += digits[(n * 7 + i * 5) % digits.size()];
+        for (std::size_t bad = 0; bad <= n; ++bad) {
+            std::string value = hex;
+            if (bad < n) value[2 + bad] = bad % 2 ? 'g' : '_';
+            EXPECT_TRUE(both.Claimed(":X:{A=" + value + ",B=1&" + value + "&x};"));
+        }
+    }
     // Numbers that end right at the end of the text, wherever it falls in memory.
     for (std::size_t pad = 0; pad < 40; ++pad) {
         const std::string text = ":X:{" + std::string(pad, ' ') + "A=12345&-678&&680};";
@@ -117,7 +129,7 @@ TEST(FastParser, ReadsTokensEndingNearAPageEnd) {
     const std::string values[] = {
         "7",          "12345678",           "123456789",   "-1234567890123456789", "00000000012",
         "0.5",        "1234.56789012",      "-98765432.1", "0xABCDEF12",           "value_1-x",
-        "\"q\\\"x\"", "12345670&&12345678", "5&-0.25&x",
+        "\"q\\\"x\"", "12345670&&12345678", "5&-0.25&x",   "0x1234567890abcdEF",   "_ab-1&Zz",
     };
     const std::string head = ":x:{a=\"";
     const std::string mid = "\",b=";

@@ -32,18 +32,6 @@ struct ChunkMasks {
     std::uint64_t rare = 0;  // a slash or a carriage return
 };
 
-inline int CountBits(std::uint64_t x) {
-#if defined(__POPCNT__)
-    return __builtin_popcountll(x);
-#else
-    // Without the instruction the builtin is a library call.
-    x -= (x >> 1) & 0x5555555555555555;
-    x = (x & 0x3333333333333333) + ((x >> 2) & 0x3333333333333333);
-    x = (x + (x >> 4)) & 0x0F0F0F0F0F0F0F0F;
-    return static_cast<int>((x * 0x0101010101010101) >> 56);
-#endif
-}
-
 #if defined(__SSE2__)
 inline __m128i Load(const char* p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
@@ -69,6 +57,18 @@ inline ChunkMasks Classify(const char* p) {
     block(2);
     block(3);
     return m;
+}
+
+inline int CountBits(std::uint64_t x) {
+#if defined(__POPCNT__)
+    return __builtin_popcountll(x);
+#else
+    // Without the instruction the builtin is a library call.
+    x -= (x >> 1) & 0x5555555555555555;
+    x = (x & 0x3333333333333333) + ((x >> 2) & 0x3333333333333333);
+    x = (x + (x >> 4)) & 0x0F0F0F0F0F0F0F0F;
+    return static_cast<int>((x * 0x0101010101010101) >> 56);
+#endif
 }
 
 // Line feeds of the sixteen bytes at p, bit i for p[i].

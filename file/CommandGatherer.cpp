@@ -28,8 +28,7 @@ constexpr std::ptrdiff_t kChunk = 64;
 struct ChunkMasks {
     std::uint64_t quote = 0;
     std::uint64_t backslash = 0;
-    std::uint64_t semicolon = 0;
-    std::uint64_t rare = 0;  // a slash or a carriage return
+    std::uint64_t stop = 0;  // a ";", a slash or a carriage return
 };
 
 #if defined(__SSE2__)
@@ -49,14 +48,24 @@ inline ChunkMasks Classify(const char* p) {
         const int shift = 16 * k;
         m.quote |= Bits(is('"')) << shift;
         m.backslash |= Bits(is('\\')) << shift;
-        m.semicolon |= Bits(is(';')) << shift;
-        m.rare |= Bits(_mm_or_si128(is('/'), is('\r'))) << shift;
+        m.stop |= Bits(_mm_or_si128(is(';'), _mm_or_si128(is('/'), is('\r')))) << shift;
     };
     block(0);
     block(1);
     block(2);
     block(3);
     return m;
+}
+
+// The slashes and carriage returns of the chunk at p.
+inline std::uint64_t RareBits(const char* p) {
+    const auto rare = [p](int k) {
+        const __m128i v = Load(p + 16 * k);
+        return Bits(_mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('/')),
+                                 _mm_cmpeq_epi8(v, _mm_set1_epi8('\r'))))
+               << (16 * k);
+    };
+    return rare(0) | rare(1) | rare(2) | rare(3);
 }
 
 inline int CountBits(std::uint64_t x) {
@@ -83,10 +92,20 @@ inline int CountFeeds(const char* p, int n) {
     return CountBits(n == kChunk ? feeds : feeds & ((std::uint64_t{1} << n) - 1));
 }
 
+// The bytes stored, or-ed together: their top bits tell whether any is above 0x7F.
+using Seen = __m128i;
+inline Seen NothingSeen() {
+    return _mm_setzero_si128();
+}
+inline bool SeenHigh(Seen seen) {
+    return _mm_movemask_epi8(seen) != 0;
+}
+
 // Stores the sixteen bytes at p to out, lower-casing letters and making line feeds blanks
 // where fold is set; counts the line feeds down in feeds, per byte.
-inline void StoreBlock(const char* p, char* out, __m128i fold, __m128i& feeds) {
+inline void StoreBlock(const char* p, char* out, __m128i fold, __m128i& feeds, Seen& seen) {
     const __m128i v = Load(p);
+    seen = _mm_or_si128(seen, v);
     // 'A' to 'Z' moved to the bottom of the signed range: one compare tells a capital.
     const __m128i shifted = _mm_add_epi8(v, _mm_set1_epi8(0x80 - 'A'));
     const __m128i upper = _mm_cmpgt_epi8(_mm_set1_epi8(-128 + 26), shifted);
@@ -107,18 +126,18 @@ inline int FeedTotal(__m128i feeds) {
 
 // Stores the chunk at p to out, lower-cased with line feeds made blanks or else as it is;
 // returns how many line feeds it holds.
-inline int StoreUniform(const char* p, char* out, bool fold) {
+inline int StoreUniform(const char* p, char* out, bool fold, Seen& seen) {
     const __m128i all = _mm_set1_epi8(fold ? -1 : 0);
     __m128i feeds = _mm_setzero_si128();
-    StoreBlock(p, out, all, feeds);
-    StoreBlock(p + 16, out + 16, all, feeds);
-    StoreBlock(p + 32, out + 32, all, feeds);
-    StoreBlock(p + 48, out + 48, all, feeds);
+    StoreBlock(p, out, all, feeds, seen);
+    StoreBlock(p + 16, out + 16, all, feeds, seen);
+    StoreBlock(p + 32, out + 32, all, feeds, seen);
+    StoreBlock(p + 48, out + 48, all, feeds, seen);
     return FeedTotal(feeds);
 }
 
 // As StoreUniform, folding the bytes whose bit of outside is set.
-inline int StoreMixed(const char* p, char* out, std::uint64_t outside) {
+inline int StoreMixed(const char* p, char* out, std::uint64_t outside, Seen& seen) {
     // Byte i of a block selects bit i % 8 of the byte of the mask that covers it.
     const __m128i select = _mm_set1_epi64x(0x8040201008040201);
     const auto spread = [&select](std::uint64_t bits) {
@@ -129,10 +148,10 @@ inline int StoreMixed(const char* p, char* out, std::uint64_t outside) {
         return _mm_cmpeq_epi8(_mm_and_si128(x, select), select);
     };
     __m128i feeds = _mm_setzero_si128();
-    StoreBlock(p, out, spread(outside), feeds);
-    StoreBlock(p + 16, out + 16, spread(outside >> 16), feeds);
-    StoreBlock(p + 32, out + 32, spread(outside >> 32), feeds);
-    StoreBlock(p + 48, out + 48, spread(outside >> 48), feeds);
+    StoreBlock(p, out, spread(outside), feeds, seen);
+    StoreBlock(p + 16, out + 16, spread(outside >> 16), feeds, seen);
+    StoreBlock(p + 32, out + 32, spread(outside >> 32), feeds, seen);
+    StoreBlock(p + 48, out + 48, spread(outside >> 48), feeds, seen);
     return FeedTotal(feeds);
 }
 #else
@@ -148,11 +167,9 @@ inline ChunkMasks Classify(const char* p) {
                 m.backslash |= bit;
                 break;
             case ';':
-                m.semicolon |= bit;
-                break;
             case '/':
             case '\r':
-                m.rare |= bit;
+                m.stop |= bit;
                 break;
             default:
                 break;
@@ -161,16 +178,33 @@ inline ChunkMasks Classify(const char* p) {
     return m;
 }
 
+inline std::uint64_t RareBits(const char* p) {
+    std::uint64_t bits = 0;
+    for (int i = 0; i < kChunk; ++i) {
+        if (p[i] == '/' || p[i] == '\r') bits |= std::uint64_t{1} << i;
+    }
+    return bits;
+}
+
 inline int CountFeeds(const char* p, int n) {
     int feeds = 0;
     for (int i = 0; i < n; ++i) feeds += p[i] == '\n';
     return feeds;
 }
 
-inline int StoreMixed(const char* p, char* out, std::uint64_t outside) {
+using Seen = unsigned;
+inline Seen NothingSeen() {
+    return 0;
+}
+inline bool SeenHigh(Seen seen) {
+    return (seen & 0x80) != 0;
+}
+
+inline int StoreMixed(const char* p, char* out, std::uint64_t outside, Seen& seen) {
     int feeds = 0;
     for (int i = 0; i < kChunk; ++i) {
         char c = p[i];
+        seen |= static_cast<unsigned char>(c);
         feeds += c == '\n';
         if ((outside >> i) & 1) {
             if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
@@ -181,8 +215,8 @@ inline int StoreMixed(const char* p, char* out, std::uint64_t outside) {
     return feeds;
 }
 
-inline int StoreUniform(const char* p, char* out, bool fold) {
-    return StoreMixed(p, out, fold ? ~std::uint64_t{0} : 0);
+inline int StoreUniform(const char* p, char* out, bool fold, Seen& seen) {
+    return StoreMixed(p, out, fold ? ~std::uint64_t{0} : 0, seen);
 }
 #endif
 
@@ -217,9 +251,11 @@ inline std::uint64_t PrefixXor(std::uint64_t x) {
 // after it are not, so the chunk restarts past it, as it does past a carriage return, which
 // is dropped. Stops at the ";" that ends the command, at a slash (which may start a comment or
 // the marker), near the end of the input or of the room for the text, leaving state as the
-// state machine would have it there (6 for a byte escaped). Returns where it stopped.
-const char* GatherRuns(GatheredBytes& text, int& state, int& lineNo, const char* p,
+// state machine would have it there (6 for a byte escaped), and high set when a byte above 0x7F
+// may have been stored. Returns where it stopped.
+const char* GatherRuns(GatheredBytes& text, int& state, int& lineNo, bool& high, const char* p,
                        const char* const e, bool& ended) {
+    Seen seen = NothingSeen();
     int line = lineNo;
     char* o = text.data() + text.size();
     // More room than a chunk: a chunk's store never leaves the buffer, and the state machine
@@ -229,8 +265,8 @@ const char* GatherRuns(GatheredBytes& text, int& state, int& lineNo, const char*
     std::uint64_t carry = 0;
     while (e - p >= kChunk && oEnd - o > kChunk) {
         const ChunkMasks m = Classify(p);
-        if ((m.quote | m.backslash | m.semicolon | m.rare) == 0) {  // all text: the state holds
-            line += StoreUniform(p, o, quoted == 0);
+        if ((m.quote | m.backslash | m.stop) == 0) {  // all text: the state holds
+            line += StoreUniform(p, o, quoted == 0, seen);
             carry = 0;
             p += kChunk;
             o += kChunk;
@@ -240,8 +276,12 @@ const char* GatherRuns(GatheredBytes& text, int& state, int& lineNo, const char*
         const std::uint64_t inQuotes = PrefixXor(m.quote & ~escaped) ^ quoted;
         // The masks hold up to the first backslash outside quotes: before it, every backslash
         // is in quotes and so is an escape indeed.
-        const std::uint64_t stops = m.rare | ((m.backslash | m.semicolon) & ~inQuotes);
-        const int feeds = StoreMixed(p, o, ~inQuotes);
+        std::uint64_t stops = (m.backslash | m.stop) & ~inQuotes;
+        // In quotes a ";" is text, a slash or a carriage return is not; the three share a mask,
+        // as the latter two are rare there.
+        const std::uint64_t quotedStops = m.stop & inQuotes;
+        if (quotedStops != 0) stops |= quotedStops & RareBits(p);
+        const int feeds = StoreMixed(p, o, ~inQuotes, seen);
         if (stops == 0) {
             line += feeds;
             quoted = static_cast<std::uint64_t>(static_cast<std::int64_t>(inQuotes) >> 63);
@@ -273,6 +313,7 @@ const char* GatherRuns(GatheredBytes& text, int& state, int& lineNo, const char*
     }
     state = carry != 0 ? 6 : quoted != 0 ? 1 : 0;
     lineNo = line;
+    high = high || SeenHigh(seen);
     text.resize(static_cast<std::size_t>(o - text.data()));
     return p;
 }
@@ -316,6 +357,7 @@ inline void Append(ScriptReadBuffer& r, char c) {
         return;
     }
     r.gathered.push_back(c);
+    r.high = r.high || (c & 0x80) != 0;
     if (r.gathered.size() == kKeep) r.capped = true;
 }
 
@@ -455,6 +497,7 @@ unsigned long ScriptReader::GatherCommandText(const ScriptContext& context) {
     r.text.clear();
     r.capped = false;
     r.overlong = false;
+    r.high = false;
     if (!IsOpen() || r.boardInfo) return 0;
     qxp::ReadableFile* const file = m_file.get().get();
     const std::string& encoding = context.encoding;
@@ -477,7 +520,7 @@ unsigned long ScriptReader::GatherCommandText(const ScriptContext& context) {
         // drops leading blanks).
         if (r.marker == 0) {
             if ((m_gatherState == 0 || m_gatherState == 1) && !r.gathered.empty()) {
-                p = GatherRuns(r.gathered, m_gatherState, m_lineNo, p, e, ended);
+                p = GatherRuns(r.gathered, m_gatherState, m_lineNo, r.high, p, e, ended);
             } else if (m_gatherState == 2 || m_gatherState == 3) {
                 p = SkipComment(m_gatherState, m_lineNo, p, e);
             }
@@ -521,7 +564,12 @@ unsigned long ScriptReader::GatherCommandText(const ScriptContext& context) {
     std::size_t last = size;
     while (last > first && bytes[last - 1] == ' ') --last;
     while (first < last && bytes[first] == ' ') ++first;
-    if (!qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", bytes + first, last - first, r.text)) {
+    const bool converted = r.high
+                               ? qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", bytes + first,
+                                                         last - first, r.text)
+                               : qxp::OrinCodeSetConvertAscii(encoding.c_str(), "UTF-8",
+                                                              bytes + first, last - first, r.text);
+    if (!converted) {
         qxp::QXTrace(qxp::kTraceError, "Script Import string convert falied! %s, %s.",
                      std::string(bytes, size).c_str(), encoding.c_str());
         r.text.assign(bytes + first, last - first);

@@ -294,6 +294,13 @@ bool OrinCodeSetConvert(const char* from, const char* to, const char* data, std:
     return outcome != Outcome::kFailed;
 }
 
+bool OrinCodeSetConvertAscii(const char* from, const char* to, const char* data, std::size_t size,
+                             std::string& out) {
+    if (Lookup(from) == kUnknown || Lookup(to) == kUnknown) return false;
+    out.assign(data, size);
+    return true;
+}
+
 bool OrinCodeSetConvertTaking(const char* from, const char* to, std::string& in, std::string& out) {
     std::size_t length = 0;
     const Outcome outcome = Convert(from, to, in.data(), in.size(), length);

@@ -4,7 +4,7 @@
 #include <emmintrin.h>
 #endif
 
-#include <array>
+#include <cstdint>
 
 #include "file/CommandLocator.h"
 #include "file/ScriptReader.h"
@@ -22,51 +22,300 @@ constexpr int kBoardInfoMatch = 12;
 // refused; the rest of an over-long command is scanned but not stored.
 constexpr std::size_t kKeep = GatheredBytes::kCapacity;
 
-// The fast path keeps this much room below the cap: a block store never leaves the buffer, and
-// the state machine takes the last bytes of a text that reaches the cap.
-constexpr std::size_t kFastRoom = 32;
+// The fast path takes the text sixty-four bytes at a time, as bit masks (bit i for p[i]).
+constexpr std::ptrdiff_t kChunk = 64;
 
-// A byte after a backslash in quotes that the state machine would only append.
-inline bool IsEscapedPlain(char c) {
-    return c != '\r' && c != '\n' && c != '/';
-}
+struct ChunkMasks {
+    std::uint64_t quote = 0;
+    std::uint64_t backslash = 0;
+    std::uint64_t stop = 0;  // a ";", a slash or a carriage return
+};
 
-#if !defined(__SSE2__)
-constexpr std::array<bool, 256> MakeStops() {
-    std::array<bool, 256> t{};
-    for (unsigned char c : {'/', '"', ';', '\\', '\n', '\r'}) t[c] = true;
-    return t;
-}
-constexpr std::array<bool, 256> kStops = MakeStops();
-#endif
-
-// Copies the sixteen bytes at p to out, lower-casing ASCII letters when fold is set, and returns
-// the bytes that may need attention as a mask (bit i for p[i]): a slash, a quote, a ";", a
-// backslash or a line break. The copy stands up to the first of them that changes it.
-inline unsigned CopyBlock(const char* p, char* out, bool fold) {
 #if defined(__SSE2__)
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    const auto is = [&v](char c) { return _mm_cmpeq_epi8(v, _mm_set1_epi8(c)); };
-    const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_or_si128(is('/'), is('"')), is(';')),
-                                     _mm_or_si128(_mm_or_si128(is('\\'), is('\n')), is('\r')));
-    __m128i w = v;
-    if (fold) {
-        // Signed compares: the bytes above 0x7F are negative and never in range.
-        const __m128i upper = _mm_and_si128(_mm_cmpgt_epi8(v, _mm_set1_epi8('A' - 1)),
-                                            _mm_cmplt_epi8(v, _mm_set1_epi8('Z' + 1)));
-        w = _mm_or_si128(v, _mm_and_si128(upper, _mm_set1_epi8(0x20)));
-    }
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), w);
+inline __m128i Load(const char* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+
+inline std::uint64_t Bits(__m128i hit) {
     return static_cast<unsigned>(_mm_movemask_epi8(hit));
+}
+
+inline ChunkMasks Classify(const char* p) {
+    ChunkMasks m;
+    const auto block = [&m, p](int k) {
+        const __m128i v = Load(p + 16 * k);
+        const auto is = [&v](char c) { return _mm_cmpeq_epi8(v, _mm_set1_epi8(c)); };
+        const int shift = 16 * k;
+        m.quote |= Bits(is('"')) << shift;
+        m.backslash |= Bits(is('\\')) << shift;
+        m.stop |= Bits(_mm_or_si128(is(';'), _mm_or_si128(is('/'), is('\r')))) << shift;
+    };
+    block(0);
+    block(1);
+    block(2);
+    block(3);
+    return m;
+}
+
+// The slashes and carriage returns of the chunk at p.
+inline std::uint64_t RareBits(const char* p) {
+    const auto rare = [p](int k) {
+        const __m128i v = Load(p + 16 * k);
+        return Bits(_mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('/')),
+                                 _mm_cmpeq_epi8(v, _mm_set1_epi8('\r'))))
+               << (16 * k);
+    };
+    return rare(0) | rare(1) | rare(2) | rare(3);
+}
+
+inline int CountBits(std::uint64_t x) {
+#if defined(__POPCNT__)
+    return __builtin_popcountll(x);
 #else
-    unsigned mask = 0;
-    for (int i = 0; i < 16; ++i) {
-        const char c = p[i];
-        out[i] = fold && c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-        if (kStops[static_cast<unsigned char>(c)]) mask |= 1u << i;
-    }
-    return mask;
+    // Without the instruction the builtin is a library call.
+    x -= (x >> 1) & 0x5555555555555555;
+    x = (x & 0x3333333333333333) + ((x >> 2) & 0x3333333333333333);
+    x = (x + (x >> 4)) & 0x0F0F0F0F0F0F0F0F;
+    return static_cast<int>((x * 0x0101010101010101) >> 56);
 #endif
+}
+
+// Line feeds of the sixteen bytes at p, bit i for p[i].
+inline std::uint64_t FeedBits(const char* p) {
+    return Bits(_mm_cmpeq_epi8(Load(p), _mm_set1_epi8('\n')));
+}
+
+// The line feeds among the bytes at p up to p + n (at most a chunk).
+inline int CountFeeds(const char* p, int n) {
+    const std::uint64_t feeds =
+        FeedBits(p) | FeedBits(p + 16) << 16 | FeedBits(p + 32) << 32 | FeedBits(p + 48) << 48;
+    return CountBits(n == kChunk ? feeds : feeds & ((std::uint64_t{1} << n) - 1));
+}
+
+// The bytes stored, or-ed together: their top bits tell whether any is above 0x7F.
+using Seen = __m128i;
+inline Seen NothingSeen() {
+    return _mm_setzero_si128();
+}
+inline bool SeenHigh(Seen seen) {
+    return _mm_movemask_epi8(seen) != 0;
+}
+
+// Stores the sixteen bytes at p to out, lower-casing letters and making line feeds blanks
+// where fold is set; counts the line feeds down in feeds, per byte.
+inline void StoreBlock(const char* p, char* out, __m128i fold, __m128i& feeds, Seen& seen) {
+    const __m128i v = Load(p);
+    seen = _mm_or_si128(seen, v);
+    // 'A' to 'Z' moved to the bottom of the signed range: one compare tells a capital.
+    const __m128i shifted = _mm_add_epi8(v, _mm_set1_epi8(0x80 - 'A'));
+    const __m128i upper = _mm_cmpgt_epi8(_mm_set1_epi8(-128 + 26), shifted);
+    const __m128i feed = _mm_cmpeq_epi8(v, _mm_set1_epi8('\n'));
+    feeds = _mm_add_epi8(feeds, feed);
+    // A capital gains 0x20; a line feed (0x0A) xor 0x2A is a blank (0x20).
+    const __m128i flip = _mm_or_si128(_mm_and_si128(upper, _mm_set1_epi8(0x20)),
+                                      _mm_and_si128(feed, _mm_set1_epi8(0x2A)));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_xor_si128(v, _mm_and_si128(flip, fold)));
+}
+
+// The line feeds counted down in feeds: at most four per byte, summed in each half.
+inline int FeedTotal(__m128i feeds) {
+    const __m128i sums =
+        _mm_sad_epu8(_mm_sub_epi8(_mm_setzero_si128(), feeds), _mm_setzero_si128());
+    return _mm_cvtsi128_si32(sums) + _mm_extract_epi16(sums, 4);
+}
+
+// Stores the chunk at p to out, lower-cased with line feeds made blanks or else as it is;
+// returns how many line feeds it holds.
+inline int StoreUniform(const char* p, char* out, bool fold, Seen& seen) {
+    const __m128i all = _mm_set1_epi8(fold ? -1 : 0);
+    __m128i feeds = _mm_setzero_si128();
+    StoreBlock(p, out, all, feeds, seen);
+    StoreBlock(p + 16, out + 16, all, feeds, seen);
+    StoreBlock(p + 32, out + 32, all, feeds, seen);
+    StoreBlock(p + 48, out + 48, all, feeds, seen);
+    return FeedTotal(feeds);
+}
+
+// As StoreUniform, folding the bytes whose bit of outside is set.
+inline int StoreMixed(const char* p, char* out, std::uint64_t outside, Seen& seen) {
+    // Byte i of a block selects bit i % 8 of the byte of the mask that covers it.
+    const __m128i select = _mm_set1_epi64x(0x8040201008040201);
+    const auto spread = [&select](std::uint64_t bits) {
+        __m128i x = _mm_cvtsi32_si128(static_cast<int>(bits & 0xFFFF));
+        x = _mm_unpacklo_epi8(x, x);
+        x = _mm_unpacklo_epi16(x, x);
+        x = _mm_unpacklo_epi32(x, x);
+        return _mm_cmpeq_epi8(_mm_and_si128(x, select), select);
+    };
+    __m128i feeds = _mm_setzero_si128();
+    StoreBlock(p, out, spread(outside), feeds, seen);
+    StoreBlock(p + 16, out + 16, spread(outside >> 16), feeds, seen);
+    StoreBlock(p + 32, out + 32, spread(outside >> 32), feeds, seen);
+    StoreBlock(p + 48, out + 48, spread(outside >> 48), feeds, seen);
+    return FeedTotal(feeds);
+}
+#else
+inline ChunkMasks Classify(const char* p) {
+    ChunkMasks m;
+    for (int i = 0; i < kChunk; ++i) {
+        const std::uint64_t bit = std::uint64_t{1} << i;
+        switch (p[i]) {
+            case '"':
+                m.quote |= bit;
+                break;
+            case '\\':
+                m.backslash |= bit;
+                break;
+            case ';':
+            case '/':
+            case '\r':
+                m.stop |= bit;
+                break;
+            default:
+                break;
+        }
+    }
+    return m;
+}
+
+inline std::uint64_t RareBits(const char* p) {
+    std::uint64_t bits = 0;
+    for (int i = 0; i < kChunk; ++i) {
+        if (p[i] == '/' || p[i] == '\r') bits |= std::uint64_t{1} << i;
+    }
+    return bits;
+}
+
+inline int CountFeeds(const char* p, int n) {
+    int feeds = 0;
+    for (int i = 0; i < n; ++i) feeds += p[i] == '\n';
+    return feeds;
+}
+
+using Seen = unsigned;
+inline Seen NothingSeen() {
+    return 0;
+}
+inline bool SeenHigh(Seen seen) {
+    return (seen & 0x80) != 0;
+}
+
+inline int StoreMixed(const char* p, char* out, std::uint64_t outside, Seen& seen) {
+    int feeds = 0;
+    for (int i = 0; i < kChunk; ++i) {
+        char c = p[i];
+        seen |= static_cast<unsigned char>(c);
+        feeds += c == '\n';
+        if ((outside >> i) & 1) {
+            if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
+            if (c == '\n') c = ' ';
+        }
+        out[i] = c;
+    }
+    return feeds;
+}
+
+inline int StoreUniform(const char* p, char* out, bool fold, Seen& seen) {
+    return StoreMixed(p, out, fold ? ~std::uint64_t{0} : 0, seen);
+}
+#endif
+
+// The bytes that an odd run of backslashes precedes: each backslash not itself escaped escapes
+// the next byte. carry: the chunk's first byte is escaped; becomes the same for the next chunk.
+// Subtracting each run's start from the odd bit positions above it tells an even run from an
+// odd one by where the borrow stops.
+inline std::uint64_t Escaped(std::uint64_t backslash, std::uint64_t& carry) {
+    constexpr std::uint64_t kOddBits = 0xAAAAAAAAAAAAAAAA;
+    const std::uint64_t starts = backslash & ~carry;
+    const std::uint64_t code = (((starts << 1) | kOddBits) - starts) ^ kOddBits;
+    const std::uint64_t escaped = code ^ (backslash | carry);
+    carry = (code & backslash) >> 63;
+    return escaped;
+}
+
+// Bit i: an odd number of the bits 0 to i are set.
+inline std::uint64_t PrefixXor(std::uint64_t x) {
+    x ^= x << 1;
+    x ^= x << 2;
+    x ^= x << 4;
+    x ^= x << 8;
+    x ^= x << 16;
+    return x ^ (x << 32);
+}
+
+// The fast path through plain text and quotes (state 0 or 1, the marker at its start, the text
+// begun). A chunk's quotes, escapes in quotes, line feeds and ";" inside quotes are all taken
+// from its masks: escape pairs first, then which bytes lie in quotes (everything past an odd
+// number of unescaped quotes), so that letters are lower-cased and line feeds made blanks only
+// outside them. A backslash outside quotes is kept as it is, but the escapes the masks assumed
+// after it are not, so the chunk restarts past it, as it does past a carriage return, which
+// is dropped. Stops at the ";" that ends the command, at a slash (which may start a comment or
+// the marker), near the end of the input or of the room for the text, leaving state as the
+// state machine would have it there (6 for a byte escaped), and high set when a byte above 0x7F
+// may have been stored. Returns where it stopped.
+const char* GatherRuns(GatheredBytes& text, int& state, int& lineNo, bool& high, const char* p,
+                       const char* const e, bool& ended) {
+    Seen seen = NothingSeen();
+    int line = lineNo;
+    char* o = text.data() + text.size();
+    // More room than a chunk: a chunk's store never leaves the buffer, and the state machine
+    // that takes over at the cap always finds room for its byte.
+    const char* const oEnd = text.data() + kKeep;
+    std::uint64_t quoted = state == 1 ? ~std::uint64_t{0} : 0;  // all bits: in quotes
+    std::uint64_t carry = 0;
+    while (e - p >= kChunk && oEnd - o > kChunk) {
+        const ChunkMasks m = Classify(p);
+        if ((m.quote | m.backslash | m.stop) == 0) {  // all text: the state holds
+            line += StoreUniform(p, o, quoted == 0, seen);
+            carry = 0;
+            p += kChunk;
+            o += kChunk;
+            continue;
+        }
+        const std::uint64_t escaped = Escaped(m.backslash, carry);
+        const std::uint64_t inQuotes = PrefixXor(m.quote & ~escaped) ^ quoted;
+        // The masks hold up to the first backslash outside quotes: before it, every backslash
+        // is in quotes and so is an escape indeed.
+        std::uint64_t stops = (m.backslash | m.stop) & ~inQuotes;
+        // In quotes a ";" is text, a slash or a carriage return is not; the three share a mask,
+        // as the latter two are rare there.
+        const std::uint64_t quotedStops = m.stop & inQuotes;
+        if (quotedStops != 0) stops |= quotedStops & RareBits(p);
+        const int feeds = StoreMixed(p, o, ~inQuotes, seen);
+        if (stops == 0) {
+            line += feeds;
+            quoted = static_cast<std::uint64_t>(static_cast<std::int64_t>(inQuotes) >> 63);
+            p += kChunk;
+            o += kChunk;
+            continue;
+        }
+        const int at = __builtin_ctzll(stops);
+        const std::uint64_t bit = std::uint64_t{1} << at;
+        line += CountFeeds(p, at);
+        // None of the stops is a quote: its bit tells the state before it.
+        quoted = (inQuotes & bit) != 0 ? ~std::uint64_t{0} : 0;
+        carry = (escaped & bit) != 0 ? 1 : 0;
+        const char c = p[at];
+        if (c == '\r') {  // dropped, unseen even by the marker: an escape goes on past it
+            p += at + 1;
+            o += at;
+            continue;
+        }
+        p += at;
+        o += at;
+        if (c == '/') break;
+        *o++ = c;
+        ++p;
+        if (c == ';') {
+            ended = true;
+            break;
+        }
+    }
+    state = carry != 0 ? 6 : quoted != 0 ? 1 : 0;
+    lineNo = line;
+    high = high || SeenHigh(seen);
+    text.resize(static_cast<std::size_t>(o - text.data()));
+    return p;
 }
 
 // The first of p[0, e) that is a, b or c; e when there is none.
@@ -84,67 +333,6 @@ inline const char* FindAny(const char* p, const char* e, char a, char b, char c)
     }
 #endif
     while (p < e && *p != a && *p != b && *p != c) ++p;
-    return p;
-}
-
-// The fast path through plain text and quotes (state 0 or 1, the marker at its start, the text
-// begun): copies sixteen bytes at a time, lower-cased outside quotes, and takes the quotes, line
-// feeds, carriage returns, escapes in quotes and the ";" that ends the command between the
-// runs. Stops where the state machine must look (a slash, which may start a comment or the
-// marker, and the rare bytes after an escape), near the end of the input or of the room for
-// the text. Returns where it stopped.
-const char* GatherRuns(GatheredBytes& text, int& state, int& line, const char* p,
-                       const char* const e, bool& ended) {
-    char* o = text.data() + text.size();
-    char* const oLim = text.data() + kKeep - kFastRoom;
-    while (e - p >= 16 && o <= oLim) {
-        // The stops that leave the stored block right as it is, but for a line feed that becomes
-        // a blank, are taken in place: a line feed, a backslash outside quotes, an escape pair
-        // or a ";" inside them. The rest end the block's run.
-        unsigned stops = CopyBlock(p, o, state == 0);
-        int run = 16;
-        while (stops != 0) {
-            const int at = __builtin_ctz(stops);
-            const char c = p[at];
-            if (c == '\n') {
-                ++line;
-                if (state == 0) o[at] = ' ';
-            } else if (c == '\\' && state == 1) {
-                // The byte after it is kept as it is; the state machine takes the few it must see.
-                if (at == 15 || !IsEscapedPlain(p[at + 1])) {
-                    run = at;
-                    break;
-                }
-                stops &= ~(2u << at);
-            } else if (c != '\\' && (c != ';' || state == 0)) {
-                run = at;
-                break;
-            }
-            stops &= stops - 1;
-        }
-        p += run;
-        o += run;
-        if (run == 16) continue;
-        const char c = *p;
-        if (c == '"') {
-            *o++ = c;
-            state ^= 1;  // the rest of the block is copied again, lower-cased or not
-        } else if (c == ';') {
-            *o++ = c;
-            ++p;
-            ended = true;
-            break;
-        } else if (c == '\\') {
-            // An escape pair across the block's end.
-            if (e - p < 2 || !IsEscapedPlain(p[1])) break;
-            *o++ = c;
-            *o++ = *++p;
-        } else if (c != '\r') {  // a carriage return is dropped, unseen even by the marker
-            break;
-        }
-        ++p;
-    }
-    text.resize(static_cast<std::size_t>(o - text.data()));
     return p;
 }
 
@@ -169,6 +357,7 @@ inline void Append(ScriptReadBuffer& r, char c) {
         return;
     }
     r.gathered.push_back(c);
+    r.high = r.high || (c & 0x80) != 0;
     if (r.gathered.size() == kKeep) r.capped = true;
 }
 
@@ -308,6 +497,7 @@ unsigned long ScriptReader::GatherCommandText(const ScriptContext& context) {
     r.text.clear();
     r.capped = false;
     r.overlong = false;
+    r.high = false;
     if (!IsOpen() || r.boardInfo) return 0;
     qxp::ReadableFile* const file = m_file.get().get();
     const std::string& encoding = context.encoding;
@@ -330,7 +520,7 @@ unsigned long ScriptReader::GatherCommandText(const ScriptContext& context) {
         // drops leading blanks).
         if (r.marker == 0) {
             if ((m_gatherState == 0 || m_gatherState == 1) && !r.gathered.empty()) {
-                p = GatherRuns(r.gathered, m_gatherState, m_lineNo, p, e, ended);
+                p = GatherRuns(r.gathered, m_gatherState, m_lineNo, r.high, p, e, ended);
             } else if (m_gatherState == 2 || m_gatherState == 3) {
                 p = SkipComment(m_gatherState, m_lineNo, p, e);
             }
@@ -374,7 +564,12 @@ unsigned long ScriptReader::GatherCommandText(const ScriptContext& context) {
     std::size_t last = size;
     while (last > first && bytes[last - 1] == ' ') --last;
     while (first < last && bytes[first] == ' ') ++first;
-    if (!qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", bytes + first, last - first, r.text)) {
+    const bool converted = r.high
+                               ? qxp::OrinCodeSetConvert(encoding.c_str(), "UTF-8", bytes + first,
+                                                         last - first, r.text)
+                               : qxp::OrinCodeSetConvertAscii(encoding.c_str(), "UTF-8",
+                                                              bytes + first, last - first, r.text);
+    if (!converted) {
         qxp::QXTrace(qxp::kTraceError, "Script Import string convert falied! %s, %s.",
                      std::string(bytes, size).c_str(), encoding.c_str());
         r.text.assign(bytes + first, last - first);

@@ -51,6 +51,7 @@ struct ScriptReadBuffer {
     bool boardInfo = false;  // the marker was seen: nothing after it is a command
     bool capped = false;     // the text reached the parser's limit; later bytes are not kept
     bool overlong = false;   // the trimmed text is known to exceed the parser's limit
+    bool high = false;       // a byte above 0x7F may be in the text: it is checked as UTF-8
     GatheredBytes gathered;  // the command's bytes as they are gathered
     std::string text;        // the text, trimmed and converted to UTF-8
     MMLCmdStruct parsed;     // the parse target

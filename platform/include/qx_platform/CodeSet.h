@@ -19,6 +19,11 @@ QXP_API bool OrinCodeSetConvert(const char* from, const char* to, const std::str
 QXP_API bool OrinCodeSetConvert(const char* from, const char* to, const char* data,
                                 std::size_t size, std::string& out);
 
+// As OrinCodeSetConvert, for bytes the caller knows to hold nothing above 0x7F: the three
+// encodings hold ASCII alike, so once both names are known the text is copied unchecked.
+QXP_API bool OrinCodeSetConvertAscii(const char* from, const char* to, const char* data,
+                                     std::size_t size, std::string& out);
+
 // As OrinCodeSetConvert, for a caller that no longer needs its input: a text that is already
 // right in the target encoding is swapped into out instead of copied, leaving in with out's
 // old content. On failure both are unchanged.

@@ -193,6 +193,11 @@ TEST_F(ScriptRead, EncodingsAreReadBackAsUtf8) {
         EXPECT_EQ(row[1], file.GetEncoding()) << row[0];
         EXPECT_EQ(Texts{row[2]}, ReadAll(file)) << row[0];
     }
+    // Beyond the first 64 bytes of a command, where the reader notes non-ASCII bytes by blocks.
+    const std::string x(100, 'x');
+    TScriptFileImpl& late =
+        Open("late.txt", "// encoding=\"GBK\"\n:cfg-set:{A=\"" + x + "\xD6\xD0\xCE\xC4\"};\n");
+    EXPECT_EQ(Texts{"101@2 'a'='" + x + "\xE4\xB8\xAD\xE6\x96\x87'"}, ReadAll(late));
     QXConvertDataStorage::Instance()->SetScriptONELanEn(false);
 }
 

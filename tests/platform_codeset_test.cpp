@@ -95,6 +95,12 @@ TEST(PlatformCodeSet, ChecksEveryPlaceOfALongTextAndNothingPastIt) {
     EXPECT_EQ(out, kNiHaoUtf8);
     EXPECT_FALSE(qxp::OrinCodeSetConvert("GBK", "UTF-8", kNiHaoGbk.data(), 3, out));
     EXPECT_EQ(out, kNiHaoUtf8);  // left alone on failure
+    // Text the reader knows to be ASCII is copied, but only between encodings it knows.
+    const std::string command = ":cfg-set:{A=1&2};";
+    EXPECT_TRUE(qxp::OrinCodeSetConvertAscii("GBK", "UTF-8", command.data(), command.size(), out));
+    EXPECT_EQ(out, command);
+    EXPECT_FALSE(qxp::OrinCodeSetConvertAscii("EBCDIC", "UTF-8", command.data(), 3, out));
+    EXPECT_EQ(out, command);
 }
 
 TEST(PlatformConcurrency, ConversionsOnManyThreads) {

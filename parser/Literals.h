@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <system_error>
 
 namespace NSQX_script {
@@ -63,7 +64,13 @@ inline double ExactFraction(std::uint64_t digits, std::size_t scale, bool negati
     static constexpr double kPowers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                          1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
     const double magnitude = static_cast<double>(digits) / kPowers[scale];
-    return negative ? -magnitude : magnitude;
+    // The sign bit set without a branch, which the signs of a value list would mispredict.
+    std::uint64_t bits;
+    std::memcpy(&bits, &magnitude, sizeof bits);
+    bits |= static_cast<std::uint64_t>(negative) << 63;
+    double value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
 }
 
 // The fraction -?[0-9]+\.[0-9]* when it is in the range of a double; false otherwise.

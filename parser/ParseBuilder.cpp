@@ -285,6 +285,14 @@ bool ParseBuilder::ValueRangeDirect(std::int64_t from, std::int64_t to, const ch
     rangeSpent_ += count;
     const std::int64_t first = static_cast<std::int32_t>(from);
     const std::int64_t last = first + static_cast<std::int64_t>(count) - 1;
+    if (count <= kRangeBatch && end_ - next_ >= static_cast<std::ptrdiff_t>(kRangeBatch)) {
+        // A short range overwrites a whole batch of old values, with no branch on its length:
+        // those past it stay stale, to be overwritten or trimmed like any other old value.
+        for (std::size_t k = 0; k < kRangeBatch; ++k)
+            next_[k].SetInt32(static_cast<int>(static_cast<std::uint32_t>(first) + k));
+        next_ += count;
+        return true;
+    }
     std::int64_t i = first;
     for (; i <= last && next_ != end_; ++i, ++next_) next_->SetInt32(static_cast<int>(i));
     if (i > last) return true;

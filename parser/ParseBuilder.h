@@ -45,6 +45,8 @@ class ParseBuilder {
     // parameters in them are stale and overwritten like those of a reused command.
     static constexpr std::size_t kSpareGroupLimit = 1024;
     static constexpr std::size_t kSpareGroupParameters = 256;
+    // Ranges of up to this many values are written over old values a batch at a time.
+    static constexpr std::size_t kRangeBatch = 8;
 
     void Begin(MMLCmdStruct& cmd);
     // Makes the parse record narrowed integers and backward ranges in notes, with offsets

@@ -147,6 +147,30 @@ TEST(FastParser, ReadsTokensEndingNearAPageEnd) {
     }
 }
 
+// A quoted text's escapes come from each block's backslash mask, carried into the next block:
+// runs of backslashes before a quote, straddling block boundaries at every offset, with the
+// text ending at and just before a page's end, where the scan shifts its blocks.
+TEST(FastParser, ClosesQuotesAfterBackslashRunsAcrossBlocks) {
+    BothParsers both;
+    std::string text;
+    text.reserve(3 * 4096);
+    const std::uintptr_t base = reinterpret_cast<std::uintptr_t>(text.data());
+    for (std::size_t run = 1; run <= 4; ++run) {
+        for (std::size_t at = 0; at < 34; ++at) {
+            // An odd run escapes the quote after it, so another one closes the text.
+            const std::string value =
+                "\"" + std::string(at, 'a') + std::string(run, '\\') + (run % 2 ? "\"b\"" : "\"");
+            for (std::size_t before = 0; before < 20; ++before) {
+                const std::size_t end = 9 + value.size() + before;
+                const std::size_t pad = (4096 - (base + end) % 4096) % 4096;
+                text.assign(":x:{a=").append(pad, 'p').append(",b=").append(value).append("};");
+                ASSERT_EQ(reinterpret_cast<std::uintptr_t>(text.data()), base);
+                ASSERT_TRUE(both.Claimed(text)) << run << " " << at << " " << before;
+            }
+        }
+    }
+}
+
 // One record filled by command after command of very different shapes, as the script reader
 // does: lists swap places, trimmed texts are handed on, groups give way to values and back.
 // Each tree must equal the generated parser's on a fresh record, and no number may keep a text.

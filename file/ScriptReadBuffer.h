@@ -60,7 +60,8 @@ struct ScriptReadBuffer {
     SourceSpan span;
     std::size_t spanFrom = 0;  // data[spanFrom, pos) is not in the span yet
     // A block comment ran to the end of the file: it is recorded once, at the line of its "/*"
-    // (and reported as comment when a sink listens).
+    // (and reported as comment when a sink listens), unless the text it cut short fails to
+    // parse, whose failure it then is.
     bool openComment = false;
     unsigned long commentLine = 0;
     TScriptDiagnostic comment;

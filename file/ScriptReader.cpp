@@ -64,17 +64,24 @@ ScriptReader::Outcome ScriptReader::Analyse(const std::string& text, unsigned lo
                                             bool gathered, ScriptContext& context,
                                             const std::vector<unsigned long>& filter) {
     ScriptReadBuffer& r = m_buffer.get();
+    int status = 0;
+    bool rejected = false;
     if (context.sink != nullptr) {
         // The detailed parse prints nothing and says where a text stops parsing.
         const TParseResult result = AnalyseOneCommandDetailed(text, r.parsed);
-        const bool rejected = result.status == 0 && !PostAnalyseOneCommand(r.parsed);
-        if (result.status != 0 || rejected || !result.notes.empty()) {
+        status = result.status;
+        rejected = status == 0 && !PostAnalyseOneCommand(r.parsed);
+        if (status != 0 || rejected || !result.notes.empty()) {
             Report(text, lineNo, result, rejected, gathered, context);
         }
-        if (result.status != 0 || rejected) return Outcome::kFailed;
-    } else if (AnalyseOneCommandEx(text, r.parsed) != 0 || !PostAnalyseOneCommand(r.parsed)) {
-        return Outcome::kFailed;
+    } else {
+        status = AnalyseOneCommandEx(text, r.parsed);
+        rejected = status == 0 && !PostAnalyseOneCommand(r.parsed);
     }
+    // A text cut short by a block comment left open fails because of it: the comment is this
+    // command's failure (and error), not one more.
+    if (status != 0 && gathered) r.openComment = false;
+    if (status != 0 || rejected) return Outcome::kFailed;
     if (r.parsed.cmdName == kNeParaCommand) AddToDeviceMap(r.parsed, context);
     unsigned long code = 0;
     if (!CmdNameConvert::GetCorrespondCmdID(r.parsed.cmdName.c_str(), code)) {
@@ -123,9 +130,11 @@ void ScriptReader::Report(const std::string& text, unsigned long lineNo, const T
                note.message);
     }
     if (result.status != 0) {
-        // A quote that ran over a line break took the following commands with it: the quote is
-        // the fault, not where the parser stopped.
-        if (locator.OpenQuote() != std::string::npos) {
+        // A comment left open or a quote that ran over a line break took the following
+        // commands with it: that is the fault, not where the parser stopped.
+        if (r.openComment) {
+            report(r.comment, TScriptDiagnostic::kError, r.comment.reason);
+        } else if (locator.OpenQuote() != std::string::npos) {
             report(locator.AtSpan(locator.OpenQuote()), TScriptDiagnostic::kError,
                    "unterminated quote");
         } else {

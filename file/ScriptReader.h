@@ -58,7 +58,7 @@ class ScriptReader {
     // Takes back the storage of a command that is dropped, for the next parse.
     void Recycle(std::vector<MMLParaStruct>& paras) { m_buffer.get().parsed.paraList.swap(paras); }
     // The line of a block comment that ran to the end of the file, once (reported to the sink);
-    // 0 when there is none.
+    // 0 when there is none, or when the comment cut short a text that failed to parse.
     unsigned long TakeOpenComment(const ScriptContext& context);
 
   private:

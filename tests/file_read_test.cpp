@@ -431,23 +431,32 @@ TEST_F(ScriptRead, DiagnosticsSayWhereAFileGoesWrong) {
                           ":cfg-set:{A=\"\xD6\xD0\"};\r\n"
                           ":cfg-set:{A=\"\xD6\xD0\"}; :cfg-set:{B=\"open};\r\n"
                           ":cfg-set:{C=1};\r\n");
-    // A block comment that is never closed hides the rest of the file.
+    // A block comment that is never closed hides the rest of the file; one that cuts a
+    // command short is that command's one failure, at the line where its text ended.
     test_files::WriteFile(tmp_ / "c.txt", std::string(kUtf8Header) +
                                               ":cfg-set:{A=1};\n"
                                               "  /* unclosed\n"
                                               ":cfg-set:{B=2};\n");
-    for (const char* name : {"q.txt", "c.txt"}) {
+    test_files::WriteFile(tmp_ / "m.txt", std::string(kUtf8Header) +
+                                              ":cfg-set:{A=1};\n"
+                                              ":cfg-set:{B=/* cut\n"
+                                              ":cfg-set:{C=2};\n");
+    const struct {
+        const char* name;
+        Texts read;
+        Texts seen;
+    } cases[] = {
+        {"q.txt",
+         {"2", "3", "failed@5"},
+         {"E 3:31 unterminated quote | :cfg-set:{A=\"\xE4\xB8\xAD\"}; :cfg-set:{B=\"open};"}},
+        {"c.txt", {"2", "failed@3"}, {"E 3:3 unterminated comment |   /* unclosed"}},
+        {"m.txt", {"2", "failed@5"}, {"E 3:13 unterminated comment | :cfg-set:{B=/* cut"}},
+    };
+    for (const auto& c : cases) {
         Collect sink;
-        EXPECT_EQ(Read(name, nullptr), Read(name, &sink)) << name;
-        if (std::string(name) == "q.txt") {
-            EXPECT_EQ((Texts{"2", "3", "failed@5"}), Read(name, nullptr));
-            EXPECT_EQ(Texts{"E 3:31 unterminated quote | :cfg-set:{A=\"\xE4\xB8\xAD\"}; "
-                            ":cfg-set:{B=\"open};"},
-                      sink.seen);
-        } else {
-            EXPECT_EQ((Texts{"2", "failed@3"}), Read(name, nullptr));
-            EXPECT_EQ(Texts{"E 3:3 unterminated comment |   /* unclosed"}, sink.seen);
-        }
+        EXPECT_EQ(c.read, Read(c.name, nullptr)) << c.name;
+        EXPECT_EQ(c.read, Read(c.name, &sink)) << c.name;
+        EXPECT_EQ(c.seen, sink.seen) << c.name;
     }
 
     // A command that does not parse is an error on its own line, with the parser's reason.

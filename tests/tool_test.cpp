@@ -477,6 +477,23 @@ TEST_F(ToolTest, FindingsSayWhereAndWhyAndWritersRefuseThem) {
     EXPECT_TRUE(Contains(ReadFile(out), {":b:{v=0, w=1215752191};"}));  // untouched
 }
 
+// Each failed command is listed once, with the reader's reason, however its error and its
+// ";" stand: two failures on one line, and a comment left open that cuts a command short, whose
+// error stands at the "/*" and whose command ends at the end of the file.
+TEST_F(ToolTest, EachFailedCommandIsListedOnceWithItsReason) {
+    const std::string f = Write("cut.txt",
+                                "// encoding=\"UTF-8\"\r\n:a:{v=1};\r\n:a:{v=};:a:{w=};\r\n"
+                                ":a:{v=/*2};\r\n:a:{v=3};\r\n");
+    const auto listing = [](const std::string& name) {
+        return name + ":3:7: error: unexpected '}'\n    :a:{v=};:a:{w=};\n          ^\n" + name +
+               ":3:15: error: unexpected '}'\n    :a:{v=};:a:{w=};\n                  ^\n" + name +
+               ":4:7: error: unterminated comment\n    :a:{v=/*2};\n          ^\n" + name +
+               ": 1 command (UTF-8), 3 commands cannot be parsed\n";
+    };
+    EXPECT_EQ(Run(1, {"check", f}).out, listing(f));
+    EXPECT_EQ(Run(1, {"check", "-"}, f, true).out, listing("<stdin>"));
+}
+
 }  // namespace
 
 // A tree of scripts whose command names first appear at the end of the first (and longest)

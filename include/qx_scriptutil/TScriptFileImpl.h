@@ -100,8 +100,9 @@ class QX_API TScriptFileImpl : public ScriptFile, public TScriptStream {
     // column of the byte where parsing stopped, with the parser's reason; it is still recorded
     // among the failed commands as without a sink. A quoted text that runs over a line break
     // into a command that then fails is reported as "unterminated quote", and a block comment
-    // that runs to the end of the file as "unterminated comment" (recorded as a failed command
-    // at its line with or without a sink), at the line and column of the opening quote or "/*".
+    // that runs to the end of the file as "unterminated comment" (the failure of the command it
+    // cuts short when that does not parse; else recorded as a failed command at its line with
+    // or without a sink), at the line and column of the opening quote or "/*".
     // A command that a post-analyse hook rejects is "command rejected after parsing" at its
     // start. A value that reads differently from how it is written (an integer narrowed to 32
     // bits, a backward range) is a kWarning at the value's position. With a sink, commands are

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <fstream>
 #include <set>
@@ -83,7 +84,7 @@ std::vector<Finding> ScriptSource::HeaderFindings() const {
 std::vector<Finding> ScriptSource::Findings(std::size_t maxInvalid) const {
     std::vector<Finding> out = HeaderFindings();
     const bool headerGuessed = !out.empty();
-    std::vector<unsigned long> errorLines;
+    std::size_t errors = 0;
     for (Finding f : m_log->Items()) {
         if (headerGuessed && f.kind != Finding::kError &&
             f.reason.find("encoding") != std::string::npos) {
@@ -98,19 +99,16 @@ std::vector<Finding> ScriptSource::Findings(std::size_t maxInvalid) const {
             f.textOffset = 0;
         }
         if (shift != 0 && f.column != 0) f.column = f.column > shift ? f.column - shift : 1;
-        if (f.kind == Finding::kError) errorLines.push_back(f.line);
+        if (f.kind == Finding::kError) ++errors;
         out.push_back(std::move(f));
     }
-    std::sort(errorLines.begin(), errorLines.end());
-    // A failed command is explained by a reader error after the previous failure and up to
-    // its own line (that of its ";"); one rejected by a post-analyse hook may have none.
-    std::vector<unsigned long> unexplained;
-    unsigned long previous = 0;
-    for (unsigned long line : FailedLines()) {
-        const auto error = std::upper_bound(errorLines.begin(), errorLines.end(), previous);
-        if (error == errorLines.end() || *error > line) unexplained.push_back(line);
-        previous = line;
-    }
+    // The reader reports one error for each command it records as failed, in the same order;
+    // lines cannot pair them, as a failure's error may stand lines before its ";" (a comment
+    // left open) and several may share a line. Only failures beyond the errors lack a reason.
+    const std::vector<unsigned long> failed = FailedLines();
+    const std::vector<unsigned long> unexplained(
+        failed.begin() + static_cast<std::ptrdiff_t>(std::min(errors, failed.size())),
+        failed.end());
     const std::vector<unsigned long> invalid =
         InvalidLines(m_input->Path(), Encoding(), maxInvalid);
     std::vector<unsigned long> wanted = invalid;

@@ -25,7 +25,7 @@ class ScriptSource {
     // to stop early. Returns the number of commands handed out.
     unsigned long ForEach(const std::function<bool(NSQX_script::TScriptCmd&)>& visit);
 
-    // Lines of the commands that could not be parsed, in file order (after ForEach).
+    // Lines of the commands that could not be parsed, in reading order (after ForEach).
     std::vector<unsigned long> FailedLines() const;
     // Everything found, in line order (after ForEach): what the reader reported, the lines
     // whose bytes are not valid in the encoding (at most maxInvalid of them) and the header's

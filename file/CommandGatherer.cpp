@@ -10,6 +10,7 @@
 #include "file/ScriptReader.h"
 #include "qx_platform/CodeSet.h"
 #include "qx_platform/Trace.h"
+#include "util/EscapedBytes.h"
 
 namespace NSQX_script {
 namespace {
@@ -220,19 +221,6 @@ inline int StoreUniform(const char* p, char* out, bool fold, Seen& seen) {
 }
 #endif
 
-// The bytes that an odd run of backslashes precedes: each backslash not itself escaped escapes
-// the next byte. carry: the chunk's first byte is escaped; becomes the same for the next chunk.
-// Subtracting each run's start from the odd bit positions above it tells an even run from an
-// odd one by where the borrow stops.
-inline std::uint64_t Escaped(std::uint64_t backslash, std::uint64_t& carry) {
-    constexpr std::uint64_t kOddBits = 0xAAAAAAAAAAAAAAAA;
-    const std::uint64_t starts = backslash & ~carry;
-    const std::uint64_t code = (((starts << 1) | kOddBits) - starts) ^ kOddBits;
-    const std::uint64_t escaped = code ^ (backslash | carry);
-    carry = (code & backslash) >> 63;
-    return escaped;
-}
-
 // Bit i: an odd number of the bits 0 to i are set.
 inline std::uint64_t PrefixXor(std::uint64_t x) {
     x ^= x << 1;
@@ -272,7 +260,7 @@ const char* GatherRuns(GatheredBytes& text, int& state, int& lineNo, bool& high,
             o += kChunk;
             continue;
         }
-        const std::uint64_t escaped = Escaped(m.backslash, carry);
+        const std::uint64_t escaped = EscapedBytes(m.backslash, carry);
         const std::uint64_t inQuotes = PrefixXor(m.quote & ~escaped) ^ quoted;
         // The masks hold up to the first backslash outside quotes: before it, every backslash
         // is in quotes and so is an escape indeed.
